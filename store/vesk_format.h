@@ -44,6 +44,7 @@ constexpr uint32_t VESK_GHEADER_SIZE = 20;  // also the offset of the first entr
 constexpr uint32_t VESK_EHDR_SIZE = 20;
 constexpr uint32_t VESK_LOG_REQ_SIZE = 24;  // the head of a log record; its data follow
 
+constexpr char VESK_MAGIC[] = {'v', 'e', 's', 'k'};
 constexpr uint8_t VESK_VERSION = 1;
 constexpr uint16_t VESK_OWN_UUID = 293;   // the daemon's own service uuid
 constexpr uint16_t VESK_MAX_UUID = 2736;  // the highest uuid of a sender; the lowest is 1
@@ -55,7 +56,7 @@ constexpr uint16_t VESK_NULL_ENTRY_TYPE = 0;
 
 // At offset 0 of every log file.
 struct vesk_gheader {
-  char magic[4];  // "vesk"
+  char magic[4];  // VESK_MAGIC
   uint8_t version;
   uint8_t reserved;
   vesk::be16 checksum;
