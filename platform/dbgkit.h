@@ -8,6 +8,10 @@
 
 #include "platform/ipq.h"
 
+// What dbgkit_hist_ipq_event() notes.
+constexpr uint32_t DBGKIT_MSG_RECEIVED = 3;
+constexpr uint32_t DBGKIT_MSG_SENT = 4;
+
 extern "C" {
 
 extern const char *dbgkit_dbg_modname;   // the debug name given to dbgkit_dbg_init()
@@ -32,7 +36,7 @@ int32_t dbgkit_hist_event_subtype_check(uint32_t event, uint32_t level);
 // Stores `length` bytes of `record` (a 32-bit level and a text) in the event history.
 int32_t dbgkit_hist_event(uint32_t event, uint32_t length, const void *record);
 
-// Notes in the event history that a message was received (3) or sent (4).
+// Notes in the event history that a message was received or sent.
 int32_t dbgkit_hist_ipq_event(uint32_t direction, const ipq_msg *msg, uint32_t, uint32_t);
 
 // Non-zero when prints of the level are wanted.

@@ -5,6 +5,10 @@
 
 #include "platform/ipq.h"
 
+// What runctl_dispatch() did with a message; any other value: it is not the manager's.
+constexpr int32_t RUNCTL_TOOK = 0;   // the caller drops it
+constexpr int32_t RUNCTL_KEEPS = 1;  // the manager keeps it
+
 extern "C" {
 
 // Registers the process that owns queue `q` under the identity `uuid`; returns the system's state.
@@ -17,8 +21,7 @@ uint32_t runctl_last_pid_get(void);
 // longer than the heartbeat interval.
 int32_t runctl_heartbeat(uint32_t busy);
 
-// Offers a received message to the manager: 0 when it took the message and the caller drops it, 1
-// when it took and keeps it, any other value when the message is not the manager's.
+// Offers a received message to the manager; returns RUNCTL_...
 int32_t runctl_dispatch(ipq_msg *msg);
 
 // Reports that the switchover `context` has been handled with `result`.
