@@ -1,0 +1,14 @@
+// Where the log file of a type lies and how large it is and may become.
+#pragma once
+
+#include <cstdint>
+
+extern "C" {
+
+// Stores the file's path (`path` has room for VESK_PATH_SIZE characters), its capacity and its
+// current size in bytes. Returns 0, or -1 when the catalogue has no such type (nothing is stored)
+// or the file's status cannot be had, typically because it does not exist (`path` and `max_size`
+// are stored then, `file_size` is not).
+int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *file_size, char *path);
+
+}  // extern "C"

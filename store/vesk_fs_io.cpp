@@ -1,0 +1,32 @@
+#include "store/vesk_fs_io.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "store/vesk_flash.h"
+#include "store/vesk_log.h"
+
+namespace {
+
+// A short count that is no failure leaves errno as an earlier call set it; it is looked at all the
+// same, since a flash that gives up half way may not say so twice.
+void remount_after_io_error(int32_t count, uint32_t len) {
+  if (count >= static_cast<int32_t>(len) || errno != EIO) return;
+  const vesk::errno_keeper keeper;
+  vesk_remount_fs();
+}
+
+}  // namespace
+
+int32_t vesk_read_fs(int32_t fd, void *buf, uint32_t len) {
+  const int32_t count = static_cast<int32_t>(read(fd, buf, len));
+  remount_after_io_error(count, len);
+  return count;
+}
+
+int32_t vesk_write_fs(int32_t fd, const void *buf, uint32_t len) {
+  const int32_t count = static_cast<int32_t>(write(fd, buf, len));
+  remount_after_io_error(count, len);
+  return count;
+}
