@@ -12,7 +12,8 @@ extern "C" {
 // failure shows in the answer alone.
 int32_t vesk_do_vesk_command(ipq_msg *msg);
 
-// Removes the type's log file. 0 when its removal was started or it was never there, else -1.
+// Starts the removal of the type's log file. -1 when the catalogue has no such type, the flash has
+// failed, or the path is no regular file; else 0, also when the file's status cannot be had.
 int32_t vesk_clear_file(uint16_t file_type);
 
 }  // extern "C"

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 
 #include "daemon/vesk_command.h"
 #include "daemon/vesk_config.h"

@@ -3,6 +3,7 @@
 #include <sys/time.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstring>
 
 #include "daemon/vesk_send.h"

@@ -8,8 +8,8 @@
 #include "store/vesk_flash.h"
 
 constexpr uint32_t VESK_EXCEPTION_SIZE = 330;
-constexpr char VESK_MOUNT_MARKER[] = "/kyte_mounted";
-constexpr char VESK_MOUNT_PROGRAM[] = "/vamo/bin/kytemount";
+inline constexpr char VESK_MOUNT_MARKER[] = "/kyte_mounted";
+inline constexpr char VESK_MOUNT_PROGRAM[] = "/vamo/bin/kytemount";
 
 extern "C" {
 

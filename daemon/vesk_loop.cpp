@@ -6,7 +6,6 @@
 
 #include "daemon/vesk_dispatch.h"
 #include "daemon/vesk_send.h"
-#include "daemon/vesk_start.h"
 #include "daemon/vesk_timer.h"
 #include "platform/tg.h"
 #include "store/vesk_log.h"

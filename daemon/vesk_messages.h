@@ -1,5 +1,6 @@
 // The messages that the daemon receives and sends: opcodes and payload layouts. A log record is
-// big-endian (store/vesk_format.h); the payloads here are in host byte order.
+// big-endian (store/vesk_format.h), and so is a failure notice; the payloads laid out here are in
+// host byte order.
 #pragma once
 
 #include <cstddef>

@@ -89,13 +89,9 @@ int32_t find_log_file(const vesk_log_req &record, log_file *file) {
 int32_t take_status(log_file *file) {
   struct stat st;
   if (vesk_stat_fs(file->path, &st) != 0) {
-    if (errno == EIO) {
-      vesk_remount_fs();
-    } else if (errno != ENOENT) {
-      VESK_ERROR("ERROR: Error acquiring status for %s, errno %d", file->path, errno);
-      return -1;
-    }
+    if (errno == EIO) vesk_remount_fs();
     VESK_ERROR("ERROR: Error acquiring status for %s, errno %d", file->path, errno);
+    if (errno != EIO && errno != ENOENT) return -1;
     file->exists = false;
     file->size = 0;
     return 0;

@@ -24,7 +24,6 @@
 #include "store/vesk_state.h"
 
 uint32_t vesk_restarted;
-uint32_t vesk_tg_handle;
 uint32_t vesk_ctrl;
 
 namespace {

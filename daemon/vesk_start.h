@@ -6,7 +6,6 @@
 extern "C" {
 
 extern uint32_t vesk_restarted;  // non-zero: this process is a restart of an earlier one
-extern uint32_t vesk_tg_handle;  // the timer group
 extern uint32_t vesk_ctrl;       // 1: the log directory was missing at start
 
 // Everything up to the first pass of the main loop. Returns 0, or the status to exit with

@@ -8,6 +8,7 @@
 #include "platform/runctl.h"
 #include "store/vesk_log.h"
 
+uint32_t vesk_tg_handle;
 uint8_t vesk_up_sent;
 uint8_t vesk_up_sent_retry_count;
 

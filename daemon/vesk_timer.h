@@ -8,6 +8,7 @@ constexpr uint8_t VESK_UP_RETRIES = 5;  // the timer stops trying beyond this ma
 
 extern "C" {
 
+extern uint32_t vesk_tg_handle;           // the timer group
 extern uint8_t vesk_up_sent;              // 1 once UP was sent
 extern uint8_t vesk_up_sent_retry_count;  // failed sends of UP; never reset
 

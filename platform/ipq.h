@@ -15,7 +15,8 @@ struct ipq_msg {
 extern "C" {
 
 // Binds the access point `sap` and returns its queue: a descriptor that select() reports readable
-// while a message waits. Negative when it cannot be bound. `bind_block` is six 32-bit words.
+// while a message waits, below FD_SETSIZE. Negative when it cannot be bound. `bind_block` is six
+// 32-bit words.
 int32_t ipq_bind(uint32_t node, uint32_t sap, const void *bind_block, const char *name);
 
 // Takes the next message from the queue and stores a pointer to it in `*msg`; the message stays the
@@ -29,7 +30,8 @@ int32_t ipq_recv(int32_t q, ipq_msg **msg, const void *options);
 int32_t ipq_send(int32_t q, uint32_t dest, uint32_t dest_sap, uint32_t opcode, const void *payload,
                  uint32_t length, ipq_msg *out_handle, ipq_msg *reply_to, uint32_t last);
 
-// Gives a message back to the service; its payload is gone afterwards.
+// Gives a message back to the service; its payload is gone afterwards. Also takes the handle of a
+// message that was sent, or that could not be sent.
 int32_t ipq_drop(int32_t q, ipq_msg *msg);
 
 // The payload of a received message, or null when it has none. No call tells how long it is; the

@@ -6,7 +6,8 @@
 
 extern "C" {
 
-// Runs a program to its end. 0 when it ran, non-zero when it could not be started or failed.
+// Runs a program to its end. Non-zero when it could not be started; how it ended cannot be told by
+// a process that ignores SIGCHLD.
 int32_t execute_program_and_wait(const char *program, ...) __attribute__((sentinel));
 
 // Starts a program and returns at once: 0 when it was started.

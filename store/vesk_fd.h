@@ -3,9 +3,10 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
 #include <utility>
+
+#include "store/vesk_errno.h"
 
 namespace vesk {
 
@@ -18,10 +19,8 @@ class unique_fd {
   unique_fd &operator=(const unique_fd &) = delete;
   unique_fd &operator=(unique_fd &&) = delete;
   ~unique_fd() {
-    if (fd_ < 0) return;
-    const int saved = errno;
-    ::close(fd_);
-    errno = saved;
+    const errno_keeper keeper;
+    if (fd_ >= 0) ::close(fd_);
   }
 
   int32_t get() const { return fd_; }

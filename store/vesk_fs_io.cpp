@@ -4,8 +4,8 @@
 
 #include <cerrno>
 
+#include "store/vesk_errno.h"
 #include "store/vesk_flash.h"
-#include "store/vesk_log.h"
 
 namespace {
 

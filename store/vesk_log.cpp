@@ -1,8 +1,8 @@
 #include "store/vesk_log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <cstring>
 
 void vesk::store_history(uint32_t level, const char *format, ...) {
   struct {
@@ -13,9 +13,10 @@ void vesk::store_history(uint32_t level, const char *format, ...) {
 
   std::va_list args;
   va_start(args, format);
-  std::vsnprintf(record.text, sizeof record.text, format, args);
+  const int wanted = std::vsnprintf(record.text, sizeof record.text, format, args);
   va_end(args);
 
-  const uint32_t length = static_cast<uint32_t>(std::strlen(record.text));
-  dbgkit_hist_event(VESK_HIST_EVENT, length + 5, &record);  // the level, the text, its terminator
+  const int length = std::clamp(wanted, 0, static_cast<int>(sizeof record.text) - 1);
+  // The level, the text, its terminator.
+  dbgkit_hist_event(VESK_HIST_EVENT, static_cast<uint32_t>(length) + 5, &record);
 }

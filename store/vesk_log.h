@@ -1,10 +1,10 @@
 // The daemon's own diagnostics: two levels, each line to the event history and to the debug print.
 #pragma once
 
-#include <cerrno>
 #include <cstdint>
 
 #include "platform/dbgkit.h"
+#include "store/vesk_errno.h"
 
 constexpr uint32_t VESK_LEVEL_TRACE = 100;
 constexpr uint32_t VESK_LEVEL_ERROR = 101;
@@ -14,19 +14,6 @@ constexpr uint32_t VESK_HIST_EVENT = VESK_HIST_IDENTITY << 16;
 static_assert(VESK_HIST_EVENT == 0x730000);
 
 namespace vesk {
-
-// Gives errno back as it was, at the end of its life and whenever asked.
-class errno_keeper {
- public:
-  errno_keeper() = default;
-  errno_keeper(const errno_keeper &) = delete;
-  errno_keeper &operator=(const errno_keeper &) = delete;
-  ~errno_keeper() { restore(); }
-  void restore() const { errno = saved_; }
-
- private:
-  int saved_ = errno;
-};
 
 // Formats a line, cut at 511 characters, and stores it in the event history.
 void store_history(uint32_t level, const char *format, ...) __attribute__((format(printf, 2, 3)));

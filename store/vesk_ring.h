@@ -29,9 +29,12 @@ constexpr uint32_t next_slot(uint32_t offset, uint32_t size, uint32_t max) {
   return next >= max ? VESK_GHEADER_SIZE : next;
 }
 
-// The room that an entry with `length` bytes of data asks for: its header, its data and padding, and
-// behind them at least 21 bytes, so that the null entry of the next wrap finds room for its header.
-constexpr uint32_t space_for(uint32_t length) { return length + 44; }
+// The room that an entry with `length` bytes of data asks for: its header, its data and padding,
+// and behind them at least 21 bytes, so that the null entry of the next wrap finds room for its
+// header.
+constexpr uint32_t space_for(uint32_t length) {
+  return length + 44;
+}
 
 static_assert(padded(0) == 0 && padded(1) == 4 && padded(4) == 4 && padded(65533) == 65536);
 static_assert(pad_bytes(5) == 3 && pad_bytes(8) == 0);
