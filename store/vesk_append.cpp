@@ -8,7 +8,6 @@
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
 #include "store/vesk_make_space.h"
-#include "store/vesk_probe.h"
 #include "store/vesk_ring.h"
 #include "store/vesk_state.h"
 #include "store/vesk_update.h"

@@ -9,7 +9,6 @@
 #include "store/vesk_checksum.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
-#include "store/vesk_probe.h"
 #include "store/vesk_ring.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // The entry writer: the lowest layer that changes a log file. It keeps no state, never reads back
 // and never rolls back; the caller owns the open descriptor and decides the offsets.
 //
-// All return 0 or -1, and log each failure once at error level.
+// All return 0 or -1, and log at error level what they take for a failure.
 #pragma once
 
 #include <cstdint>

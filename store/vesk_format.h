@@ -46,11 +46,13 @@ constexpr uint32_t VESK_LOG_REQ_SIZE = 24;  // the head of a log record; its dat
 
 constexpr char VESK_MAGIC[] = {'v', 'e', 's', 'k'};
 constexpr uint8_t VESK_VERSION = 1;
-constexpr uint16_t VESK_OWN_UUID = 293;   // the daemon's own service uuid
-constexpr uint16_t VESK_MAX_UUID = 2736;  // the highest uuid of a sender; the lowest is 1
+constexpr uint16_t VESK_OWN_UUID = 293;  // the daemon's own service uuid
+
+// What a record may carry. The lowest uuid and file type are 1.
+constexpr uint16_t VESK_MAX_UUID = 2736;
 constexpr uint16_t VESK_MIN_OBJECT_TYPE = 1024;
-constexpr uint16_t VESK_MAX_REQ_FILE_TYPE =
-    38;  // the highest file type of a record; the lowest is 1
+constexpr uint16_t VESK_MAX_REQ_FILE_TYPE = 38;
+
 constexpr uint32_t VESK_MAX_FILE_TYPES = 64;
 constexpr uint16_t VESK_NULL_ENTRY_TYPE = 0;
 

@@ -19,6 +19,10 @@ void remount_after_io_error(int32_t count, uint32_t len) {
 
 }  // namespace
 
+bool vesk::seek_to(int32_t fd, uint32_t offset) {
+  return lseek(fd, static_cast<int32_t>(offset), SEEK_SET) >= 0;
+}
+
 int32_t vesk_read_fs(int32_t fd, void *buf, uint32_t len) {
   const int32_t count = static_cast<int32_t>(read(fd, buf, len));
   remount_after_io_error(count, len);

@@ -123,8 +123,9 @@ step cover_gap(space_walk &walk, const space_job &job, uint16_t size) {
   return step::go_on;
 }
 
-// What was freed before the file's end does not count: the room has to be in one piece. A second
-// time around without a change would only read the same headers again.
+// Behind the last entry of the file the count starts again: what was freed before does not help an
+// entry that begins at the first slot. A second time around without a change would only read the
+// same headers again.
 step begin_again(space_walk &walk, const space_job &job) {
   walk.begin_again_at_first_slot();
   walk.remaining = job.nspace;

@@ -1,16 +1,10 @@
 #include "store/vesk_probe.h"
 
-#include <unistd.h>
-
 #include "store/vesk_checksum.h"
 #include "store/vesk_fs_io.h"
 
-bool vesk::seek_to(int32_t fd, uint32_t offset) {
-  return lseek(fd, static_cast<int32_t>(offset), SEEK_SET) >= 0;
-}
-
 vesk::slot vesk::probe_slot(int32_t fd, uint32_t offset) {
-  slot s;
+  slot s{};
   if (!seek_to(fd, offset)) {
     s.found = probe::seek_failed;
     s.got = -1;

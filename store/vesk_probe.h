@@ -17,11 +17,7 @@ struct slot {
   vesk_ehdr hdr;  // the header; meaningful when `found` is good or bad_checksum
 };
 
-// Seeks, reads 20 bytes, checks their sum. `offset` is passed to the system as a signed 32-bit
-// value, so that 2 GiB and above are refused with EINVAL.
+// Seeks, reads 20 bytes, checks their sum.
 slot probe_slot(int32_t fd, uint32_t offset);
-
-// Seeks to `offset` in the same way; false when that failed.
-bool seek_to(int32_t fd, uint32_t offset);
 
 }  // namespace vesk

@@ -1,8 +1,8 @@
 // Rewriting an entry where it lies.
 //
-// Both operations log each failure once at error level and store in `error_code`: 5 when a header
-// read failed with EFAULT, 6 when a seek to an entry failed with EINVAL, 1 when the write of a
-// changed header fell short; vesk_check_update_type() also what vesk_add_entry() stores.
+// Both operations log every failure at error level and store in `error_code`: 5 when a header read
+// failed with EFAULT, 6 when a seek to an entry failed with EINVAL, 1 when the write of a changed
+// header fell short; vesk_check_update_type() also what vesk_add_entry() stores.
 #pragma once
 
 #include <cstdint>
