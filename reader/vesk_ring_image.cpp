@@ -1,0 +1,97 @@
+#include "reader/vesk_ring_image.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <system_error>
+#include <thread>
+
+#include "reader/vesk_ring_summary.h"
+#include "store/vesk_fd.h"
+
+namespace vesk {
+
+namespace {
+
+constexpr int rereads = 30;
+constexpr std::chrono::milliseconds reread_pause{10};
+constexpr std::chrono::seconds live_time{3};
+
+std::string system_reason(int error) {
+  return std::generic_category().message(error);
+}
+
+std::string reason_not_to_read(const struct stat &status) {
+  if (S_ISDIR(status.st_mode)) return system_reason(EISDIR);
+  if (!S_ISREG(status.st_mode)) return "Not a regular file";
+  if (status.st_size > static_cast<off_t>(ring_image_limit))
+    return "Larger than " + std::to_string(ring_image_limit >> 20) + " MiB: not a log file";
+  return {};
+}
+
+// Fills `buffer` from `offset` on as far as the file goes. Returns the count, or -1.
+ssize_t read_at(int fd, uint8_t *buffer, size_t length, size_t offset) {
+  size_t done = 0;
+  while (done < length) {
+    const ssize_t got =
+        ::pread(fd, buffer + done, length - done, static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+// Reads as much as the file holds at this moment.
+std::string read_once(int fd, std::vector<uint8_t> &image) {
+  struct stat status;
+  if (::fstat(fd, &status) != 0) return system_reason(errno);
+  if (auto reason = reason_not_to_read(status); !reason.empty()) return reason;
+  image.resize(static_cast<size_t>(status.st_size));
+  const ssize_t got = read_at(fd, image.data(), image.size(), 0);
+  if (got < 0) return system_reason(errno);
+  image.resize(static_cast<size_t>(got));
+  return {};
+}
+
+bool header_moved(int fd, const std::vector<uint8_t> &image) {
+  std::array<uint8_t, VESK_GHEADER_SIZE> header;
+  const ssize_t got = read_at(fd, header.data(), header.size(), 0);
+  const size_t expected = std::min(image.size(), header.size());
+  return got != static_cast<ssize_t>(expected) ||
+         !std::equal(image.begin(), image.begin() + got, header.begin());
+}
+
+bool written_just_now(int fd) {
+  using namespace std::chrono;
+  struct stat status;
+  if (::fstat(fd, &status) != 0) return false;
+  const auto written = system_clock::from_time_t(status.st_mtim.tv_sec);
+  return abs(system_clock::now() - written) <= live_time;
+}
+
+}  // namespace
+
+std::string read_ring_image(const std::string &path, uint32_t capacity,
+                            std::vector<uint8_t> &image) {
+  // Without O_NONBLOCK, opening a FIFO would wait for somebody to write to it.
+  const unique_fd fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  if (!fd) return system_reason(errno);
+
+  for (int attempt = 0;; ++attempt) {
+    if (auto reason = read_once(fd.get(), image); !reason.empty()) return reason;
+    const bool moved = header_moved(fd.get(), image);
+    if (!moved && !summarize(image, capacity).damage) return {};
+    if (attempt == rereads || !(moved || written_just_now(fd.get()))) return {};
+    std::this_thread::sleep_for(reread_pause);
+  }
+}
+
+}  // namespace vesk

@@ -1,0 +1,23 @@
+// A log file read into memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace vesk {
+
+// Far above the largest log file; anything larger is not one, and is not read.
+constexpr size_t ring_image_limit = size_t{64} << 20;
+
+// Reads the regular file at `path` whole into `image`. Returns an empty string, or why the file
+// cannot be read; `image` then holds nothing of use. `capacity` as for begin_walk().
+//
+// The file may be written to meanwhile. A header that moved during the reading, or a chain broken
+// only because an entry is there before the header that counts it, is not damage: a file that was
+// written to just now is read again until it is whole, for about a third of a second.
+std::string read_ring_image(const std::string &path, uint32_t capacity,
+                            std::vector<uint8_t> &image);
+
+}  // namespace vesk

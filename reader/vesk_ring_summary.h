@@ -1,0 +1,26 @@
+// What a log file holds, in a few figures.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "reader/vesk_ring_walk.h"
+
+namespace vesk {
+
+struct ring_summary {
+  std::optional<ring_state> state;   // empty when the global header cannot be trusted
+  uint32_t entries;                  // that can be read, null entries not counted
+  std::optional<ring_entry> oldest;  // the first and the last of them in ring order;
+  std::optional<ring_entry> newest;  // their data lie in the image
+  std::optional<ring_damage> damage;
+};
+
+// Walks the whole ring; arguments as for begin_walk().
+ring_summary summarize(ring_bytes image, uint32_t capacity);
+
+// How much of the ring's room the live entries and the null entries among them take, in percent,
+// rounded down.
+uint32_t fill_percent(const ring_state &ring);
+
+}  // namespace vesk

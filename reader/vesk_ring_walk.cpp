@@ -1,0 +1,159 @@
+#include "reader/vesk_ring_walk.h"
+
+#include <cstring>
+#include <utility>
+
+#include "store/vesk_checksum.h"
+#include "store/vesk_ring.h"
+
+namespace vesk {
+
+namespace {
+
+ring_damage damage_at(size_t offset, std::string reason) {
+  return {static_cast<uint32_t>(offset), std::move(reason)};
+}
+
+std::string text(uint64_t number) {
+  return std::to_string(number);
+}
+
+// What makes a global header unfit to walk by, if anything.
+std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
+  if (std::memcmp(header.magic, "vesk", sizeof header.magic) != 0)
+    return damage_at(0, "not a log file: it does not begin with \"vesk\"");
+  if (header.version != VESK_VERSION)
+    return damage_at(offsetof(vesk_gheader, version),
+                     "format version " + text(header.version) + " is not known");
+  if (!checksum_holds(header))
+    return damage_at(offsetof(vesk_gheader, checksum),
+                     "the checksum of the global header does not hold");
+
+  const uint64_t max = header.max, start = header.start, end = header.end;
+  if (start < VESK_GHEADER_SIZE || start + VESK_EHDR_SIZE >= max)
+    return damage_at(
+        offsetof(vesk_gheader, start),
+        "start " + text(start) + " is no place for an entry in a ring of " + text(max) + " bytes");
+  if (end < VESK_GHEADER_SIZE || end > max)
+    return damage_at(offsetof(vesk_gheader, end),
+                     "end " + text(end) + " lies outside a ring of " + text(max) + " bytes");
+  if (start == end && start != VESK_GHEADER_SIZE)
+    return damage_at(offsetof(vesk_gheader, start),
+                     "start and end are both " + text(start) + ", as in no ring that was written");
+  return {};
+}
+
+std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &header) {
+  if (image.empty()) return damage_at(0, "the file is empty");
+  if (image.size() < sizeof header)
+    return damage_at(image.size(), "the file ends inside its global header");
+  std::memcpy(&header, image.data(), sizeof header);
+  return gheader_damage(header);
+}
+
+// What a header of good checksum claims that the file does not bear out. The entries may be sound
+// all the same, so it is told only where the chain shows no damage of its own.
+std::optional<ring_damage> false_claim(const ring_walk &walk, uint32_t capacity) {
+  const uint32_t max = walk.state->max;
+  if (capacity != unknown_capacity && max != capacity)
+    return damage_at(offsetof(vesk_gheader, max),
+                     "capacity " + text(max) + " is not the " + text(capacity) + " of this file");
+  if (walk.image.size() > max)
+    return damage_at(max, "the file goes on beyond its capacity of " + text(max) + " bytes");
+  return {};
+}
+
+void end_with(ring_walk &walk, std::string reason) {
+  walk.damage = damage_at(walk.offset, std::move(reason));
+  walk.ended = true;
+}
+
+// Reads the header at the walk's offset; false when there is none, which ends the walk.
+bool read_header(ring_walk &walk, vesk_ehdr &header) {
+  const size_t size = walk.image.size();
+  if (walk.offset >= size) {
+    end_with(walk, "no entry: the file ends at " + text(size));
+    return false;
+  }
+  if (size - walk.offset < sizeof header) {
+    end_with(walk, "the entry header is cut off: the file ends at " + text(size));
+    return false;
+  }
+  std::memcpy(&header, walk.image.data() + walk.offset, sizeof header);
+  if (!checksum_holds(header)) {
+    end_with(walk, "the checksum of the entry header does not hold");
+    return false;
+  }
+  return true;
+}
+
+// Moves on from an entry that ends at `next`, around the ring's end if it lies there.
+void step_to(ring_walk &walk, uint64_t next) {
+  const ring_state &ring = *walk.state;
+  const bool before_wrap = walk.stretch_end != ring.end;
+  if (next > walk.stretch_end) {
+    end_with(walk, "the entry runs to " + text(next) + ", over the " +
+                       (before_wrap ? "ring's capacity " : "ring's end ") + text(walk.stretch_end));
+  } else if (next < walk.stretch_end) {
+    walk.offset = static_cast<uint32_t>(next);
+  } else if (before_wrap && ring.end != VESK_GHEADER_SIZE) {
+    walk.offset = VESK_GHEADER_SIZE;
+    walk.stretch_end = ring.end;
+  } else {
+    walk.ended = true;
+  }
+}
+
+// One entry of the chain, null entries included.
+std::optional<ring_entry> step(ring_walk &walk) {
+  vesk_ehdr header;
+  if (walk.ended || !read_header(walk, header)) return {};
+
+  const uint32_t offset = walk.offset;
+  const uint64_t next = uint64_t{offset} + entry_span(header.size);
+  if (next > walk.image.size()) {
+    end_with(walk, "the entry runs to " + text(next) + ", but the file ends at " +
+                       text(walk.image.size()));
+    return {};
+  }
+  step_to(walk, next);
+  return ring_entry{
+      .offset = offset,
+      .uuid = header.uuid,
+      .type = header.type,
+      .flags = header.flags,
+      .prev_size = header.prev_size,
+      .secs = header.secs,
+      .usecs = header.usecs,
+      .data = walk.image.subspan(offset + VESK_EHDR_SIZE, header.size),
+  };
+}
+
+}  // namespace
+
+ring_walk begin_walk(ring_bytes image, uint32_t capacity, null_entries nulls) {
+  ring_walk walk;
+  walk.image = image;
+  walk.nulls = nulls;
+  walk.ended = true;
+  vesk_gheader header;
+  walk.damage = gheader_damage(image, header);
+  if (walk.damage) return walk;
+
+  const ring_state ring{header.max, header.start, header.end};
+  walk.state = ring;
+  walk.offset = ring.start;
+  walk.stretch_end = ring.wrapped() ? ring.max : ring.end;
+  walk.ended = ring.start == ring.end;
+  walk.damage = false_claim(walk, capacity);
+  return walk;
+}
+
+std::optional<ring_entry> next_entry(ring_walk &walk) {
+  while (auto entry = step(walk)) {
+    if (entry->type != VESK_NULL_ENTRY_TYPE || walk.nulls == null_entries::show) return entry;
+  }
+  return {};
+}
+
+}  // namespace vesk

@@ -1,0 +1,172 @@
+// Reading a file into memory, also one that is being written to.
+#include "reader/vesk_ring_image.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "reader/vesk_ring_walk.h"
+#include "tests/unit/reader/file_bytes.h"
+
+namespace vesk::test {
+namespace {
+
+// What happens behind each call of pread, whose number it is told, and what each call fails with.
+std::function<void(int)> after_pread;
+int pread_error = 0;
+int pread_calls = 0;
+
+struct reading {
+  std::string reason;
+  std::string bytes;
+};
+
+reading read(const std::string &path) {
+  std::vector<uint8_t> image;
+  std::string reason = read_ring_image(path, unknown_capacity, image);
+  return {reason, reason.empty() ? std::string(image.begin(), image.end()) : ""};
+}
+
+void overwrite(const std::string &path, const std::string &bytes) {
+  const int fd = ::open(path.c_str(), O_WRONLY);
+  EXPECT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  ::close(fd);
+}
+
+class Image : public ::testing::Test {
+ protected:
+  Image() { pread_calls = 0; }
+  ~Image() override {
+    after_pread = nullptr;
+    pread_error = 0;
+  }
+
+  scratch_directory directory;
+  const std::string path = directory / "ring";
+  const std::string sound = gheader(120, 20, 104) + alpha() + beta() + gamma_ray();
+  const std::string broken = gheader(120, 20, 104) + alpha() + stale(24) + gamma_ray();
+};
+
+TEST_F(Image, HoldsTheFileByteForByte) {
+  store(path, sound);
+  const auto [reason, bytes] = read(path);
+  EXPECT_EQ(reason, "");
+  EXPECT_EQ(bytes, sound);
+}
+
+TEST_F(Image, OfAnEmptyFileIsEmpty) {
+  store(path, "");
+  const auto [reason, bytes] = read(path);
+  EXPECT_EQ(reason, "");
+  EXPECT_EQ(bytes, "");
+}
+
+TEST_F(Image, OfADamagedFileIsTheFile) {
+  store(path, broken);
+  EXPECT_EQ(read(path).bytes, broken);
+}
+
+TEST_F(Image, MissingFile) {
+  EXPECT_EQ(read(path).reason, "No such file or directory");
+}
+
+TEST_F(Image, Directory) {
+  EXPECT_EQ(read(directory.path()).reason, "Is a directory");
+}
+
+TEST_F(Image, FifoIsRefusedWithoutWaiting) {
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(read(path).reason, "Not a regular file");
+}
+
+TEST_F(Image, FileThatIsTooLargeIsNotRead) {
+  store(path, sound);
+  ASSERT_EQ(::truncate(path.c_str(), 64 * 1024 * 1024 + 1), 0);
+  EXPECT_EQ(read(path).reason, "Larger than 64 MiB: not a log file");
+}
+
+TEST_F(Image, FileThatTheSystemCannotReadIsRefused) {
+  store(path, sound);
+  pread_error = EIO;
+  EXPECT_EQ(read(path).reason, "Input/output error");
+}
+
+// --- files that are written to while they are read: one call of pread takes the whole file, the
+// next one looks at its header again ---
+
+TEST_F(Image, IsReadAgainWhenTheHeaderMovedMeanwhile) {
+  const std::string earlier = gheader(120, 20, 48) + alpha();
+  store(path, earlier);
+  after_pread = [&](int calls) {
+    if (calls == 1) overwrite(path, sound);
+  };
+  EXPECT_EQ(read(path).bytes, sound);
+}
+
+TEST_F(Image, IsReadAgainWhenAnEntryWasThereBeforeItsHeader) {
+  store(path, broken);
+  after_pread = [&](int calls) {
+    if (calls == 6) overwrite(path, sound);
+    if (calls < 6) overwrite(path, broken);
+  };
+  EXPECT_EQ(read(path).bytes, sound);
+}
+
+TEST_F(Image, IsReadOnceWhereTheDamageIsOld) {
+  store(path, broken);
+  int preads = 0;
+  after_pread = [&](int calls) { preads = calls; };
+  EXPECT_EQ(read(path).bytes, broken);
+  EXPECT_EQ(preads, 2);
+}
+
+TEST_F(Image, IsNotAwaitedForEver) {
+  store(path, sound);
+  const std::string empty = gheader(120, 20, 20) + sound.substr(20);
+  int preads = 0;
+  after_pread = [&](int calls) {
+    preads = calls;
+    overwrite(path, calls % 2 == 1 ? empty : sound);
+  };
+  EXPECT_EQ(read(path).bytes, sound);
+  EXPECT_EQ(preads, 62);  // two for the first reading and for each of thirty more
+}
+
+TEST_F(Image, ReadsOnlyAndLeavesTheFileAlone) {
+  store(path, broken);
+  struct stat before, after;
+  ASSERT_EQ(::stat(path.c_str(), &before), 0);
+  read(path);
+  ASSERT_EQ(::stat(path.c_str(), &after), 0);
+  EXPECT_EQ(before.st_size, after.st_size);
+  EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
+  EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
+}
+
+}  // namespace
+}  // namespace vesk::test
+
+extern "C" {
+
+ssize_t __real_pread(int fd, void *buffer, size_t length, off_t offset);
+
+// The linker leads the calls of pread here.
+ssize_t __wrap_pread(int fd, void *buffer, size_t length, off_t offset) {
+  using namespace vesk::test;
+  if (pread_error != 0) {
+    errno = pread_error;
+    return -1;
+  }
+  const ssize_t got = __real_pread(fd, buffer, length, offset);
+  ++pread_calls;
+  if (after_pread) after_pread(pread_calls);
+  return got;
+}
+
+}  // extern "C"

@@ -1,0 +1,66 @@
+#include "reader/vesk_ring_summary.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/unit/reader/file_bytes.h"
+
+namespace vesk::test {
+namespace {
+
+ring_summary summary_of(const std::string &file) {
+  return summarize({reinterpret_cast<const uint8_t *>(file.data()), file.size()}, 120);
+}
+
+TEST(Summary, EmptyRing) {
+  const ring_summary summary = summary_of(gheader(120, 20, 20));
+  ASSERT_TRUE(summary.state);
+  EXPECT_FALSE(summary.state->wrapped());
+  EXPECT_EQ(summary.entries, 0u);
+  EXPECT_FALSE(summary.oldest);
+  EXPECT_FALSE(summary.newest);
+  EXPECT_FALSE(summary.damage);
+}
+
+TEST(Summary, OldestAndNewestAreThoseOfTheRingAndNotOfTheFile) {
+  const std::string file = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
+  const ring_summary summary = summary_of(file);
+  ASSERT_TRUE(summary.state);
+  EXPECT_TRUE(summary.state->wrapped());
+  EXPECT_EQ(summary.entries, 2u);
+  ASSERT_TRUE(summary.oldest);
+  EXPECT_EQ(summary.oldest->offset, 64u);
+  ASSERT_TRUE(summary.newest);
+  EXPECT_EQ(summary.newest->offset, 20u);
+  EXPECT_FALSE(summary.damage);
+}
+
+TEST(Summary, DamagedRingCountsWhatCanBeRead) {
+  const ring_summary summary = summary_of(gheader(120, 20, 104) + alpha() + beta() + stale(32));
+  EXPECT_EQ(summary.entries, 2u);
+  ASSERT_TRUE(summary.newest);
+  EXPECT_EQ(summary.newest->offset, 48u);
+  ASSERT_TRUE(summary.damage);
+  EXPECT_EQ(summary.damage->offset, 72u);
+}
+
+TEST(Summary, LostGlobalHeaderLeavesNoState) {
+  const ring_summary summary = summary_of(stale(120));
+  EXPECT_FALSE(summary.state);
+  EXPECT_EQ(summary.entries, 0u);
+  EXPECT_TRUE(summary.damage);
+}
+
+TEST(Fill, CountsTheLiveBytesAndRoundsDown) {
+  EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 20}), 0u);
+  EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 104}), 84u);
+  EXPECT_EQ(fill_percent({.max = 120, .start = 48, .end = 104}), 56u);
+  EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 120}), 100u);
+  EXPECT_EQ(fill_percent({.max = 120, .start = 64, .end = 52}), 88u);
+  EXPECT_EQ(fill_percent({.max = 8192, .start = 20, .end = 8191}), 99u);
+  EXPECT_EQ(fill_percent({.max = 0xFFFFFFFF, .start = 20, .end = 0xFFFFFFFF}), 100u);
+}
+
+}  // namespace
+}  // namespace vesk::test

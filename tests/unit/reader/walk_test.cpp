@@ -1,0 +1,286 @@
+// What a walk over the bytes of a log file yields, and where and why it stops.
+#include "reader/vesk_ring_walk.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/unit/reader/file_bytes.h"
+
+namespace vesk::test {
+namespace {
+
+using namespace std::string_literals;
+
+ring_bytes bytes_of(const std::string &file) {
+  return {reinterpret_cast<const uint8_t *>(file.data()), file.size()};
+}
+
+// The entries as "offset:uuid/type/size", and the damage as "!offset reason".
+std::string walked(const std::string &file, uint32_t capacity = unknown_capacity,
+                   null_entries nulls = null_entries::skip) {
+  std::string seen;
+  const auto add = [&](const std::string &text) { seen += (seen.empty() ? "" : " ") + text; };
+  ring_walk walk = begin_walk(bytes_of(file), capacity, nulls);
+  while (const auto entry = next_entry(walk)) {
+    add(std::to_string(entry->offset) + ":" + std::to_string(entry->uuid) + "/" +
+        std::to_string(entry->type) + "/" + std::to_string(entry->data.size()));
+  }
+  if (walk.damage) add("!" + std::to_string(walk.damage->offset) + " " + walk.damage->reason);
+  return seen;
+}
+
+const std::string three = alpha() + beta() + gamma_ray();  // 20, 48, 72, up to 104
+
+// --- sound rings ---
+
+TEST(Walk, EmptyRingHasNoEntriesAndNoDamage) {
+  EXPECT_EQ(walked(gheader(120, 20, 20, 0x148F)), "");
+}
+
+TEST(Walk, RingThatIsNotWrappedRunsFromStartToEnd) {
+  EXPECT_EQ(walked(gheader(120, 20, 104, 0x143B) + three),
+            "20:677/1024/8 48:80/1025/4 72:510/2000/12");
+}
+
+TEST(Walk, DiscardedEntriesBeforeStartAreNotShown) {
+  EXPECT_EQ(walked(gheader(120, 48, 104, 0x141F) + three), "48:80/1025/4 72:510/2000/12");
+}
+
+TEST(Walk, WhatLiesBehindEndIsNotShown) {
+  EXPECT_EQ(walked(gheader(120, 20, 72, 0x145B) + three), "20:677/1024/8 48:80/1025/4");
+}
+
+TEST(Walk, WrappedRingGoesOnBehindTheGlobalHeader) {
+  const std::string file =
+      gheader(120, 64, 52, 0x1443) + gamma_ray() + stale(12) + alpha() + null8();
+  EXPECT_EQ(walked(file), "64:677/1024/8 20:510/2000/12");
+  EXPECT_EQ(walked(file, 120, null_entries::show), "64:677/1024/8 92:293/0/8 20:510/2000/12");
+}
+
+TEST(Walk, WrappedRingWhoseEndIsTheFirstSlotStopsAtTheCapacity) {
+  EXPECT_EQ(walked(gheader(120, 64, 20, 0x1463) + stale(44) + alpha() + null8()), "64:677/1024/8");
+}
+
+TEST(Walk, EntryThatEndsExactlyAtTheCapacityWraps) {
+  EXPECT_EQ(walked(gheader(120, 92, 52, 0x1427) + gamma_ray() + stale(40) + alpha()),
+            "92:677/1024/8 20:510/2000/12");
+}
+
+TEST(Walk, StartTwentyFourBytesBelowTheCapacityIsTheLastOneThatGoes) {
+  EXPECT_EQ(walked(gheader(120, 96, 52, 0x1423) + gamma_ray() + stale(44) + beta()),
+            "96:80/1025/4 20:510/2000/12");
+}
+
+TEST(Walk, EndMayBeTheCapacity) {
+  EXPECT_EQ(walked(gheader(120, 20, 120, 0x142B) + beta() + gamma_ray() +
+                   entry({.type = 1026}, "twenty-four bytes of it.")),
+            "20:80/1025/4 44:510/2000/12 76:677/1026/24");
+}
+
+TEST(Walk, NullEntriesAreSkippedAmongOthers) {
+  const std::string file = gheader(120, 20, 100) + alpha() + null8() + beta();
+  EXPECT_EQ(walked(file), "20:677/1024/8 76:80/1025/4");
+  EXPECT_EQ(walked(file, 120, null_entries::show), "20:677/1024/8 48:293/0/8 76:80/1025/4");
+}
+
+TEST(Walk, TypeZeroAloneMakesANullEntry) {
+  const std::string file =
+      gheader(120, 20, 68) +
+      entry({.uuid = 700, .type = 0, .sum = 0x6849, .secs = noon + 4}, "data") + beta();
+  EXPECT_EQ(walked(file), "44:80/1025/4");
+  EXPECT_EQ(walked(file, 120, null_entries::show), "20:700/0/4 44:80/1025/4");
+}
+
+TEST(Walk, EntryCarriesTheFieldsOfItsHeaderAndItsPadding) {
+  const std::string file = gheader(120, 20, 52) + gamma_ray();
+  ring_walk walk = begin_walk(bytes_of(file), 120);
+  const auto entry = next_entry(walk);
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->offset, 20u);
+  EXPECT_EQ(entry->uuid, 510);
+  EXPECT_EQ(entry->type, 2000);
+  EXPECT_EQ(entry->flags, 7);
+  EXPECT_EQ(entry->prev_size, 8);
+  EXPECT_EQ(entry->secs, 1714564802u);
+  EXPECT_EQ(entry->usecs, 999999u);
+  EXPECT_EQ(std::string(entry->data.begin(), entry->data.end()), "gamma ray\0\0\0"s);
+}
+
+TEST(Walk, EntryWithoutDataIsAnEntry) {
+  EXPECT_EQ(walked(gheader(120, 20, 64) +
+                   entry({.type = 1026, .sum = 0x645C, .secs = noon + 5, .usecs = 5}, "") + beta()),
+            "20:677/1026/0 40:80/1025/4");
+}
+
+TEST(Walk, EndedWalkStaysEnded) {
+  const std::string file = gheader(120, 20, 48) + alpha();
+  ring_walk walk = begin_walk(bytes_of(file), 120);
+  EXPECT_TRUE(next_entry(walk));
+  EXPECT_FALSE(next_entry(walk));
+  EXPECT_FALSE(next_entry(walk));
+  EXPECT_FALSE(walk.damage);
+}
+
+// --- global headers that cannot be trusted ---
+
+TEST(Walk, EmptyFile) {
+  EXPECT_EQ(walked(""), "!0 the file is empty");
+}
+
+TEST(Walk, FileThatEndsInsideItsGlobalHeader) {
+  EXPECT_EQ(walked(gheader(120, 20, 20).substr(0, 19)),
+            "!19 the file ends inside its global header");
+}
+
+TEST(Walk, FileOfAnotherKind) {
+  EXPECT_EQ(walked("a line of text in a file that has no place here\n"),
+            "!0 not a log file: it does not begin with \"vesk\"");
+}
+
+TEST(Walk, VersionThatIsNotKnown) {
+  std::string file = gheader(120, 20, 104, 0x133B) + three;  // the sum is right for version 2
+  file[4] = 2;
+  EXPECT_EQ(walked(file), "!4 format version 2 is not known");
+}
+
+TEST(Walk, GlobalHeaderWhoseChecksumDoesNotHold) {
+  EXPECT_EQ(walked(gheader(120, 20, 104, 0x143C) + three),
+            "!6 the checksum of the global header does not hold");
+}
+
+TEST(Walk, StartWithinTwentyBytesOfTheCapacity) {
+  EXPECT_EQ(walked(gheader(120, 100, 104, 0x13EB) + three),
+            "!12 start 100 is no place for an entry in a ring of 120 bytes");
+}
+
+TEST(Walk, StartBeyondTheCapacity) {
+  EXPECT_EQ(walked(gheader(120, 0xFFFFFFF0, 104, 0x145E) + three),
+            "!12 start 4294967280 is no place for an entry in a ring of 120 bytes");
+}
+
+// The global header has the checksum of an entry header, and would pass for one.
+TEST(Walk, StartInsideTheGlobalHeader) {
+  EXPECT_EQ(walked(gheader(120, 0, 104, 0x144F) + three),
+            "!12 start 0 is no place for an entry in a ring of 120 bytes");
+  EXPECT_EQ(walked(gheader(120, 19, 104, 0x143C) + three),
+            "!12 start 19 is no place for an entry in a ring of 120 bytes");
+}
+
+TEST(Walk, CapacityTooSmallForAnything) {
+  EXPECT_EQ(walked(gheader(10, 5, 7, 0x1519) + three),
+            "!12 start 5 is no place for an entry in a ring of 10 bytes");
+}
+
+TEST(Walk, EndBeyondTheCapacity) {
+  EXPECT_EQ(walked(gheader(120, 20, 121, 0x142A) + three),
+            "!16 end 121 lies outside a ring of 120 bytes");
+}
+
+TEST(Walk, EndInsideTheGlobalHeader) {
+  EXPECT_EQ(walked(gheader(120, 20, 19, 0x1490) + three),
+            "!16 end 19 lies outside a ring of 120 bytes");
+}
+
+TEST(Walk, StartAndEndAtOnePlaceBehindTheFirstSlot) {
+  EXPECT_EQ(walked(gheader(120, 60, 60, 0x143F) + three),
+            "!12 start and end are both 60, as in no ring that was written");
+}
+
+// --- headers that claim what the file does not bear out ---
+
+TEST(Walk, CapacityOfAnotherFileIsToldBehindTheEntries) {
+  EXPECT_EQ(walked(gheader(120, 20, 104) + three, 262144),
+            "20:677/1024/8 48:80/1025/4 72:510/2000/12 "
+            "!8 capacity 120 is not the 262144 of this file");
+}
+
+TEST(Walk, FileLongerThanItsCapacityIsToldBehindTheEntries) {
+  EXPECT_EQ(walked(gheader(120, 20, 104) + three + stale(20)),
+            "20:677/1024/8 48:80/1025/4 72:510/2000/12 "
+            "!120 the file goes on beyond its capacity of 120 bytes");
+}
+
+TEST(Walk, DamageInTheChainIsToldBeforeAFalseClaim) {
+  EXPECT_EQ(walked(gheader(120, 20, 104) + alpha() + stale(56), 262144),
+            "20:677/1024/8 !48 the checksum of the entry header does not hold");
+}
+
+// --- chains that break ---
+
+TEST(Walk, EntryHeaderWhoseChecksumDoesNotHold) {
+  std::string broken = beta();
+  broken[7] ^= 1;
+  EXPECT_EQ(walked(gheader(120, 20, 104) + alpha() + broken + gamma_ray()),
+            "20:677/1024/8 !48 the checksum of the entry header does not hold");
+}
+
+TEST(Walk, EntryHeaderOfZeros) {
+  EXPECT_EQ(walked(gheader(120, 20, 104) + alpha() + std::string(56, '\0')),
+            "20:677/1024/8 !48 the checksum of the entry header does not hold");
+}
+
+TEST(Walk, FileCutInTheDataOfTheLastEntry) {
+  EXPECT_EQ(walked((gheader(120, 20, 104) + three).substr(0, 103)),
+            "20:677/1024/8 48:80/1025/4 !72 the entry runs to 104, but the file ends at 103");
+}
+
+TEST(Walk, FileCutInTheHeaderOfTheLastEntry) {
+  EXPECT_EQ(walked((gheader(120, 20, 104) + three).substr(0, 91)),
+            "20:677/1024/8 48:80/1025/4 "
+            "!72 the entry header is cut off: the file ends at 91");
+}
+
+TEST(Walk, FileCutBetweenTwoEntries) {
+  EXPECT_EQ(walked((gheader(120, 20, 104) + three).substr(0, 72)),
+            "20:677/1024/8 48:80/1025/4 !72 no entry: the file ends at 72");
+}
+
+TEST(Walk, WrappedFileThatWasCut) {
+  const std::string file = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
+  EXPECT_EQ(walked(file.substr(0, 119)),
+            "64:677/1024/8 !92 the entry runs to 120, but the file ends at 119");
+}
+
+TEST(Walk, StartBeyondTheEndOfTheFile) {
+  EXPECT_EQ(walked(gheader(4096, 2000, 104, 0xFCF6) + three),
+            "!2000 no entry: the file ends at 104");
+}
+
+TEST(Walk, EndBeyondTheEndOfTheFile) {
+  EXPECT_EQ(walked(gheader(4096, 20, 3000) + three),
+            "20:677/1024/8 48:80/1025/4 72:510/2000/12 !104 no entry: the file ends at 104");
+}
+
+TEST(Walk, CapacityFarBeyondTheFile) {
+  EXPECT_EQ(walked(gheader(0xFFFFFFFF, 64, 52, 0x14BB) + gamma_ray() + stale(12) + alpha()),
+            "64:677/1024/8 !92 no entry: the file ends at 92");
+}
+
+TEST(Walk, LargestSizeInAnEntryHeader) {
+  EXPECT_EQ(walked(gheader(120, 20, 48) +
+                   entry({.size = 65535, .sum = 0x6467, .secs = noon, .usecs = 1}, "alpha...")),
+            "!20 the entry runs to 65575, but the file ends at 48");
+}
+
+TEST(Walk, ChainThatStepsOverTheEnd) {
+  EXPECT_EQ(walked(gheader(120, 20, 100, 0x143F) + three),
+            "20:677/1024/8 48:80/1025/4 72:510/2000/12 "
+            "!72 the entry runs to 104, over the ring's end 100");
+}
+
+TEST(Walk, ChainThatStepsOverTheCapacity) {
+  EXPECT_EQ(walked(gheader(110, 64, 52) + gamma_ray() + stale(12) + alpha() + beta()),
+            "64:677/1024/8 92:80/1025/4 !92 the entry runs to 116, over the ring's capacity 110");
+}
+
+// Sound entries all around, and an end that no entry reaches: the walk must not go round for ever.
+TEST(Walk, ChainThatNeverReachesTheEnd) {
+  const std::string circle = three.substr(0, 52) + alpha() + entry({.type = 1026}, "");
+  EXPECT_EQ(walked(gheader(120, 72, 60) + circle),
+            "72:677/1024/8 100:677/1026/0 20:677/1024/8 48:80/1025/4 "
+            "!48 the entry runs to 72, over the ring's end 60");
+}
+
+}  // namespace
+}  // namespace vesk::test
