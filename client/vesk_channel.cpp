@@ -1,0 +1,185 @@
+#include "client/vesk_channel.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <ctime>
+
+#include "client/vesk_daemon_socket.h"
+
+namespace vesk::client {
+namespace {
+
+constexpr uint16_t reply_kinds = VESK_WIRE_ANSWER | VESK_WIRE_RECEIPT | VESK_WIRE_REFUSED;
+
+// The kernel hands addresses out anew: a first number of our own keeps a late answer to a process
+// that had this address before us from being taken for ours.
+uint32_t first_sequence() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<uint32_t>(now.tv_nsec) ^ static_cast<uint32_t>(getpid()) << 16;
+}
+
+// Milliseconds, rounded up, so that 0 means that the deadline has passed.
+int left_until(deadline until) {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+  if (left.count() <= 0) return 0;
+  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
+}
+
+vesk_client_code send_failure() {
+  switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case ECONNREFUSED:
+      return VESK_CLIENT_NO_DAEMON;
+    case EACCES:
+    case EPERM:
+      return VESK_CLIENT_NO_PERMISSION;
+    default:
+      return VESK_CLIENT_SYSTEM;
+  }
+}
+
+iovec piece(bytes b) {
+  return {const_cast<uint8_t *>(b.data()), b.size()};
+}
+
+vesk_client_code refusal(bytes payload) {
+  uint32_t reason = 0;
+  if (payload.size() == sizeof reason) std::memcpy(&reason, payload.data(), sizeof reason);
+  switch (reason) {
+    case VESK_WIRE_BAD_VERSION:
+      return VESK_CLIENT_HOST_BAD_VERSION;
+    case VESK_WIRE_BAD_LENGTH:
+      return VESK_CLIENT_HOST_BAD_LENGTH;
+    case VESK_WIRE_NOT_PERMITTED:
+      return VESK_CLIENT_HOST_NOT_PERMITTED;
+    case VESK_WIRE_BAD_REQUEST:
+      return VESK_CLIENT_HOST_BAD_REQUEST;
+    default:
+      return VESK_CLIENT_HOST_REFUSED;
+  }
+}
+
+// Takes one datagram off the socket and stores its size in `size`; 0 for one that does not count.
+vesk_client_code receive(channel &ch, size_t &size) {
+  iovec part = {ch.received.data(), ch.received.size()};
+  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
+  msghdr msg{};
+  msg.msg_iov = &part;
+  msg.msg_iovlen = 1;
+  msg.msg_control = control;
+  msg.msg_controllen = sizeof control;
+  const ssize_t got = recvmsg(ch.fd, &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+  size = 0;
+  if (got < 0) {
+    return errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
+  }
+  if ((msg.msg_flags & MSG_TRUNC) == 0 && sent_by_daemon(msg, ch.daemon))
+    size = static_cast<size_t>(got);
+  return VESK_CLIENT_OK;
+}
+
+// Whether the `size` bytes received settle the last request, and how.
+bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code) {
+  if (size < offsetof(vesk_wire_header, opcode)) return false;
+  vesk_wire_header header{};
+  std::memcpy(&header, ch.received.data(), size < sizeof header ? size : sizeof header);
+  if (header.magic != VESK_WIRE_MAGIC) return false;
+  const auto kind = static_cast<uint16_t>(header.flags & reply_kinds);
+  if (header.version != VESK_WIRE_VERSION) {
+    // Only the first bytes of such a header are known to us: enough to understand a refusal.
+    code = VESK_CLIENT_HOST_BAD_VERSION;
+    return kind == VESK_WIRE_REFUSED;
+  }
+  if (size < sizeof header || header.length != size - sizeof header) return false;
+  if (header.sequence != ch.sequence) return false;
+  out = {kind, bytes(ch.received).subspan(sizeof header, header.length)};
+  switch (kind) {
+    case VESK_WIRE_ANSWER:
+    case VESK_WIRE_RECEIPT:
+      code = VESK_CLIENT_OK;
+      return true;
+    case VESK_WIRE_REFUSED:
+      code = refusal(out.payload);
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+vesk_client_code open_channel(channel &ch, const char *run_dir) {
+  if (!locate_daemon_socket(run_dir, ch.daemon)) return VESK_CLIENT_BAD_RUN_DIR;
+  ch.sequence = first_sequence();
+  ch.fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  if (ch.fd < 0) return VESK_CLIENT_SYSTEM;
+  const int on = 1;
+  const sa_family_t any = AF_UNIX;  // an address of this length asks the kernel to choose one
+  if (setsockopt(ch.fd, SOL_SOCKET, SO_PASSCRED, &on, sizeof on) == 0 &&
+      bind(ch.fd, reinterpret_cast<const sockaddr *>(&any), sizeof any) == 0) {
+    return VESK_CLIENT_OK;
+  }
+  const int saved = errno;
+  close(ch.fd);
+  errno = saved;
+  return VESK_CLIENT_SYSTEM;
+}
+
+vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags, bytes head, bytes rest,
+                              deadline until) {
+  vesk_wire_header header = {};
+  header.magic = VESK_WIRE_MAGIC;
+  header.version = VESK_WIRE_VERSION;
+  header.flags = flags;
+  header.opcode = opcode;
+  header.sequence = ++ch.sequence;
+  header.length = static_cast<uint32_t>(head.size() + rest.size());
+  iovec parts[] = {{&header, sizeof header}, piece(head), piece(rest)};
+  msghdr msg{};
+  msg.msg_name = &ch.daemon;
+  msg.msg_namelen = sizeof ch.daemon;
+  msg.msg_iov = parts;
+  msg.msg_iovlen = std::size(parts);
+
+  int how = MSG_NOSIGNAL | MSG_DONTWAIT;
+  while (sendmsg(ch.fd, &msg, how) < 0) {
+    if (errno != EAGAIN && errno != EINTR) return send_failure();
+    // The daemon's queue is full. Only a blocking send can wait for room in somebody else's queue.
+    const int left = left_until(until);
+    if (left == 0) return VESK_CLIENT_BUSY;
+    const timeval wait = {left / 1000, left % 1000 * suseconds_t{1000}};
+    if (setsockopt(ch.fd, SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait) < 0) {
+      return VESK_CLIENT_SYSTEM;
+    }
+    how = MSG_NOSIGNAL;
+  }
+  return VESK_CLIENT_OK;
+}
+
+vesk_client_code await_reply(channel &ch, deadline until, reply &out) {
+  for (;;) {
+    const int left = left_until(until);
+    pollfd socket = {ch.fd, POLLIN, 0};
+    const int ready = poll(&socket, 1, left);
+    if (ready < 0 && errno != EINTR) return VESK_CLIENT_SYSTEM;
+    if (ready > 0) {
+      size_t size = 0;
+      vesk_client_code code = receive(ch, size);
+      if (code != VESK_CLIENT_OK) return code;
+      if (settles(ch, size, out, code)) return code;
+    }
+    // Asked after the socket was looked at, so that a flood of strange messages cannot hold us.
+    if (left == 0) return VESK_CLIENT_TIMED_OUT;
+  }
+}
+
+}  // namespace vesk::client

@@ -1,0 +1,200 @@
+#include "client/vesk_client.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "client/vesk_channel.h"
+#include "daemon/vesk_messages.h"
+#include "store/vesk_format.h"
+
+static_assert(VESK_CLIENT_SYNC_NONE == VESK_SYNC_NONE);
+static_assert(VESK_CLIENT_SYNC_ANSWER == VESK_SYNC_ANSWER);
+static_assert(VESK_CLIENT_SYNC_FLASH == VESK_SYNC_FLASH);
+static_assert(VESK_CLIENT_STATISTICS_ROWS == VESK_MAX_UUID + 1);
+static_assert(sizeof(vesk_client_sender_statistics) == 8);
+
+struct vesk_client {
+  uint32_t timeout_ms;
+  vesk::client::channel channel;
+};
+
+namespace {
+
+using vesk::client::await_reply;
+using vesk::client::bytes;
+using vesk::client::deadline;
+using vesk::client::open_channel;
+using vesk::client::reply;
+using vesk::client::send_request;
+
+deadline deadline_of(const vesk_client &client) {
+  return std::chrono::steady_clock::now() + std::chrono::milliseconds(client.timeout_ms);
+}
+
+bytes as_bytes(const void *data, size_t length) {
+  return {static_cast<const uint8_t *>(data), length};
+}
+
+// Sends a request and waits for what comes back on it.
+vesk_client_code exchange(vesk_client &client, uint32_t opcode, bytes head, bytes rest,
+                          reply &back) {
+  const auto until = deadline_of(client);
+  const auto sent = send_request(client.channel, opcode, VESK_WIRE_WANT_RECEIPT, head, rest, until);
+  return sent == VESK_CLIENT_OK ? await_reply(client.channel, until, back) : sent;
+}
+
+vesk_client_code check_payload(const vesk_client *client, const void *payload, size_t length) {
+  if (client == nullptr || (payload == nullptr && length != 0)) return VESK_CLIENT_BAD_ARGUMENT;
+  return length > VESK_WIRE_MAX_PAYLOAD ? VESK_CLIENT_TOO_LONG : VESK_CLIENT_OK;
+}
+
+vesk_client_code check_record(const vesk_client_record &record) {
+  if (record.file_type == 0 || record.file_type > VESK_MAX_REQ_FILE_TYPE) {
+    return VESK_CLIENT_BAD_FILE_TYPE;
+  }
+  if (record.uuid == 0 || record.uuid > VESK_MAX_UUID) return VESK_CLIENT_BAD_UUID;
+  if (record.type < VESK_MIN_OBJECT_TYPE || record.type > UINT16_MAX) return VESK_CLIENT_BAD_TYPE;
+  if (record.sync > VESK_CLIENT_SYNC_FLASH) return VESK_CLIENT_BAD_SYNC;
+  if (record.length == 0) return VESK_CLIENT_EMPTY;
+  if (record.length > UINT16_MAX) return VESK_CLIENT_TOO_LONG;
+  return record.data == nullptr ? VESK_CLIENT_BAD_ARGUMENT : VESK_CLIENT_OK;
+}
+
+vesk_log_req head_of(const vesk_client_record &record) {
+  vesk_log_req head = {};
+  head.uuid = static_cast<uint16_t>(record.uuid);
+  head.type = static_cast<uint16_t>(record.type);
+  head.len = static_cast<uint16_t>(record.length);
+  head.flags = record.flags;
+  head.update = record.update;
+  head.secs = record.secs;
+  head.usecs = record.usecs;
+  if (record.secs == 0 && record.usecs == 0) {
+    timeval now{};
+    gettimeofday(&now, nullptr);
+    head.secs = static_cast<uint32_t>(now.tv_sec);
+    head.usecs = static_cast<uint32_t>(now.tv_usec);
+  }
+  head.file_type = static_cast<uint16_t>(record.file_type);
+  head.sync = record.sync;
+  head.instance = record.instance;
+  return head;
+}
+
+// The daemon's word on a record: 1 stored, 0 refused.
+vesk_client_code verdict(const reply &back) {
+  if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
+  uint32_t word = UINT32_MAX;
+  if (back.payload.size() == sizeof word) std::memcpy(&word, back.payload.data(), sizeof word);
+  switch (word) {
+    case 0:
+      return VESK_CLIENT_REFUSED;
+    case 1:
+      return VESK_CLIENT_OK;
+    default:
+      return VESK_CLIENT_BAD_ANSWER;
+  }
+}
+
+}  // namespace
+
+const char *vesk_client_run_dir(const char *run_dir) {
+  if (run_dir != nullptr) return run_dir;
+  const char *named = std::getenv("VESK_RUN_DIR");
+  return named != nullptr && named[0] != '\0' ? named : VESK_RUN_DIR_DEFAULT;
+}
+
+vesk_client_code vesk_client_open(vesk_client **client, const char *run_dir, uint32_t timeout_ms) {
+  if (client == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
+  *client = nullptr;
+  auto *made = new (std::nothrow) vesk_client;
+  if (made == nullptr) {
+    errno = ENOMEM;
+    return VESK_CLIENT_SYSTEM;
+  }
+  made->timeout_ms = timeout_ms;
+  const auto code = open_channel(made->channel, vesk_client_run_dir(run_dir));
+  if (code != VESK_CLIENT_OK) {
+    delete made;
+    return code;
+  }
+  *client = made;
+  return VESK_CLIENT_OK;
+}
+
+void vesk_client_close(vesk_client *client) {
+  if (client == nullptr) return;
+  close(client->channel.fd);
+  delete client;
+}
+
+const char *vesk_client_address(const vesk_client *client) {
+  return client->channel.daemon.sun_path;
+}
+
+vesk_client_code vesk_client_log(vesk_client *client, const vesk_client_record *record) {
+  if (client == nullptr || record == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
+  if (const auto code = check_record(*record); code != VESK_CLIENT_OK) return code;
+  const vesk_log_req head = head_of(*record);
+  const bytes head_bytes = as_bytes(&head, sizeof head);
+  const bytes data = as_bytes(record->data, record->length);
+  if (record->sync == VESK_CLIENT_SYNC_NONE) {
+    return send_request(client->channel, IPQ_OPC_VESK_LOG, 0, head_bytes, data,
+                        deadline_of(*client));
+  }
+  reply back{};
+  const auto code = exchange(*client, IPQ_OPC_VESK_LOG, head_bytes, data, back);
+  return code == VESK_CLIENT_OK ? verdict(back) : code;
+}
+
+vesk_client_code vesk_client_send(vesk_client *client, uint32_t opcode, const void *payload,
+                                  size_t length) {
+  const auto code = check_payload(client, payload, length);
+  if (code != VESK_CLIENT_OK) return code;
+  return send_request(client->channel, opcode, 0, as_bytes(payload, length), {},
+                      deadline_of(*client));
+}
+
+vesk_client_code vesk_client_confirm(vesk_client *client, uint32_t opcode, const void *payload,
+                                     size_t length) {
+  const auto code = check_payload(client, payload, length);
+  reply back{};
+  return code == VESK_CLIENT_OK ? exchange(*client, opcode, as_bytes(payload, length), {}, back)
+                                : code;
+}
+
+vesk_client_code vesk_client_request(vesk_client *client, uint32_t opcode, const void *payload,
+                                     size_t length, void *answer, size_t capacity,
+                                     size_t *answer_length) {
+  auto code = check_payload(client, payload, length);
+  if (code != VESK_CLIENT_OK) return code;
+  if ((answer == nullptr && capacity != 0) || answer_length == nullptr) {
+    return VESK_CLIENT_BAD_ARGUMENT;
+  }
+  reply back{};
+  code = exchange(*client, opcode, as_bytes(payload, length), {}, back);
+  if (code != VESK_CLIENT_OK) return code;
+  if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
+  if (back.payload.size() > capacity) return VESK_CLIENT_BAD_ANSWER;
+  std::copy(back.payload.begin(), back.payload.end(), static_cast<uint8_t *>(answer));
+  *answer_length = back.payload.size();
+  return VESK_CLIENT_OK;
+}
+
+vesk_client_code vesk_client_statistics(vesk_client *client, vesk_client_sender_statistics *rows) {
+  if (client == nullptr || rows == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
+  constexpr size_t size = VESK_CLIENT_STATISTICS_ROWS * sizeof *rows;
+  reply back{};
+  const auto code = exchange(*client, IPQ_OPC_VESK_STATISTICS, {}, {}, back);
+  if (code != VESK_CLIENT_OK) return code;
+  if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
+  if (back.payload.size() != size) return VESK_CLIENT_BAD_ANSWER;
+  std::memcpy(rows, back.payload.data(), size);
+  return VESK_CLIENT_OK;
+}
