@@ -1,0 +1,18 @@
+# veskctl: talks to a running daemon.
+find_package(CLI11 REQUIRED)
+
+add_executable(veskctl
+  veskctl.cpp
+  veskctl_command.cpp
+  veskctl_config.cpp
+  veskctl_debug.cpp
+  veskctl_fail_notice.cpp
+  veskctl_lines.cpp
+  veskctl_listener.cpp
+  veskctl_monitor.cpp
+  veskctl_send.cpp
+  veskctl_stats.cpp
+  veskctl_support.cpp
+)
+target_compile_definitions(veskctl PRIVATE VESK_PROJECT_VERSION="${PROJECT_VERSION}")
+target_link_libraries(veskctl PRIVATE vesk_client vesk_format CLI11::CLI11)
