@@ -1,0 +1,21 @@
+// What the message service has done since the process began.
+#pragma once
+
+#include <cstdint>
+
+#include "host/vesk_wire_check.h"
+
+namespace vesk {
+
+struct host_counters {
+  uint64_t received;                // handed to the daemon
+  uint64_t refused[verdict_count];  // indexed by the verdict
+  uint64_t answered;                // answers and receipts sent
+  uint64_t unanswered;              // answers, receipts and refusals that reached nobody
+  uint64_t listeners_reached;
+  uint64_t listeners_missed;
+};
+
+inline host_counters counters;
+
+}  // namespace vesk

@@ -1,0 +1,133 @@
+// The mount program, as it is installed in the private root.
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+#include "tests/unit/host/host_test.h"
+
+namespace vesk::test {
+namespace {
+
+constexpr char marker[] = "/kyte_mounted";
+constexpr char conf[] = "/etc/vesk/flash.conf";
+
+bool exists(const std::string &path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+// Starts without a marker and with nothing mounted; leaves the root as it is found: with a marker.
+class kytemount : public ::testing::Test {
+ protected:
+  kytemount() {
+    unlink(marker);
+    mkdir("/etc/vesk", 0755);
+  }
+  ~kytemount() override {
+    unlink(conf);
+    std::system("umount /mnt/vesk 2>/dev/null");
+    std::ofstream{marker};
+  }
+
+  // Its exit status; what it printed is in `printed_`.
+  int run(const std::string &arguments = "") {
+    const std::string command =
+        "/vamo/bin/kytemount " + arguments + " > " + dir_.at("printed") + " 2>&1";
+    const int status = std::system(command.c_str());
+    std::ostringstream text;
+    text << std::ifstream(dir_.at("printed")).rdbuf();
+    printed_ = text.str();
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+  // A directory with a file in it by which it can be known at /mnt/vesk.
+  std::string flash_directory() const {
+    mkdir(dir_.at("flash").c_str(), 0755);
+    std::ofstream{dir_.at("flash/known")};
+    return dir_.at("flash");
+  }
+
+  static bool may_mount() {
+    const char *way = std::getenv("VESK_ROOT_WAY");
+    return way == nullptr || std::string(way) != "chroot";
+  }
+
+  temporary_directory dir_;
+  std::string printed_;
+  setting flash_{"VESK_FLASH", nullptr};
+};
+
+TEST_F(kytemount, leaves_a_plain_directory_where_no_flash_is_named) {
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_TRUE(exists(marker));
+  EXPECT_EQ(printed_, "");
+}
+
+TEST_F(kytemount, takes_an_empty_name_for_none) {
+  const setting empty("VESK_FLASH", "");
+  std::ofstream(conf) << "VESK_FLASH=/no/such/device\n";
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_TRUE(exists(marker));
+}
+
+TEST_F(kytemount, makes_no_marker_for_a_flash_that_is_not_there) {
+  const setting missing("VESK_FLASH", "/no/such/device");
+  EXPECT_EQ(run(), 3);
+  EXPECT_FALSE(exists(marker));
+  EXPECT_EQ(printed_, "kytemount: VESK_FLASH is /no/such/device, which does not exist\n");
+}
+
+TEST_F(kytemount, makes_no_marker_for_what_cannot_be_mounted) {
+  const setting terminal("VESK_FLASH", "/dev/null");
+  EXPECT_EQ(run(), 3) << printed_;
+  EXPECT_FALSE(exists(marker));
+}
+
+TEST_F(kytemount, makes_no_marker_when_the_mount_fails) {
+  const std::string image = dir_.at("image");
+  std::ofstream(image) << std::string(65536, '\x5A');
+  const setting file("VESK_FLASH", image.c_str());
+  EXPECT_EQ(run(), 1);
+  EXPECT_FALSE(exists(marker));
+  EXPECT_NE(printed_.find("kytemount: cannot mount " + image + " at /mnt/vesk\n"),
+            std::string::npos)
+      << printed_;
+}
+
+TEST_F(kytemount, reads_its_configuration_and_does_not_run_it) {
+  std::ofstream(conf) << "# VESK_FLASH=/commented/out\nVESK_FLASH=/overridden\n"
+                      << "  VESK_FLASH=\"/no/such/$(touch " << dir_.at("ran") << ")\"  \nOTHER=1\n";
+  EXPECT_EQ(run(), 3);
+  EXPECT_EQ(printed_, "kytemount: VESK_FLASH is /no/such/$(touch " + dir_.at("ran") +
+                          "), which does not exist\n");
+  EXPECT_FALSE(exists(dir_.at("ran")));
+}
+
+TEST_F(kytemount, binds_a_directory_once) {
+  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  std::ofstream(conf) << "VESK_FLASH=" << flash_directory() << '\n';
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_TRUE(exists("/mnt/vesk/known"));
+  EXPECT_TRUE(exists(marker));
+
+  unlink(marker);
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_TRUE(exists(marker));
+  std::system("umount /mnt/vesk");
+  EXPECT_FALSE(exists("/mnt/vesk/known")) << "it was mounted twice";
+}
+
+TEST_F(kytemount, explains_itself) {
+  EXPECT_EQ(run("--help"), 0);
+  EXPECT_EQ(printed_.substr(0, 25), "Usage: kytemount [--help]");
+  EXPECT_FALSE(exists(marker));
+  EXPECT_EQ(run("now"), 2);
+  EXPECT_EQ(run("--help now"), 2);
+  EXPECT_FALSE(exists(marker));
+}
+
+}  // namespace
+}  // namespace vesk::test
