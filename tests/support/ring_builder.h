@@ -1,0 +1,87 @@
+// Log files made by hand: a ring is put together from left to right and then written to its place.
+//
+//   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
+//
+// All bytes and sums come from here and not from the code under test.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tests/support/log_file.h"
+
+namespace vesk::test {
+
+struct entry_fields {
+  uint16_t uuid = 77;
+  uint16_t type = 1024;
+  uint16_t size = 0;  // of the data, a multiple of four
+  uint8_t flags = 0;
+  uint16_t prev_size = 0;
+  uint32_t secs = 0x5F000000;
+  uint32_t usecs = 0x01234;
+  std::optional<uint16_t> sum = {};  // to be stored in place of the right one
+};
+
+class ring {
+ public:
+  // An empty ring in the place and of the capacity that a file type has.
+  explicit ring(uint32_t file_type);
+
+  // --- what is put behind what there is already; without more words the live entries begin at
+  // offset 20 and end with the last thing put ---
+
+  ring &entry(const entry_fields &fields);
+  ring &entry(uint16_t type, uint16_t size) { return entry({.type = type, .size = size}); }
+  // `count` entries of one size; their types count on from 1024.
+  ring &entries(uint32_t count, uint16_t size);
+  ring &null(uint16_t size);
+  // A null entry that ends exactly at the capacity.
+  ring &null_to_max();
+  // So many bytes, a multiple of four, among which no header sums up at any step of four.
+  ring &damage(uint32_t count);
+  // As much damage as it takes to come to `offset`.
+  ring &damage_to(uint32_t offset) { return damage(offset - here()); }
+
+  ring &start_here();
+  ring &end_here();
+  uint32_t here() const { return static_cast<uint32_t>(bytes_.size()); }
+
+  // --- what is changed in place ---
+
+  // Damage over what there is; it ends with the file.
+  ring &damage_at(uint32_t offset, uint32_t count);
+  // Any bytes, written last of all, over the global header too.
+  ring &patch(uint32_t offset, std::vector<uint8_t> bytes);
+  ring &start(uint32_t offset);
+  ring &end(uint32_t offset);
+  ring &max(uint32_t capacity);
+  ring &version(uint8_t number);
+
+  // Writes the file. Throws where damage happens to hold a valid header after all.
+  log_file make() const;
+
+ private:
+  struct patched {
+    uint32_t offset;
+    std::vector<uint8_t> bytes;
+  };
+
+  std::vector<uint8_t> with_gheader() const;
+  void expect_no_other_header() const;
+
+  std::string path_;
+  uint32_t max_;
+  uint8_t version_ = 1;
+  std::optional<uint32_t> start_, end_;
+  uint16_t next_type_ = 1024;
+  std::vector<uint8_t> bytes_;
+  std::set<uint32_t> headers_;  // the offsets where headers were put
+  std::vector<patched> patches_;
+};
+
+}  // namespace vesk::test
