@@ -37,9 +37,10 @@ std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
   if (end < VESK_GHEADER_SIZE || end > max)
     return damage_at(offsetof(vesk_gheader, end),
                      "end " + text(end) + " lies outside a ring of " + text(max) + " bytes");
+  // A small ring that gave up everything it held comes to this too, until its next record.
   if (start == end && start != VESK_GHEADER_SIZE)
     return damage_at(offsetof(vesk_gheader, start),
-                     "start and end are both " + text(start) + ", as in no ring that was written");
+                     "start and end are both " + text(start) + ": no entry can be reached");
   return {};
 }
 

@@ -184,7 +184,7 @@ TEST(Walk, EndInsideTheGlobalHeader) {
 
 TEST(Walk, StartAndEndAtOnePlaceBehindTheFirstSlot) {
   EXPECT_EQ(walked(gheader(120, 60, 60, 0x143F) + three),
-            "!12 start and end are both 60, as in no ring that was written");
+            "!12 start and end are both 60: no entry can be reached");
 }
 
 // --- headers that claim what the file does not bear out ---
