@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <iterator>
 
 #include "daemon/vesk_command.h"
@@ -16,6 +17,7 @@
 #include "platform/dbgkit.h"
 #include "platform/ipq.h"
 #include "platform/runctl.h"
+#include "recovery/vesk_recover.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"
 
@@ -50,6 +52,18 @@ int32_t handle_config(ipq_msg *msg) {
   return configs == nullptr ? -1 : vesk::apply_config(configs[vesk_module_id]);
 }
 
+// Marks the file type for repair and starts the sweep. The type is an index that nobody checks.
+int32_t handle_recover(ipq_msg *msg) {
+  const void *payload = payload_of(msg);
+  if (payload == nullptr) return 0;
+  vesk_recover_request request;
+  std::memcpy(&request, payload, sizeof request);
+  vesk_file_sanity[request.file_type] =
+      request.entries != 0 ? VESK_SANITY_RECOVER_ENTRIES : VESK_SANITY_CORRUPT;
+  vesk_recover_corrupted_files();
+  return 0;
+}
+
 int32_t accept_and_drop(ipq_msg *) {
   return 0;
 }
@@ -65,6 +79,7 @@ constexpr route routes[] = {
     {IPQ_OPC_VESK_STATISTICS, "TRACE:Got an get statistics message\n", handle_statistics},
     {IPQ_OPC_VESK_COMMAND, "TRACE:Got an VESK Command message\n", vesk_do_vesk_command},
     {IPQ_OPC_VESK_CONFIG, "TRACE:Handle KYTE Config Data\n", handle_config},
+    {IPQ_OPC_VESK_RECOVER, "TRACE:Handle Recover Corrupt file\n", handle_recover},
     {IPQ_OPC_VESK_IGNORED_1, nullptr, accept_and_drop},
     {IPQ_OPC_VESK_IGNORED_2, nullptr, accept_and_drop},
     {IPQ_OPC_RUDA_FAIL_NOTICE, nullptr, vesk_ipq_hdlr_ruda_fail_notice},

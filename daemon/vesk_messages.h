@@ -36,6 +36,13 @@ struct vesk_command_response {
 };
 static_assert(sizeof(vesk_command_response) == 8 && offsetof(vesk_command_response, result) == 4);
 
+// IPQ_OPC_VESK_RECOVER
+struct vesk_recover_request {
+  uint32_t file_type;
+  uint32_t entries;  // 0 rebuilds the global header, anything else repairs the entry headers
+};
+static_assert(sizeof(vesk_recover_request) == 8 && offsetof(vesk_recover_request, entries) == 4);
+
 // IPQ_OPC_VESK_CONFIG: an array of these, indexed by the module's slot.
 struct vesk_module_config {
   uint8_t vesk_enable;                           // 1, or every type is disabled

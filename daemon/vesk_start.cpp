@@ -17,6 +17,7 @@
 #include "platform/program.h"
 #include "platform/runctl.h"
 #include "platform/tg.h"
+#include "recovery/vesk_validate.h"
 #include "store/vesk_catalogue.h"
 #include "store/vesk_flash.h"
 #include "store/vesk_format.h"
@@ -130,6 +131,8 @@ int32_t vesk_start_up(void) {
   if (const int32_t status = find_slot(); status != 0) return status;
   reset_file_types();
   check_log_dir();
+  if (vesk_restarted == 0)
+    vesk_validate_files();  // a restarted daemon trusts the files as they are
   VESK_TRACE("TRACE:Going to infinite loop \n");
   vesk::send_up();  // a second time where the first tick has sent it already
   return 0;

@@ -26,6 +26,9 @@ class unique_fd {
   int32_t get() const { return fd_; }
   explicit operator bool() const { return fd_ >= 0; }
 
+  // Gives the descriptor up without closing it.
+  void release() { fd_ = -1; }
+
   // Closes now and returns what close() returned, errno included.
   int32_t close() { return ::close(std::exchange(fd_, -1)); }
 
