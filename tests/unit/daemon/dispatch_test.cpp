@@ -7,6 +7,7 @@
 #include "tests/support/faults.h"
 #include "tests/support/log_file.h"
 #include "tests/support/record.h"
+#include "tests/support/ring_builder.h"
 #include "tests/unit/daemon/daemon_test.h"
 
 namespace vesk::test {
@@ -310,6 +311,84 @@ TEST_F(dispatch_test, configuration_without_a_payload_is_refused) {
   EXPECT_EQ(dispatch_without_payload(1155), -1);
   EXPECT_EQ(platform.journal, arrived +
                                   lines({"100 TRACE:Handle KYTE Config Data\n",
+                                         "101 ERROR: vesk_main ipq_payload_get failed\n"}) +
+                                  dropped);
+}
+
+// Recovery requests.
+
+const lines swept = {"runctl_heartbeat(1)", "runctl_heartbeat(0)"};
+
+TEST_F(dispatch_test, a_recovery_request_without_the_flag_rebuilds_the_global_header) {
+  const log_file file = ring(7).entry(1024, 40).make();
+  EXPECT_EQ(dispatch(1158, host32(7) + host32(0)), 0);
+  const lines begun =
+      arrived + lines({"100 TRACE:Handle Recover Corrupt file\n", "runctl_heartbeat(1)",
+                       "100 TRACE:Going to recover corrupted file "
+                       "/mnt/vesk/temperature_err.log.\n",
+                       "100 TRACE:Going to for first pass ghdr recovery "
+                       "/mnt/vesk/temperature_err.log.\n"});
+  ASSERT_GE(platform.journal.size(), begun.size());
+  EXPECT_EQ(lines(platform.journal.begin(),
+                  platform.journal.begin() + static_cast<ptrdiff_t>(begun.size())),
+            begun);
+  EXPECT_EQ(platform.journal.back(), dropped[0]);
+  EXPECT_EQ(vesk_file_sanity[7], 0u);
+  EXPECT_EQ(platform.sent, std::vector<sent_message>());
+}
+
+TEST_F(dispatch_test, a_recovery_request_with_the_flag_repairs_the_entry_headers) {
+  const log_file file = ring(7).entry({.size = 40, .prev_size = 20}).make();
+  EXPECT_EQ(dispatch(1158, host32(7) + host32(0x100)), 0);
+  EXPECT_EQ(platform.journal,
+            arrived +
+                lines({"100 TRACE:Handle Recover Corrupt file\n", "runctl_heartbeat(1)",
+                       "100 TRACE:Going to recover corrupted file /mnt/vesk/temperature_err.log.\n",
+                       "101 eheader recovery start 20 end 80 max 8192.\n",
+                       "100 TRACE:File /mnt/vesk/temperature_err.log recovery was successful \n",
+                       "runctl_heartbeat(0)"}) +
+                dropped);
+  EXPECT_EQ(vesk_file_sanity[7], 0u);
+}
+
+TEST_F(dispatch_test, a_recovery_request_for_a_type_without_a_file_clears_its_mark) {
+  EXPECT_EQ(dispatch(1158, host32(63) + host32(1)), 0);
+  EXPECT_EQ(platform.journal,
+            arrived +
+                lines({"100 TRACE:Handle Recover Corrupt file\n", "runctl_heartbeat(1)",
+                       "101 ERROR: construct filename failed for file type 63\n",
+                       "runctl_heartbeat(0)"}) +
+                dropped);
+  EXPECT_EQ(vesk_file_sanity[63], 0u);
+}
+
+// The type is an index that nobody checks; a stray one lands nowhere.
+TEST_F(dispatch_test, a_recovery_request_for_a_stray_type_harms_nothing) {
+  for (const uint32_t type : {64u, 65536u, 0x40000000u, 0xFFFFFFFFu}) {
+    platform.forget();
+    EXPECT_EQ(dispatch(1158, host32(type) + host32(0)), 0);
+    EXPECT_EQ(platform.journal.back().substr(0, 8), "ipq_drop");
+    EXPECT_EQ(lines(platform.journal.end() - 3, platform.journal.end() - 1), swept);
+    for (const uint32_t mark : vesk_file_sanity.slots) EXPECT_EQ(mark, 0u);
+  }
+}
+
+TEST_F(dispatch_test, a_recovery_request_is_refused_once_the_flash_has_failed) {
+  bootflash_failure_flag = 1;
+  const log_file file = ring(7).entry(1024, 40).make();
+  EXPECT_EQ(dispatch(1158, host32(7) + host32(0)), 0);
+  EXPECT_EQ(platform.journal,
+            arrived +
+                lines({"100 TRACE:Handle Recover Corrupt file\n",
+                       "101 ERROR: Cannot recover vesk file due to bootflash failure.\n"}) +
+                dropped);
+  EXPECT_EQ(vesk_file_sanity[7], 3u);
+}
+
+TEST_F(dispatch_test, a_recovery_request_without_a_payload_does_nothing_else) {
+  EXPECT_EQ(dispatch_without_payload(1158), 0);
+  EXPECT_EQ(platform.journal, arrived +
+                                  lines({"100 TRACE:Handle Recover Corrupt file\n",
                                          "101 ERROR: vesk_main ipq_payload_get failed\n"}) +
                                   dropped);
 }

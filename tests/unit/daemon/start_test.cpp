@@ -96,6 +96,30 @@ TEST_F(start_test, a_first_start_begins_and_ends_like_a_restart) {
       << ::testing::PrintToString(platform.journal);
 }
 
+TEST_F(start_test, a_first_start_without_files_looks_at_them_without_a_word) {
+  EXPECT_EQ(vesk_start_up(), 0);
+  EXPECT_EQ(platform.journal, good_start(0) + before_loop + up_sent);
+}
+
+TEST_F(start_test, a_first_start_judges_the_files_behind_the_log_directory_and_before_up) {
+  write_file("/mnt/vesk/vesk.log", zeros(19));
+  EXPECT_EQ(vesk_start_up(), 0);
+  EXPECT_EQ(
+      platform.journal,
+      good_start(0) +
+          lines({"101 ERROR: /mnt/vesk/vesk.log exists, but size is less than Gheader size.\n",
+                 "execute_program_and_let_go(/bin/rm, /mnt/vesk/vesk.log)",
+                 "100 TRACE: result of delete operation for file /mnt/vesk/vesk.log is 0\n"}) +
+          before_loop + up_sent);
+}
+
+TEST_F(start_test, a_restart_trusts_the_files_as_they_are) {
+  restart();
+  write_file("/mnt/vesk/vesk.log", zeros(19));
+  EXPECT_EQ(vesk_start_up(), 0);
+  EXPECT_EQ(platform.journal, good_start(4711) + before_loop + up_sent);
+}
+
 TEST_F(start_test, keeps_what_the_platform_told) {
   restart();
   platform.always("runctl_handshake", 99);
