@@ -10,6 +10,7 @@ add_executable(veskctl
   veskctl_lines.cpp
   veskctl_listener.cpp
   veskctl_monitor.cpp
+  veskctl_recover.cpp
   veskctl_send.cpp
   veskctl_stats.cpp
   veskctl_support.cpp

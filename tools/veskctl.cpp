@@ -46,6 +46,7 @@ int main(int argc, char **argv) {
   add_stats(app, ctx);
   add_commands(app, ctx);
   add_config(app, ctx);
+  add_recover(app, ctx);
   add_fail_notice(app, ctx);
   add_debug(app, ctx);
   add_history(app, ctx);

@@ -20,6 +20,7 @@ void add_send(CLI::App &app, context &ctx);
 void add_stats(CLI::App &app, context &ctx);
 void add_commands(CLI::App &app, context &ctx);  // enable, disable, clear
 void add_config(CLI::App &app, context &ctx);
+void add_recover(CLI::App &app, context &ctx);
 void add_fail_notice(CLI::App &app, context &ctx);
 void add_debug(CLI::App &app, context &ctx);
 void add_history(CLI::App &app, context &ctx);

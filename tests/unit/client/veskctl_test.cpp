@@ -75,6 +75,9 @@ TEST(Usage, IsWrongWithStatusTwo) {
       {"config", "--slot", "1", "--enable", "all,vesk"},
       {"config", "--slot", "1", "--enable", "all", "--raw", "x"},
       {"fail-notice"},
+      {"recover"},
+      {"recover", "all"},
+      {"recover", "64"},
       {"debug", "--print", "loud"},
       {"history", "-n", "0"},
       {"monitor", "--count", "0"},
@@ -91,7 +94,7 @@ TEST(Usage, IsWrongWithStatusTwo) {
 
 TEST(Usage, IsExplainedWithStatusZero) {
   const run_dir dir;
-  for (const char *subcommand : {"send", "stats", "enable", "disable", "clear", "config",
+  for (const char *subcommand : {"send", "stats", "enable", "disable", "clear", "config", "recover",
                                  "fail-notice", "debug", "history", "monitor"}) {
     const outcome end = veskctl(dir, {subcommand, "--help"});
     EXPECT_EQ(end.status, 0) << subcommand;
@@ -112,6 +115,7 @@ TEST(Daemon, IsMissed) {
                                              {"enable", "all"},
                                              {"config", "--slot", "1", "--enable", "all"},
                                              {"fail-notice", "--slot", "1"},
+                                             {"recover", "vesk"},
                                              {"debug"},
                                              {"history"}}) {
     const outcome end = veskctl(dir, arguments);
@@ -386,6 +390,20 @@ TEST(Config, SendsAPreparedPayload) {
   EXPECT_EQ(missing.err, "veskctl: cannot read " + dir.path() + "/missing\n");
   EXPECT_EQ(veskctl(dir, {"config", "--raw", dir.path()}).status, 1);
   EXPECT_EQ(service.requests().size(), 1u);
+}
+
+TEST(Recover, SendsTheTypeAndWhatToRepair) {
+  const run_dir dir;
+  const fake_service service(dir, receipt_always);
+  EXPECT_EQ(veskctl(dir, {"recover", "platform"}).out,
+            "asked to rebuild the global header of platform.log (25)\n");
+  EXPECT_EQ(veskctl(dir, {"recover", "38", "--entries"}).out,
+            "asked to repair the entry headers of file type 38\n");
+  const auto seen = service.requests();
+  ASSERT_EQ(seen.size(), 2u);
+  EXPECT_EQ(seen[0].header.opcode, 1158u);
+  EXPECT_EQ(seen[0].payload, std::string("\x19\0\0\0\0\0\0\0", 8));
+  EXPECT_EQ(seen[1].payload, std::string("\x26\0\0\0\1\0\0\0", 8));
 }
 
 TEST(FailNotice, IsBigEndian) {
