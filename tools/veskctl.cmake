@@ -15,5 +15,7 @@ add_executable(veskctl
   veskctl_stats.cpp
   veskctl_support.cpp
 )
+# Every subcommand builds its part of the command line with it, and it is a large header.
+target_precompile_headers(veskctl PRIVATE <CLI/CLI.hpp>)
 target_compile_definitions(veskctl PRIVATE VESK_PROJECT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(veskctl PRIVATE vesk_client vesk_format CLI11::CLI11)
