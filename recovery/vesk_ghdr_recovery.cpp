@@ -236,7 +236,7 @@ int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end,
   if (chain.reason == VESK_GHDR_BROKEN_OFF) VESK_TRACE("TRACE:New end for file %d\n", chain.next);
 
   if (start == VESK_GHEADER_SIZE) return 0;
-  if (*new_end == start) *new_end = chain.last;  // closed on itself; the end is never the start
+  if (*new_end == start) *new_end = chain.last;  // a closed ring ends at its last entry
   if (start >= *new_end) return 0;
   *new_start = start_behind_end(fd, start, *new_end, max, reason);
   return *reason == VESK_GHDR_RECOVERED ? 0 : -1;
