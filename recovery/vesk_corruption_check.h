@@ -8,7 +8,8 @@
 constexpr uint32_t VESK_CORRUPT_UNREADABLE =
     1;                                      // the first slot cannot be read: not to be repaired
 constexpr uint32_t VESK_CORRUPT_CHAIN = 2;  // a bad header, or an impossible start and end
-constexpr uint32_t VESK_CORRUPT_END = 3;    // an I/O failure, or no good header near the end
+constexpr uint32_t VESK_CORRUPT_END =
+    3;  // an I/O failure elsewhere, or no good header near the end
 
 extern "C" {
 

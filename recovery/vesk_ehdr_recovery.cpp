@@ -30,7 +30,8 @@ struct repair_walk {
   bool in_damage = false;
   uint32_t corr = 0;  // damaged bytes stepped over in the whole walk
   uint32_t result_code = 0;
-  uint32_t laps = 0;      // times the walk wrapped
+  bool wrapped = false;   // by the last step
+  bool first_lap = true;  // the walk has not wrapped yet
   bool moved_on = false;  // since the last wrap: damage stepped over, or a header rewritten
 
   step fail(uint32_t code) {
@@ -38,6 +39,7 @@ struct repair_walk {
     return step::failed;
   }
   void wrap() {
+    wrapped = true;
     offset = gap_start = VESK_GHEADER_SIZE;
     last_size = VESK_EHDR_SIZE;
     in_damage = false;
@@ -54,7 +56,8 @@ step cover(repair_walk &walk, uint32_t size) {
   return step::go_on;
 }
 
-// A failed rewrite is no failure of the repair: nothing rejects a file for its prev_size.
+// A failed rewrite is no failure of the repair: nothing rejects a file for its prev_size. (One that
+// succeeds mostly leaves a checksum that does not hold.)
 void rewrite_prev_size(repair_walk &walk, uint16_t size) {
   uint32_t ignored = VESK_ERR_NONE;
   if (vesk_update_eheader(walk.fd, walk.offset, size, &ignored) == 0) walk.moved_on = true;
@@ -121,11 +124,11 @@ step step_over_entry(repair_walk &walk, const vesk_ehdr &hdr) {
   if (next < walk.max) {
     walk.last_size = hdr.size;
     walk.gap_start = walk.offset = next;
+    walk.in_damage = false;
   } else {
     walk.wrap();
   }
   walk.at_start = false;
-  walk.in_damage = false;
   return step::go_on;
 }
 
@@ -148,20 +151,18 @@ step one_step(repair_walk &walk) {
 
 // A lap that neither met damage nor changed a header would only be walked again, for ever.
 step check_lap(repair_walk &walk) {
-  if (walk.laps++ > 0 && !walk.moved_on) {
+  if (!walk.first_lap && !walk.moved_on) {
     VESK_ERROR("ERROR: entry chain never reaches end %d", walk.end);
     return walk.fail(VESK_EHDR_LOST);
   }
-  walk.moved_on = false;
+  walk.wrapped = walk.first_lap = walk.moved_on = false;
   return step::go_on;
 }
 
 step walk_to_end(repair_walk &walk) {
   do {
-    const uint32_t before = walk.offset;
     if (one_step(walk) == step::failed) return step::failed;
-    const bool wrapped = walk.offset <= before;
-    if (wrapped && check_lap(walk) == step::failed) return step::failed;
+    if (walk.wrapped && check_lap(walk) == step::failed) return step::failed;
   } while (walk.offset != walk.end);
   return walk.in_damage ? walk.fail(VESK_EHDR_LOST) : step::go_on;
 }

@@ -187,8 +187,8 @@ chain_walk follow_chain(int32_t fd, uint32_t start, uint32_t max, uint32_t entry
   return chain;
 }
 
-// The new end lies behind a start that is not the first slot: whatever follows the new end is older
-// than the start. Walks on, without wrapping, to the first header behind the entry at `new_end`.
+// The new end lies behind a start that is not the first slot. Walks once more from the start,
+// without wrapping, over the entry at `new_end` as well: what lies behind that is the new start.
 uint32_t start_behind_end(int32_t fd, uint32_t start, uint32_t new_end, uint32_t max,
                           uint32_t *reason) {
   uint32_t curr = start;

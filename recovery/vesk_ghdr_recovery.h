@@ -3,10 +3,11 @@
 
 #include <cstdint>
 
-// What both passes store in `reason`.
+// What the passes store in `reason`.
 constexpr uint32_t VESK_GHDR_RECOVERED = 0;
-constexpr uint32_t VESK_GHDR_BROKEN_OFF = 1;  // the walk ended early, behind entries that count
-constexpr uint32_t VESK_GHDR_LOST = 2;        // the file is beyond repair
+constexpr uint32_t VESK_GHDR_BROKEN_OFF =
+    1;                                  // the first pass ended early, behind entries that count
+constexpr uint32_t VESK_GHDR_LOST = 2;  // the file is beyond repair
 
 extern "C" {
 
@@ -22,8 +23,8 @@ int32_t vesk_ghdr_recovery_first_pass(int32_t fd, uint32_t start, uint32_t end, 
 // not null; where it stops is the new end. `end` is only logged. Writes nothing to the file.
 //
 // Stores `*reason`, `*new_end` and `*last_entry` always, `*new_start` only where the start has to
-// move. Returns 0 when `*reason` is 0, else -1. A chain that breaks is no failure: the break is the
-// new end.
+// move. Returns 0 when `*reason` is 0, else -1. Where the chain breaks is the
+// new end, and no failure, unless it breaks behind a start other than the first slot.
 int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                                        uint32_t *reason, uint32_t *new_end, uint32_t *new_start,
                                        uint32_t *last_entry, uint32_t entry_count);

@@ -22,7 +22,7 @@ namespace {
 
 // What becomes of a file, and of its type's mark.
 enum class verdict : uint8_t {
-  clean,      // marked clean
+  clean,      // nothing is held against it: marked clean
   remove,     // removed, marked clean
   corrupt,    // marked for recovery
   unsettled,  // recovery is needed, but the mark stays as it was

@@ -10,7 +10,7 @@
 namespace {
 
 // A short count that is no failure leaves errno as an earlier call set it; it is looked at all the
-// same, since a flash that gives up half way may not say so twice.
+// same, so a short read soon after an I/O error, at the end of a file for instance, remounts again.
 void remount_after_io_error(int32_t count, uint32_t len) {
   if (count >= static_cast<int32_t>(len) || errno != EIO) return;
   const vesk::errno_keeper keeper;
