@@ -70,16 +70,20 @@ int32_t accept_and_drop(ipq_msg *) {
 
 struct route {
   uint32_t opcode;
-  const char *arrival;  // traced before the message is handled, or null
+  void (*announce)();  // traces the arrival before the message is handled; or null
   int32_t (*handle)(ipq_msg *msg);
 };
 
 constexpr route routes[] = {
-    {IPQ_OPC_VESK_LOG, "TRACE:Got an entry update message\n", handle_log_record},
-    {IPQ_OPC_VESK_STATISTICS, "TRACE:Got an get statistics message\n", handle_statistics},
-    {IPQ_OPC_VESK_COMMAND, "TRACE:Got an VESK Command message\n", vesk_do_vesk_command},
-    {IPQ_OPC_VESK_CONFIG, "TRACE:Handle KYTE Config Data\n", handle_config},
-    {IPQ_OPC_VESK_RECOVER, "TRACE:Handle Recover Corrupt file\n", handle_recover},
+    {IPQ_OPC_VESK_LOG, [] { VESK_TRACE("TRACE:Got an entry update message\n"); },
+     handle_log_record},
+    {IPQ_OPC_VESK_STATISTICS, [] { VESK_TRACE("TRACE:Got an get statistics message\n"); },
+     handle_statistics},
+    {IPQ_OPC_VESK_COMMAND, [] { VESK_TRACE("TRACE:Got an VESK Command message\n"); },
+     vesk_do_vesk_command},
+    {IPQ_OPC_VESK_CONFIG, [] { VESK_TRACE("TRACE:Handle KYTE Config Data\n"); }, handle_config},
+    {IPQ_OPC_VESK_RECOVER, [] { VESK_TRACE("TRACE:Handle Recover Corrupt file\n"); },
+     handle_recover},
     {IPQ_OPC_VESK_IGNORED_1, nullptr, accept_and_drop},
     {IPQ_OPC_VESK_IGNORED_2, nullptr, accept_and_drop},
     {IPQ_OPC_RUDA_FAIL_NOTICE, nullptr, vesk_ipq_hdlr_ruda_fail_notice},
@@ -97,7 +101,7 @@ int32_t handle_message(ipq_msg *msg) {
   const auto *found = std::find_if(std::begin(routes), std::end(routes),
                                    [&](const route &r) { return r.opcode == opcode; });
   if (found == std::end(routes)) return offer_to_debug_wrapper(msg, opcode);
-  if (found->arrival != nullptr) VESK_TRACE("%s", found->arrival);
+  if (found->announce != nullptr) found->announce();
   return found->handle(msg);
 }
 
