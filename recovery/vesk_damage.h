@@ -3,5 +3,4 @@
 
 #include <cstdint>
 
-constexpr uint32_t VESK_DAMAGE_STEP = 4;    // the alignment of headers
 constexpr uint32_t VESK_MAX_DAMAGE = 8192;  // damaged bytes accepted in one check or repair

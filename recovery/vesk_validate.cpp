@@ -4,12 +4,12 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <cstring>
 
 #include "recovery/vesk_corruption_check.h"
 #include "recovery/vesk_recover.h"
 #include "store/vesk_catalogue.h"
 #include "store/vesk_checksum.h"
+#include "store/vesk_entry.h"
 #include "store/vesk_fd.h"
 #include "store/vesk_file_info.h"
 #include "store/vesk_flash.h"
@@ -35,21 +35,11 @@ struct examined_file {
   vesk_gheader header;
 };
 
-// The header of an empty file. The buffer starts as this, so that a header that cannot be read for
-// a moment (the read returns -1, which passes for complete) costs no log.
-vesk_gheader empty_ring(uint32_t max) {
-  vesk_gheader header{};
-  std::memcpy(header.magic, VESK_MAGIC, sizeof header.magic);
-  header.version = VESK_VERSION;
-  header.max = max;
-  header.start = VESK_GHEADER_SIZE;
-  header.end = VESK_GHEADER_SIZE;
-  vesk::set_checksum(header);
-  return header;
-}
-
 verdict read_gheader(int32_t fd, examined_file *file) {
-  file->header = empty_ring(file->max_size);
+  // A header that cannot be read for a moment (the read returns -1, which passes for complete)
+  // costs no log: the buffer starts as the header of an empty file.
+  file->header =
+      vesk::make_gheader(VESK_GHEADER_SIZE, VESK_GHEADER_SIZE, file->max_size, VESK_VERSION);
   if (!vesk::seek_to(fd, 0)) {
     VESK_ERROR("ERROR: lseek failed to seek %d, errno = %d\n", 0, errno);
     return verdict::remove;

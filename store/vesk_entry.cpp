@@ -106,16 +106,20 @@ int32_t vesk_add_null_entry(int32_t fd, int32_t offset, uint16_t size, uint16_t 
   return vesk_add_entry(fd, offset, &record, prev_size, error_code);
 }
 
-int32_t vesk_update_gheader(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
-                            uint8_t version) {
+vesk_gheader vesk::make_gheader(uint32_t start, uint32_t end, uint32_t max, uint8_t version) {
   vesk_gheader header{};
   std::memcpy(header.magic, VESK_MAGIC, sizeof header.magic);
   header.version = version;
   header.max = max;
   header.start = start;
   header.end = end;
-  vesk::set_checksum(header);
+  set_checksum(header);
+  return header;
+}
 
+int32_t vesk_update_gheader(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                            uint8_t version) {
+  const vesk_gheader header = vesk::make_gheader(start, end, max, version);
   if (!vesk::seek_to(fd, 0)) {
     VESK_ERROR("ERROR: lseek failed to seek %d, errno = %d", 0, errno);
     return -1;

@@ -30,3 +30,10 @@ int32_t vesk_update_gheader(int32_t fd, uint32_t start, uint32_t end, uint32_t m
                             uint8_t version);
 
 }  // extern "C"
+
+namespace vesk {
+
+// A global header with a checksum that holds.
+vesk_gheader make_gheader(uint32_t start, uint32_t end, uint32_t max, uint8_t version);
+
+}  // namespace vesk

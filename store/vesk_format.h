@@ -44,6 +44,8 @@ constexpr uint32_t VESK_GHEADER_SIZE = 20;  // also the offset of the first entr
 constexpr uint32_t VESK_EHDR_SIZE = 20;
 constexpr uint32_t VESK_LOG_REQ_SIZE = 24;  // the head of a log record; its data follow
 
+constexpr uint32_t VESK_DAMAGE_STEP = 4;  // walks step over damage by the alignment of headers
+
 constexpr char VESK_MAGIC[] = {'v', 'e', 's', 'k'};
 constexpr uint8_t VESK_VERSION = 1;
 constexpr uint16_t VESK_OWN_UUID = 293;  // the daemon's own service uuid

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "store/vesk_entry.h"
+#include "store/vesk_format.h"
 #include "store/vesk_log.h"
 #include "store/vesk_probe.h"
 #include "store/vesk_ring.h"
@@ -14,7 +15,6 @@ using vesk::probe;
 
 constexpr uint32_t max_stretch = 4096;  // damaged bytes accepted in one stretch
 constexpr uint32_t max_damage = 5120;   // and in one call
-constexpr uint32_t damage_step = 4;     // the alignment of headers
 
 struct space_job {
   int32_t fd;
@@ -87,17 +87,17 @@ step step_over_damage(space_walk &walk, const space_job &job) {
     VESK_ERROR("ERROR: make space - Bad ehdr at offset %d", walk.nstart);
     return step::failed;
   }
-  walk.corr += damage_step;
+  walk.corr += VESK_DAMAGE_STEP;
   if (walk.corr > max_stretch) {
     VESK_ERROR("ERROR: make space - corrupted block beyond 4k\n");
     return step::failed;
   }
-  walk.total_corr += damage_step;
+  walk.total_corr += VESK_DAMAGE_STEP;
   if (walk.total_corr > max_damage) {
     VESK_ERROR("ERROR: make space -total corrupted size in file beyond 5k\n");
     return step::failed;
   }
-  walk.nstart += damage_step;
+  walk.nstart += VESK_DAMAGE_STEP;
   walk.in_damage = true;
   return walk.nstart <= job.max - VESK_EHDR_SIZE ? step::go_on : cover_tail(walk, job);
 }

@@ -18,22 +18,10 @@ class EhdrRecoveryTest : public RecoveryTest {
   uint32_t last_entry = untouched;
 };
 
-constexpr int64_t now = 0x60000000;
-
-// Headers at 20, 48 and 76; the file ends at 104.
-ring three_entries() {
-  return ring(7).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).entry(linked(1026, 8, 8));
-}
-
-// A damaged stretch from 80 on, and behind it an entry.
-ring damaged(uint32_t count) {
-  return ring(7).entry(linked(1024, 40, 20)).damage(count).entry(linked(1025, 8, 40));
-}
-
 // --- nothing to repair ---
 
 TEST_F(EhdrRecoveryTest, EmptyRingIsNotRead) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   for (const uint32_t at : {20u, 100u}) {
     platform.forget();
     fault_plan faults;
@@ -48,7 +36,7 @@ TEST_F(EhdrRecoveryTest, EmptyRingIsNotRead) {
 }
 
 TEST_F(EhdrRecoveryTest, SoundChainIsReadOnceAndLeftAlone) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
   EXPECT_EQ(recover(file, 20, 104), 0);
@@ -129,7 +117,7 @@ TEST_F(EhdrRecoveryTest, WalkGoesOnAtTheFirstSlotWhereTheRingEnds) {
 }
 
 TEST_F(EhdrRecoveryTest, WalkDoesNotGoOnAtTheFirstSlotOneByteEarly) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 76, 48, 105), -1);
   EXPECT_EQ(code, 1u);
   EXPECT_EQ(errors().back(), error("ERROR: ehdr read failed errno 33\n"));
@@ -145,7 +133,7 @@ TEST_F(EhdrRecoveryTest, FirstSlotBehindTheRingsEndIsToldTwenty) {
 }
 
 TEST_F(EhdrRecoveryTest, EndInTheFirstSlotEndsTheWalkAtTheRingsEnd) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 48, 20, 104), 0);
   EXPECT_EQ(last_entry, 76u);
   EXPECT_EQ(new_start, untouched);
@@ -154,9 +142,9 @@ TEST_F(EhdrRecoveryTest, EndInTheFirstSlotEndsTheWalkAtTheRingsEnd) {
 // --- damage between entries ---
 
 TEST_F(EhdrRecoveryTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   fault_plan faults;
-  faults.clock(now, 5);
+  faults.clock(clock_now, 5);
   EXPECT_EQ(recover(file, 20, 132), 0);
   EXPECT_EQ(last_entry, 104u);
   EXPECT_EQ(new_start, untouched);
@@ -238,7 +226,7 @@ TEST_F(EhdrRecoveryTest, DamageOfTwentyBytesAndLessLosesTheFile) {
     SCOPED_TRACE(gap);
     platform.forget();
     code = untouched;
-    const log_file file = damaged(gap).make();
+    const log_file file = damaged_at_80(gap).make();
     const std::vector<uint8_t> before = file.bytes();
     EXPECT_EQ(recover(file, 20, file.size()), -1);
     EXPECT_EQ(code, 2u);
@@ -334,7 +322,7 @@ ring wrapped_with_damage_at_the_rings_end(uint32_t damage) {
 TEST_F(EhdrRecoveryTest, DamageUpToTheRingsEndIsCoveredAndTheWalkGoesOnAtTheFirstSlot) {
   const log_file file = wrapped_with_damage_at_the_rings_end(64).make();
   fault_plan faults;
-  faults.clock(now, 5);
+  faults.clock(clock_now, 5);
   EXPECT_EQ(recover(file, 8100, 48), 0);
   EXPECT_EQ(new_start, untouched);
   EXPECT_EQ(last_entry, 20u);
@@ -611,7 +599,7 @@ TEST_F(EhdrRecoveryTest, DamageSteppedOverEarnsTheWalkAnotherLap) {
 // --- system calls that fail ---
 
 TEST_F(EhdrRecoveryTest, SeekThatFailsIsTold) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EIO});
   EXPECT_EQ(recover(file, 20, 104), -1);
@@ -625,7 +613,7 @@ TEST_F(EhdrRecoveryTest, SeekThatFailsIsTold) {
 }
 
 TEST_F(EhdrRecoveryTest, OffsetsOfTwoGigabytesAreRefused) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 0x80000000, 20, 0xFFFFFFFF), -1);
   EXPECT_EQ(code, 1u);
   EXPECT_EQ(logged(), (log_lines{error("eheader recovery start -2147483648 end 20 max -1.\n"),
@@ -633,7 +621,7 @@ TEST_F(EhdrRecoveryTest, OffsetsOfTwoGigabytesAreRefused) {
 }
 
 TEST_F(EhdrRecoveryTest, ShortReadIsTold) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(3), only{19}, with{ENXIO});
   EXPECT_EQ(recover(file, 20, 104), -1);
@@ -644,7 +632,7 @@ TEST_F(EhdrRecoveryTest, ShortReadIsTold) {
 }
 
 TEST_F(EhdrRecoveryTest, IoErrorRemountsAndIsStillTold) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
   EXPECT_EQ(recover(file, 20, 104), -1);
@@ -657,7 +645,7 @@ TEST_F(EhdrRecoveryTest, IoErrorRemountsAndIsStillTold) {
 }
 
 TEST_F(EhdrRecoveryTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
   faults.fail(call::gettimeofday, nth(1), returns{-1}, with{EFAULT});
@@ -673,7 +661,7 @@ TEST_F(EhdrRecoveryTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
 }
 
 TEST_F(EhdrRecoveryTest, WriteThatFailsInANullEntryLosesTheFile) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
   EXPECT_EQ(recover(file, 20, 132), -1);

@@ -20,18 +20,6 @@ class GhdrFirstPassTest : public RecoveryTest {
   uint32_t predicted = untouched;
 };
 
-constexpr int64_t now = 0x60000000;
-
-// Headers at 20, 48 and 76; the file ends at 104.
-ring three_entries() {
-  return ring(7).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).entry(linked(1026, 8, 8));
-}
-
-// A damaged stretch from 80 on, and behind it an entry.
-ring damaged(uint32_t count) {
-  return ring(7).entry(linked(1024, 40, 20)).damage(count).entry(linked(1025, 8, 40));
-}
-
 // --- nothing to repair ---
 
 TEST_F(GhdrFirstPassTest, EmptyFileHasNoEntriesAndIsNotRead) {
@@ -47,7 +35,7 @@ TEST_F(GhdrFirstPassTest, EmptyFileHasNoEntriesAndIsNotRead) {
 }
 
 TEST_F(GhdrFirstPassTest, StartBehindTheEndHasNoEntriesEither) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 8, 8192), 0);
   EXPECT_EQ(count, 0u);
@@ -56,7 +44,7 @@ TEST_F(GhdrFirstPassTest, StartBehindTheEndHasNoEntriesEither) {
 }
 
 TEST_F(GhdrFirstPassTest, SoundEntriesAreReadOnceAndLeftAlone) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
   EXPECT_EQ(pass(file), 0);
@@ -161,9 +149,9 @@ TEST_F(GhdrFirstPassTest, RewriteThatCannotReadItsHeaderDoesNotStopTheWalkEither
 // --- damage between entries ---
 
 TEST_F(GhdrFirstPassTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   fault_plan faults;
-  faults.clock(now, 5);
+  faults.clock(clock_now, 5);
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(reason, 0u);
   EXPECT_EQ(count, 2u);
@@ -269,7 +257,7 @@ TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesAndLessLosesTheFile) {
   for (const uint32_t gap : {4u, 8u, 12u, 16u, 20u}) {
     SCOPED_TRACE(gap);
     platform.forget();
-    const log_file file = damaged(gap).make();
+    const log_file file = damaged_at_80(gap).make();
     const std::vector<uint8_t> before = file.bytes();
     EXPECT_EQ(pass(file), -1);
     EXPECT_EQ(reason, 2u);
@@ -361,7 +349,7 @@ TEST_F(GhdrFirstPassTest, TooMuchDamageBehindNullEntriesAloneLosesTheFile) {
 TEST_F(GhdrFirstPassTest, DamageUpToTheRingsEndIsCovered) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage_to(8192).make();
   fault_plan faults;
-  faults.clock(now, 5);
+  faults.clock(clock_now, 5);
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(reason, 0u);
   EXPECT_EQ(count, 1u);
@@ -442,7 +430,7 @@ TEST_F(GhdrFirstPassTest, DamageThatReachesTheEndOfTheFileIsAReadFailure) {
 // --- entries beyond the ring's end ---
 
 TEST_F(GhdrFirstPassTest, EntryThatEndsExactlyAtTheRingsEndIsNoError) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 104), 0);
   EXPECT_EQ(reason, 0u);
@@ -451,7 +439,7 @@ TEST_F(GhdrFirstPassTest, EntryThatEndsExactlyAtTheRingsEndIsNoError) {
 }
 
 TEST_F(GhdrFirstPassTest, EntryThatEndsBeyondTheRingsEndLosesTheFile) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   EXPECT_EQ(pass(file, 103), -1);
   EXPECT_EQ(reason, 2u);
   EXPECT_EQ(count, 3u);
@@ -595,7 +583,7 @@ TEST_F(PredictionTest, CoveredDamageIsNotComparedWith) {
                             .entry({.type = 1025, .size = 8, .prev_size = 8, .secs = 200})
                             .make();
   fault_plan faults;
-  faults.clock(now, 5);
+  faults.clock(clock_now, 5);
   EXPECT_EQ(pass(file, 100), 0);
   EXPECT_EQ(predicted, 20u);
   EXPECT_EQ(contents(file), "E1024/8 N/4 !E1025/8");
@@ -645,7 +633,7 @@ TEST_F(PredictionTest, PredictionIsHandedOutWhenTheWalkBreaksOff) {
 // --- system calls that fail ---
 
 TEST_F(GhdrFirstPassTest, SeekThatFailsBreaksTheWalkOff) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EIO});
   EXPECT_EQ(pass(file), -1);
@@ -658,7 +646,7 @@ TEST_F(GhdrFirstPassTest, SeekThatFailsBreaksTheWalkOff) {
 }
 
 TEST_F(GhdrFirstPassTest, SeekThatFailsInFrontOfEveryEntryLosesTheFile) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(1), returns{-1}, with{EINVAL});
   EXPECT_EQ(pass(file), -1);
@@ -669,7 +657,7 @@ TEST_F(GhdrFirstPassTest, SeekThatFailsInFrontOfEveryEntryLosesTheFile) {
 }
 
 TEST_F(GhdrFirstPassTest, ShortReadBreaksTheWalkOff) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(3), only{19}, with{ENXIO});
   EXPECT_EQ(pass(file), -1);
@@ -680,7 +668,7 @@ TEST_F(GhdrFirstPassTest, ShortReadBreaksTheWalkOff) {
 }
 
 TEST_F(GhdrFirstPassTest, IoErrorRemountsAndStillBreaksTheWalkOff) {
-  const log_file file = three_entries().make();
+  const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(2), returns{-1}, with{EIO});
   EXPECT_EQ(pass(file), -1);
@@ -704,7 +692,7 @@ TEST_F(GhdrFirstPassTest, ReadThatFailsBehindANullEntryAloneLosesTheFile) {
 }
 
 TEST_F(GhdrFirstPassTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
   faults.fail(call::gettimeofday, nth(1), returns{-1}, with{EFAULT});
@@ -721,7 +709,7 @@ TEST_F(GhdrFirstPassTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
 }
 
 TEST_F(GhdrFirstPassTest, WriteThatFailsInANullEntryLosesTheFile) {
-  const log_file file = damaged(24).make();
+  const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.fail(call::write, nth(2), returns{-1}, with{ENOSPC});
   EXPECT_EQ(pass(file), -1);

@@ -69,6 +69,14 @@ entry_fields lasting(uint16_t type, uint16_t size, uint16_t prev_size) {
   return fields;
 }
 
+ring three_linked_entries() {
+  return ring(7).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).entry(linked(1026, 8, 8));
+}
+
+ring damaged_at_80(uint32_t count) {
+  return ring(7).entry(linked(1024, 40, 20)).damage(count).entry(linked(1025, 8, 40));
+}
+
 ring headers(ring to, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) {
     to.entry({.type = static_cast<uint16_t>(1024 + i), .usecs = 0x1234 + i});

@@ -14,6 +14,9 @@
 
 namespace vesk::test {
 
+// The time at which null entries are written, where a test fixes it.
+constexpr int64_t clock_now = 0x60000000;
+
 // What a word holds before a call; where it still does afterwards, the call stored nothing.
 constexpr uint32_t untouched = 77;
 
@@ -41,6 +44,12 @@ entry_fields linked(uint16_t type, uint16_t size, uint16_t prev_size);
 // An entry whose checksum word is zero: the only kind that still holds when its `prev_size` was
 // rewritten once.
 entry_fields lasting(uint16_t type, uint16_t size, uint16_t prev_size);
+
+// Headers at 20, 48 and 76; the file ends at 104.
+ring three_linked_entries();
+
+// A damaged stretch from 80 on, and behind it an entry.
+ring damaged_at_80(uint32_t count);
 
 // Adds so many entries without data. No two have the same microseconds, or twenty bytes across both
 // of their headers would sum up like one.
