@@ -13,7 +13,6 @@
 #include <thread>
 
 #include "reader/vesk_ring_summary.h"
-#include "store/vesk_fd.h"
 
 namespace vesk {
 
@@ -35,27 +34,13 @@ std::string reason_not_to_read(const struct stat &status) {
   return {};
 }
 
-// Fills `buffer` from `offset` on as far as the file goes. Returns the count, or -1.
-ssize_t read_at(int fd, uint8_t *buffer, size_t length, size_t offset) {
-  size_t done = 0;
-  while (done < length) {
-    const ssize_t got =
-        ::pread(fd, buffer + done, length - done, static_cast<off_t>(offset + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return -1;
-    if (got == 0) break;
-    done += static_cast<size_t>(got);
-  }
-  return static_cast<ssize_t>(done);
-}
-
 // Reads as much as the file holds at this moment.
 std::string read_once(int fd, std::vector<uint8_t> &image) {
   struct stat status;
   if (::fstat(fd, &status) != 0) return system_reason(errno);
   if (auto reason = reason_not_to_read(status); !reason.empty()) return reason;
   image.resize(static_cast<size_t>(status.st_size));
-  const ssize_t got = read_at(fd, image.data(), image.size(), 0);
+  const ssize_t got = read_ring_bytes(fd, image, 0);
   if (got < 0) return system_reason(errno);
   image.resize(static_cast<size_t>(got));
   return {};
@@ -63,7 +48,7 @@ std::string read_once(int fd, std::vector<uint8_t> &image) {
 
 bool header_moved(int fd, const std::vector<uint8_t> &image) {
   std::array<uint8_t, VESK_GHEADER_SIZE> header;
-  const ssize_t got = read_at(fd, header.data(), header.size(), 0);
+  const ssize_t got = read_ring_bytes(fd, header, 0);
   const size_t expected = std::min(image.size(), header.size());
   return got != static_cast<ssize_t>(expected) ||
          !std::equal(image.begin(), image.begin() + got, header.begin());
@@ -79,19 +64,39 @@ bool written_just_now(int fd) {
 
 }  // namespace
 
-std::string read_ring_image(const std::string &path, uint32_t capacity,
-                            std::vector<uint8_t> &image) {
-  // Without O_NONBLOCK, opening a FIFO would wait for somebody to write to it.
-  const unique_fd fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-  if (!fd) return system_reason(errno);
+ssize_t read_ring_bytes(int fd, std::span<uint8_t> buffer, size_t offset) {
+  size_t done = 0;
+  while (done < buffer.size()) {
+    const ssize_t got =
+        ::pread(fd, buffer.data() + done, buffer.size() - done, static_cast<off_t>(offset + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
 
+unique_fd open_ring(const std::string &path) {
+  // Without O_NONBLOCK, opening a FIFO would wait for somebody to write to it.
+  return unique_fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+std::string read_ring_image(int fd, uint32_t capacity, std::vector<uint8_t> &image) {
   for (int attempt = 0;; ++attempt) {
-    if (auto reason = read_once(fd.get(), image); !reason.empty()) return reason;
-    const bool moved = header_moved(fd.get(), image);
+    if (auto reason = read_once(fd, image); !reason.empty()) return reason;
+    const bool moved = header_moved(fd, image);
     if (!moved && !summarize(image, capacity).damage) return {};
-    if (attempt == rereads || !(moved || written_just_now(fd.get()))) return {};
+    if (attempt == rereads || !(moved || written_just_now(fd))) return {};
     std::this_thread::sleep_for(reread_pause);
   }
+}
+
+std::string read_ring_image(const std::string &path, uint32_t capacity,
+                            std::vector<uint8_t> &image) {
+  const unique_fd fd = open_ring(path);
+  if (!fd) return system_reason(errno);
+  return read_ring_image(fd.get(), capacity, image);
 }
 
 }  // namespace vesk

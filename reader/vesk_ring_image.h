@@ -1,10 +1,15 @@
 // A log file read into memory.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
+
+#include "store/vesk_fd.h"
 
 namespace vesk {
 
@@ -19,5 +24,13 @@ constexpr size_t ring_image_limit = size_t{64} << 20;
 // written to just now is read again until it is whole, for about a third of a second.
 std::string read_ring_image(const std::string &path, uint32_t capacity,
                             std::vector<uint8_t> &image);
+
+// The same in parts. Opens the file for reading; waits for nothing, whatever it is. Where that
+// fails, errno says why.
+unique_fd open_ring(const std::string &path);
+std::string read_ring_image(int fd, uint32_t capacity, std::vector<uint8_t> &image);
+
+// Fills `buffer` from `offset` on as far as the file goes. Returns the count, or -1.
+ssize_t read_ring_bytes(int fd, std::span<uint8_t> buffer, size_t offset);
 
 }  // namespace vesk

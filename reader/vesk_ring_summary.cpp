@@ -15,10 +15,22 @@ ring_summary summarize(ring_bytes image, uint32_t capacity) {
   return summary;
 }
 
+bool reached_end(const ring_walk &walk) {
+  if (!walk.state) return false;
+  // A break lies among the entries; what the header claims wrongly shows before or behind them.
+  const bool broken = walk.damage && walk.damage->offset >= VESK_GHEADER_SIZE &&
+                      walk.damage->offset < walk.state->max;
+  return !broken;
+}
+
+uint32_t used_bytes(const ring_state &ring) {
+  const uint32_t room = ring.max - VESK_GHEADER_SIZE;
+  return ring.wrapped() ? room - (ring.start - ring.end) : ring.end - ring.start;
+}
+
 uint32_t fill_percent(const ring_state &ring) {
   const uint64_t room = ring.max - VESK_GHEADER_SIZE;
-  const uint64_t live = ring.wrapped() ? room - (ring.start - ring.end) : ring.end - ring.start;
-  return static_cast<uint32_t>(live * 100 / room);
+  return static_cast<uint32_t>(uint64_t{used_bytes(ring)} * 100 / room);
 }
 
 }  // namespace vesk

@@ -19,8 +19,14 @@ struct ring_summary {
 // Walks the whole ring; arguments as for begin_walk().
 ring_summary summarize(ring_bytes image, uint32_t capacity);
 
-// How much of the ring's room the live entries and the null entries among them take, in percent,
-// rounded down.
+// Whether the chain led a walk that has ended to the ring's end. What is held against the global
+// header alone does not count.
+bool reached_end(const ring_walk &walk);
+
+// How many bytes the live entries and the null entries among them take.
+uint32_t used_bytes(const ring_state &ring);
+
+// How much of the ring's room they take, in percent, rounded down.
 uint32_t fill_percent(const ring_state &ring);
 
 }  // namespace vesk

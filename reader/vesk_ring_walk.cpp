@@ -105,6 +105,20 @@ void step_to(ring_walk &walk, uint64_t next) {
   }
 }
 
+ring_entry make_entry(ring_bytes image, uint32_t offset, const vesk_ehdr &header) {
+  return {
+      .offset = offset,
+      .uuid = header.uuid,
+      .type = header.type,
+      .flags = header.flags,
+      .prev_size = header.prev_size,
+      .secs = header.secs,
+      .usecs = header.usecs,
+      .data = image.subspan(offset + VESK_EHDR_SIZE, header.size),
+      .set_back_usecs = 0,
+  };
+}
+
 // One entry of the chain, null entries included.
 std::optional<ring_entry> step(ring_walk &walk) {
   vesk_ehdr header;
@@ -118,19 +132,28 @@ std::optional<ring_entry> step(ring_walk &walk) {
     return {};
   }
   step_to(walk, next);
-  return ring_entry{
-      .offset = offset,
-      .uuid = header.uuid,
-      .type = header.type,
-      .flags = header.flags,
-      .prev_size = header.prev_size,
-      .secs = header.secs,
-      .usecs = header.usecs,
-      .data = walk.image.subspan(offset + VESK_EHDR_SIZE, header.size),
-  };
+  return make_entry(walk.image, offset, header);
+}
+
+void compare_with_last(ring_walk &walk, ring_entry &entry) {
+  const uint64_t stamp = stamp_of(entry);
+  if (stamp < walk.last_stamp) entry.set_back_usecs = walk.last_stamp - stamp;
+  walk.last_stamp = stamp;
 }
 
 }  // namespace
+
+uint64_t stamp_of(const ring_entry &entry) {
+  constexpr uint32_t usecs_per_second = 1'000'000;
+  return uint64_t{entry.secs} * usecs_per_second +
+         (entry.usecs < usecs_per_second ? entry.usecs : 0);
+}
+
+ring_entry entry_at(ring_bytes image, uint32_t offset) {
+  vesk_ehdr header;
+  std::memcpy(&header, image.data() + offset, sizeof header);
+  return make_entry(image, offset, header);
+}
 
 ring_walk begin_walk(ring_bytes image, uint32_t capacity, null_entries nulls) {
   ring_walk walk;
@@ -150,9 +173,24 @@ ring_walk begin_walk(ring_bytes image, uint32_t capacity, null_entries nulls) {
   return walk;
 }
 
+ring_walk resume_walk(ring_bytes image, const ring_state &ring, uint32_t offset,
+                      uint64_t last_stamp) {
+  ring_walk walk;
+  walk.image = image;
+  walk.state = ring;
+  walk.last_stamp = last_stamp;
+  const bool before_wrap = ring.wrapped() && offset >= ring.start;
+  walk.offset = before_wrap && offset == ring.max ? VESK_GHEADER_SIZE : offset;
+  walk.stretch_end = before_wrap && offset < ring.max ? ring.max : ring.end;
+  walk.ended = walk.offset == ring.end;
+  return walk;
+}
+
 std::optional<ring_entry> next_entry(ring_walk &walk) {
   while (auto entry = step(walk)) {
-    if (entry->type != VESK_NULL_ENTRY_TYPE || walk.nulls == null_entries::show) return entry;
+    const bool null = entry->type == VESK_NULL_ENTRY_TYPE;
+    if (!null) compare_with_last(walk, *entry);
+    if (!null || walk.nulls == null_entries::show) return entry;
   }
   return {};
 }

@@ -42,7 +42,23 @@ struct ring_entry {
   uint32_t secs;
   uint32_t usecs;
   ring_bytes data;  // as stored: up to three zero bytes of padding at its end belong to no one
+
+  // By how much its time stamp lies before that of the entry before it, null entries not counted;
+  // 0 where it does not. Several senders stamp their records themselves, so that a small step says
+  // nothing about the clock: see clock_jump_usecs.
+  uint64_t set_back_usecs;
 };
+
+// The least step back that is told to people: less comes from records that passed each other.
+constexpr uint64_t clock_jump_usecs = 1'000'000;
+
+// The time stamp in microseconds since 1970. Where the sender's microseconds are no fraction of a
+// second, they count for nothing.
+uint64_t stamp_of(const ring_entry &entry);
+
+// The entry at an offset where a walk over this image has found one. What the walk knew of the
+// entry before it, set_back_usecs, is not known here.
+ring_entry entry_at(ring_bytes image, uint32_t offset);
 
 enum class null_entries : uint8_t { skip, show };
 
@@ -53,12 +69,18 @@ struct ring_walk {
   std::optional<ring_damage> damage;  // complete once the walk has ended
   uint32_t offset = 0;                // of the entry that comes next
   uint32_t stretch_end = 0;           // where the run of entries ends that holds `offset`
+  uint64_t last_stamp = 0;            // of the newest entry that the walk has passed
   bool ended = false;
 };
 
 // Checks the global header and stands before the oldest entry. `capacity` is what the catalogue
 // says of the file, or unknown_capacity. The image must outlive the walk and its entries.
 ring_walk begin_walk(ring_bytes image, uint32_t capacity, null_entries nulls = null_entries::skip);
+
+// A walk over what was added behind `offset`, where an earlier walk over the ring came to its end;
+// `last_stamp` is that walk's. The offset lies between the ring's start and its end.
+ring_walk resume_walk(ring_bytes image, const ring_state &ring, uint32_t offset,
+                      uint64_t last_stamp);
 
 // The next entry whose data are all there, or nothing when the walk has ended: at the ring's end,
 // or at damage, which `damage` then names.

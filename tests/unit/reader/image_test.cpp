@@ -7,20 +7,15 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <functional>
 #include <string>
 #include <vector>
 
 #include "reader/vesk_ring_walk.h"
 #include "tests/unit/reader/file_bytes.h"
+#include "tests/unit/reader/pread_faults.h"
 
 namespace vesk::test {
 namespace {
-
-// What happens behind each call of pread, whose number it is told, and what each call fails with.
-std::function<void(int)> after_pread;
-int pread_error = 0;
-int pread_calls = 0;
 
 struct reading {
   std::string reason;
@@ -41,11 +36,7 @@ void overwrite(const std::string &path, const std::string &bytes) {
 
 class Image : public ::testing::Test {
  protected:
-  Image() { pread_calls = 0; }
-  ~Image() override {
-    after_pread = nullptr;
-    pread_error = 0;
-  }
+  ~Image() override { faulty_pread = {}; }
 
   scratch_directory directory;
   const std::string path = directory / "ring";
@@ -93,7 +84,7 @@ TEST_F(Image, FileThatIsTooLargeIsNotRead) {
 
 TEST_F(Image, FileThatTheSystemCannotReadIsRefused) {
   store(path, sound);
-  pread_error = EIO;
+  faulty_pread.error = EIO;
   EXPECT_EQ(read(path).reason, "Input/output error");
 }
 
@@ -103,7 +94,7 @@ TEST_F(Image, FileThatTheSystemCannotReadIsRefused) {
 TEST_F(Image, IsReadAgainWhenTheHeaderMovedMeanwhile) {
   const std::string earlier = gheader(120, 20, 48) + alpha();
   store(path, earlier);
-  after_pread = [&](int calls) {
+  faulty_pread.after = [&](int calls) {
     if (calls == 1) overwrite(path, sound);
   };
   EXPECT_EQ(read(path).bytes, sound);
@@ -111,17 +102,28 @@ TEST_F(Image, IsReadAgainWhenTheHeaderMovedMeanwhile) {
 
 TEST_F(Image, IsReadAgainWhenAnEntryWasThereBeforeItsHeader) {
   store(path, broken);
-  after_pread = [&](int calls) {
+  faulty_pread.after = [&](int calls) {
     if (calls == 6) overwrite(path, sound);
     if (calls < 6) overwrite(path, broken);
   };
   EXPECT_EQ(read(path).bytes, sound);
 }
 
+TEST_F(Image, IsWhatIsLeftOfAFileThatShrinks) {
+  store(path, sound);
+  faulty_pread.after = [&](int calls) {
+    if (calls == 1) {
+      EXPECT_EQ(::truncate(path.c_str(), 50), 0);
+    }
+  };
+  EXPECT_EQ(read(path).bytes, sound);
+  EXPECT_EQ(read(path).bytes, sound.substr(0, 50));
+}
+
 TEST_F(Image, IsReadOnceWhereTheDamageIsOld) {
   store(path, broken);
   int preads = 0;
-  after_pread = [&](int calls) { preads = calls; };
+  faulty_pread.after = [&](int calls) { preads = calls; };
   EXPECT_EQ(read(path).bytes, broken);
   EXPECT_EQ(preads, 2);
 }
@@ -130,7 +132,7 @@ TEST_F(Image, IsNotAwaitedForEver) {
   store(path, sound);
   const std::string empty = gheader(120, 20, 20) + sound.substr(20);
   int preads = 0;
-  after_pread = [&](int calls) {
+  faulty_pread.after = [&](int calls) {
     preads = calls;
     overwrite(path, calls % 2 == 1 ? empty : sound);
   };
@@ -151,22 +153,3 @@ TEST_F(Image, ReadsOnlyAndLeavesTheFileAlone) {
 
 }  // namespace
 }  // namespace vesk::test
-
-extern "C" {
-
-ssize_t __real_pread(int fd, void *buffer, size_t length, off_t offset);
-
-// The linker leads the calls of pread here.
-ssize_t __wrap_pread(int fd, void *buffer, size_t length, off_t offset) {
-  using namespace vesk::test;
-  if (pread_error != 0) {
-    errno = pread_error;
-    return -1;
-  }
-  const ssize_t got = __real_pread(fd, buffer, length, offset);
-  ++pread_calls;
-  if (after_pread) after_pread(pread_calls);
-  return got;
-}
-
-}  // extern "C"

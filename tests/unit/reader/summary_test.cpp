@@ -52,6 +52,34 @@ TEST(Summary, LostGlobalHeaderLeavesNoState) {
   EXPECT_TRUE(summary.damage);
 }
 
+TEST(Used, CountsTheLiveBytes) {
+  EXPECT_EQ(used_bytes({.max = 120, .start = 20, .end = 20}), 0u);
+  EXPECT_EQ(used_bytes({.max = 120, .start = 48, .end = 104}), 56u);
+  EXPECT_EQ(used_bytes({.max = 120, .start = 20, .end = 120}), 100u);
+  EXPECT_EQ(used_bytes({.max = 120, .start = 64, .end = 52}), 88u);
+}
+
+bool whole(const std::string &file, uint32_t capacity) {
+  ring_walk walk =
+      begin_walk({reinterpret_cast<const uint8_t *>(file.data()), file.size()}, capacity);
+  while (next_entry(walk)) continue;
+  return reached_end(walk);
+}
+
+TEST(WalkToTheEnd, IsOneThatNoBreakEnded) {
+  EXPECT_TRUE(whole(gheader(120, 20, 20), 120));
+  EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha(), 120));
+  EXPECT_FALSE(whole(gheader(120, 20, 48) + stale(28), 120));
+  EXPECT_FALSE(whole(gheader(120, 20, 48) + beta() + stale(4), 120));
+  EXPECT_FALSE(whole(stale(120), 120));
+}
+
+TEST(WalkToTheEnd, MayComeByAHeaderThatClaimsTooMuch) {
+  EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha(), 8192));
+  EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha() + stale(80), 120));
+  EXPECT_FALSE(whole(gheader(120, 20, 48) + stale(80), 8192));
+}
+
 TEST(Fill, CountsTheLiveBytesAndRoundsDown) {
   EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 20}), 0u);
   EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 104}), 84u);

@@ -282,5 +282,99 @@ TEST(Walk, ChainThatNeverReachesTheEnd) {
             "!48 the entry runs to 72, over the ring's end 60");
 }
 
+// --- time stamps ---
+
+// The entries' stamps as "secs.usecs", and behind each in brackets by how much it was set back.
+std::string stamps(const std::string &file) {
+  std::string seen;
+  ring_walk walk = begin_walk(bytes_of(file), unknown_capacity);
+  while (const auto entry = next_entry(walk)) {
+    seen += std::to_string(entry->secs) + "." + std::to_string(entry->usecs) + "[" +
+            std::to_string(entry->set_back_usecs) + "] ";
+  }
+  return seen;
+}
+
+uint64_t stamp_at(uint32_t secs, uint32_t usecs) {
+  ring_entry entry{};
+  entry.secs = secs;
+  entry.usecs = usecs;
+  return stamp_of(entry);
+}
+
+std::string stamped(uint32_t secs, uint32_t usecs) {
+  return entry({.secs = secs, .usecs = usecs}, "");
+}
+
+TEST(Stamp, CountsMicrosecondsSince1970) {
+  EXPECT_EQ(stamp_at(0, 0), 0u);
+  EXPECT_EQ(stamp_at(2, 999999), 2999999u);
+  EXPECT_EQ(stamp_at(4294967295, 1), 4294967295000001u);
+}
+
+TEST(Stamp, LeavesOutMicrosecondsThatAreNoFraction) {
+  EXPECT_EQ(stamp_at(2, 1000000), 2000000u);
+  EXPECT_EQ(stamp_at(2, 4294967295), 2000000u);
+}
+
+TEST(Stamp, ThatStepsBackSaysByHowMuch) {
+  EXPECT_EQ(stamps(file_of(stamped(100, 500) + stamped(100, 499) + stamped(90, 600) +
+                           stamped(90, 600) + stamped(95, 0))),
+            "100.500[0] 100.499[1] 90.600[9999899] 90.600[0] 95.0[0] ");
+}
+
+TEST(Stamp, IsComparedAcrossNullEntriesAndTheWrap) {
+  EXPECT_EQ(stamps(gheader(120, 64, 52) + gamma_ray() + stale(12) +
+                   entry({.secs = noon + 5}, "12345678") + null8()),
+            "1714564805.0[0] 1714564802.999999[2000001] ");
+}
+
+TEST(Walk, EntryIsFoundAgainByItsOffset) {
+  const std::string file = gheader(120, 20, 104) + three;
+  const ring_entry found = entry_at(bytes_of(file), 48);
+  EXPECT_EQ(found.offset, 48u);
+  EXPECT_EQ(found.uuid, 80);
+  EXPECT_EQ(found.type, 1025);
+  EXPECT_EQ(found.secs, 1714564801u);
+  EXPECT_EQ(found.usecs, 250000u);
+  EXPECT_EQ(std::string(found.data.begin(), found.data.end()), "beta");
+}
+
+// --- walks that are resumed ---
+
+std::string resumed(const std::string &file, const ring_state &ring, uint32_t offset) {
+  std::string seen;
+  ring_walk walk = resume_walk(bytes_of(file), ring, offset, 1'714'564'803'000'000);
+  while (const auto entry = next_entry(walk)) {
+    seen += std::to_string(entry->offset) + "[" + std::to_string(entry->set_back_usecs) + "] ";
+  }
+  return seen + (walk.damage ? "!" + std::to_string(walk.damage->offset) : "");
+}
+
+TEST(ResumedWalk, GoesFromItsOffsetToTheEnd) {
+  const std::string file = gheader(120, 20, 104) + three;
+  EXPECT_EQ(resumed(file, {120, 20, 104}, 48), "48[1750000] 72[0] ");
+  EXPECT_EQ(resumed(file, {120, 20, 104}, 104), "");
+}
+
+TEST(ResumedWalk, GoesAroundTheEndOfTheRing) {
+  const std::string file = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
+  EXPECT_EQ(resumed(file, {120, 64, 52}, 64), "64[2999999] 20[0] ");
+  EXPECT_EQ(resumed(file, {120, 64, 52}, 92), "20[1] ");
+  EXPECT_EQ(resumed(file, {120, 64, 52}, 20), "20[1] ");
+  EXPECT_EQ(resumed(file, {120, 64, 52}, 52), "");
+}
+
+TEST(ResumedWalk, GoesOnAtTheFirstSlotWhereTheLastEntryEndedAtTheCapacity) {
+  const std::string file = gheader(120, 92, 52) + gamma_ray() + stale(40) + alpha();
+  EXPECT_EQ(resumed(file, {120, 92, 52}, 120), "20[1] ");
+  EXPECT_EQ(resumed(file, {120, 92, 20}, 120), "");
+}
+
+TEST(ResumedWalk, StopsAtDamage) {
+  const std::string file = gheader(120, 20, 104) + alpha() + stale(56);
+  EXPECT_EQ(resumed(file, {120, 20, 104}, 48), "!48");
+}
+
 }  // namespace
 }  // namespace vesk::test

@@ -1,0 +1,322 @@
+// What the reader foretells of damaged files, against what the daemon's start then does with them.
+//
+// Each directory of files belongs to a number. With VESK_SEED=<number> in the environment that one
+// runs alone and is told, with pictures of its files.
+#include "reader/vesk_forecast.h"
+
+#include <gtest/gtest.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <optional>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "reader/vesk_ring_summary.h"
+#include "recovery/vesk_validate.h"
+#include "store/vesk_catalogue.h"
+#include "store/vesk_state.h"
+#include "tests/property/header_bytes.h"
+#include "tests/property/random_directory.h"
+#include "tests/property/trial.h"
+#include "tests/support/log_file.h"
+#include "tests/support/recorder.h"
+
+namespace vesk::test {
+namespace {
+
+constexpr uint64_t directories = 8'000;
+
+using forecasts = std::map<uint32_t, file_forecast>;
+
+std::optional<uint64_t> the_one_seed() {
+  const char *seed = std::getenv("VESK_SEED");
+  if (seed == nullptr) return std::nullopt;
+  return std::strtoull(seed, nullptr, 10);
+}
+
+// The tests' clock stands still.
+start_time now() {
+  timeval tv;
+  ::gettimeofday(&tv, nullptr);
+  return {static_cast<uint32_t>(tv.tv_sec), static_cast<uint32_t>(tv.tv_usec)};
+}
+
+forecasts foretell(const directory &files) {
+  forecasts all;
+  bool repairs_ended = false;
+  for (const auto &[file_type, file] : files) {
+    all[file_type] = forecast(file_type, file, repairs_ended, now());
+    repairs_ended |= all[file_type].ends_repairs;
+  }
+  return all;
+}
+
+// What a start writes into one file, told apart by how it looks. A null entry is a header right
+// before zeros; any other header among the entries is one that was rewritten.
+struct writes {
+  std::set<uint32_t> rewritten;  // offsets
+  uint32_t nulls = 0;
+  uint32_t last_header = 0;
+  bool any = false;
+
+  void see(uint32_t offset, std::span<const uint8_t> bytes) {
+    any = true;
+    if (offset < first_slot) return;
+    const bool zeros = std::all_of(bytes.begin(), bytes.end(), [](uint8_t b) { return b == 0; });
+    if (!zeros) {
+      rewritten.insert(offset);
+      last_header = offset;
+    } else if (offset == last_header + header_size) {
+      rewritten.erase(last_header);
+      ++nulls;
+    }
+  }
+};
+
+// What became of a file.
+struct left_file {
+  file_fate fate;
+  writes written;
+  std::optional<image> bytes;  // of one that was rebuilt
+};
+
+struct start_result {
+  std::map<uint32_t, left_file> files;
+  bool swept;  // the repairs ran
+  std::vector<std::string> open_files;
+};
+
+file_fate fate_of(uint32_t file_type, const image *bytes, const writes &written) {
+  if (bytes == nullptr) return file_fate::remove;
+  if (vesk_file_sanity[file_type] != 0) return file_fate::stay_marked;
+  return written.any ? file_fate::rebuild : file_fate::keep;
+}
+
+void let_removals_happen(ram_flash &flash) {
+  platform.on_call = [&flash](const std::string &call) {
+    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
+    if (!call.starts_with(removal)) return;
+    flash.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
+  };
+}
+
+start_result start_with(directory files) {
+  platform.reset();
+  platform.printed.clear();
+  platform.suppressed = {100, 101};
+  ram_flash flash;
+  let_removals_happen(flash);
+  std::map<std::string, writes> written;
+  flash.on_write = [&](const std::string &path, uint32_t offset, std::span<const uint8_t> bytes) {
+    written[path].see(offset, bytes);
+  };
+  for (auto &[file_type, bytes] : files) flash.put(path_of(file_type), std::move(bytes));
+
+  vesk_file_sanity.fill(0);
+  vesk_validate_files();
+
+  start_result result;
+  for (const auto &[file_type, moved] : files) {
+    const image *bytes = flash.find(path_of(file_type));
+    left_file &left = result.files[file_type];
+    left.written = written[path_of(file_type)];
+    left.fate = fate_of(file_type, bytes, left.written);
+    if (left.fate == file_fate::rebuild) left.bytes = *bytes;
+  }
+  result.swept = !platform.calls.empty() && platform.calls.back() == "runctl_heartbeat(0)";
+  result.open_files = flash.open_files();
+  flash.close_all();
+  platform.on_call = nullptr;
+  return result;
+}
+
+void expect_same_rebuild(const file_forecast &foretold, const left_file &left) {
+  const gheader_fields header = gheader_of(*left.bytes);
+  EXPECT_EQ(foretold.state.max, header.max);
+  EXPECT_EQ(foretold.state.start, header.start);
+  EXPECT_EQ(foretold.state.end, header.end);
+  EXPECT_EQ(foretold.headers_rewritten, left.written.rewritten.size());
+  EXPECT_EQ(foretold.nulls_added, left.written.nulls);
+  EXPECT_EQ(foretold.readable_after, summarize(*left.bytes, header.max).entries);
+  EXPECT_TRUE(foretold.rebuilt == *left.bytes) << "the bytes differ";
+}
+
+// A file that is not rebuilt is not written to, so that what is left is as it was; of one that is
+// removed, nothing is left to compare.
+void expect_same(const file_forecast &foretold, const left_file &left) {
+  EXPECT_EQ(fate_name(foretold.fate), fate_name(left.fate));
+  if (left.fate == file_fate::keep || left.fate == file_fate::stay_marked) {
+    EXPECT_FALSE(left.written.any) << "it was written to";
+  }
+  if (foretold.fate == file_fate::rebuild && left.fate == file_fate::rebuild) {
+    expect_same_rebuild(foretold, left);
+  } else {
+    EXPECT_TRUE(foretold.rebuilt.empty());
+  }
+  EXPECT_EQ(foretold.reason.empty(), foretold.fate == file_fate::keep);
+}
+
+bool asks_for_repair(const file_forecast &one) {
+  return one.fate == file_fate::rebuild || one.fate == file_fate::stay_marked ||
+         !one.repair_failure.empty();
+}
+
+void expect_same(const forecasts &foretold, const start_result &done) {
+  bool repair = false;
+  std::vector<std::string> left_open;  // the kernel log that ends the repairs
+  for (const auto &[file_type, one] : foretold) {
+    SCOPED_TRACE(path_of(file_type));
+    expect_same(one, done.files.at(file_type));
+    repair |= asks_for_repair(one);
+    if (one.ends_repairs) left_open.push_back(path_of(file_type));
+  }
+  EXPECT_EQ(repair, done.swept);
+  EXPECT_EQ(left_open, done.open_files);
+}
+
+// What a file looks like, by the one printer of pictures, which wants a real file.
+std::string picture_of(uint32_t file_type, const image &file) {
+  std::ofstream(path_of(file_type), std::ios::binary)
+      .write(reinterpret_cast<const char *>(file.data()),
+             static_cast<std::streamsize>(file.size()));
+  return std::to_string(file.size()) + " bytes: " + log_file(path_of(file_type)).picture();
+}
+
+std::string story_of(const directory &files, const forecasts &foretold, const start_result &done) {
+  std::ostringstream out;
+  for (const auto &[file_type, file] : files) {
+    const file_forecast &one = foretold.at(file_type);
+    const left_file &left = done.files.at(file_type);
+    out << path_of(file_type) << "\n  before: " << picture_of(file_type, file)
+        << "\n  foretold: " << fate_name(one.fate) << ", offset " << one.offset << ": "
+        << one.reason << (one.repair_failure.empty() ? "" : "; ") << one.repair_failure
+        << "\n  done: " << fate_name(left.fate) << "\n";
+    if (!one.rebuilt.empty()) out << "  foretold: " << picture_of(file_type, one.rebuilt) << "\n";
+    if (left.bytes) out << "  done: " << picture_of(file_type, *left.bytes) << "\n";
+  }
+  return out.str();
+}
+
+void run_case(uint64_t seed, bool tell, forecasts *foretold) {
+  const directory files = random_directory(seed);
+  *foretold = foretell(files);
+  const start_result done = start_with(files);
+  expect_same(*foretold, done);
+  if (tell) std::cout << story_of(files, *foretold, done);
+  if (::testing::Test::HasFailure() && !tell) ADD_FAILURE() << story_of(files, *foretold, done);
+}
+
+// A text without its numbers.
+std::string shape_of(std::string text) {
+  std::string shape;
+  for (const char c : text) {
+    const bool digit = c >= '0' && c <= '9';
+    if (!digit) shape += c;
+    if (digit && !shape.ends_with('#')) shape += '#';
+  }
+  return shape;
+}
+
+// What a start may hold against a file, and how a repair may fail.
+constexpr const char *all_reasons[] = {
+    "capacity # is not the # of this file",
+    "end # leaves no room for an entry in front of it",
+    "end # lies beyond the capacity of #",
+    "format version # is not known",
+    "it does not begin with \"vesk\"",
+    "no entry header holds from here back to offset #",
+    "no entry header: the file ends at #",
+    "start # leaves no room for an entry up to the capacity of #",
+    "start and end are both #: no entry can be reached",
+    "the checksum of the entry header does not hold",
+    "the checksum of the global header does not hold",
+    "the file ends before its end #",
+    "the file ends inside its global header",
+    "the ring has wrapped, but the file has # bytes, not #",
+};
+constexpr const char *all_failures[] = {
+    "# bytes of damage at offset # leave no room for a null entry",
+    "a global header that cannot be trusted is not rebuilt",
+    "a ring of another capacity is not rebuilt",
+    "no entry is found before the damage exceeds # bytes",
+    "no entry is found before the file ends at #",
+    "the chain from the new start # breaks at offset #, before it has passed the new end #",
+    "the damage at offset # leaves no room for a null entry up to the capacity of #",
+    "the entry at offset # runs to #, beyond the capacity of #",
+    "the file ends at #, before its end #",
+    "the file ends at #, before its start #",
+    "the ring has wrapped, but the file has # bytes, not #",
+    "there is no entry in the file",
+};
+
+struct totals {
+  uint32_t files = 0;
+  std::map<file_fate, uint32_t> fates;
+  std::map<std::string, uint32_t> reasons;
+  std::map<std::string, uint32_t> failures;
+  std::set<uint32_t> types;
+  uint32_t covered = 0;   // rebuilt with null entries,
+  uint32_t readable = 0;  // and with something left to read
+  uint32_t ends = 0;      // kernel logs that end the repairs
+
+  void add(uint32_t file_type, const file_forecast &one) {
+    ++files;
+    types.insert(file_type);
+    ++fates[one.fate];
+    if (!one.reason.empty()) ++reasons[shape_of(one.reason)];
+    if (!one.repair_failure.empty()) ++failures[shape_of(one.repair_failure)];
+    if (one.nulls_added > 0) ++covered;
+    if (one.readable_after > 0) ++readable;
+    if (one.ends_repairs) ++ends;
+  }
+};
+
+void tell(totals &t) {
+  std::cout << "  " << t.files << " files: kept " << t.fates[file_fate::keep] << ", rebuilt "
+            << t.fates[file_fate::rebuild] << " (" << t.covered << " with null entries, "
+            << t.readable << " readable afterwards), removed " << t.fates[file_fate::remove]
+            << ", left marked " << t.fates[file_fate::stay_marked] << " (" << t.ends
+            << " that end the repairs)\n";
+  for (const auto &[reason, count] : t.reasons) std::cout << "  " << count << " " << reason << "\n";
+  for (const auto &[failure, count] : t.failures)
+    std::cout << "  " << count << " not repaired: " << failure << "\n";
+}
+
+// Each way to end has to occur, or the files are not what they are meant to be.
+void expect_variety(totals &t) {
+  EXPECT_GT(t.fates[file_fate::keep], t.files / 10);
+  EXPECT_GT(t.fates[file_fate::rebuild], t.files / 10);
+  EXPECT_GT(t.fates[file_fate::remove], t.files / 10);
+  EXPECT_GT(t.ends, t.files / 1000);
+  EXPECT_GT(t.fates[file_fate::stay_marked] - t.ends, t.files / 1000);
+  EXPECT_GT(t.covered, t.files / 100);
+  EXPECT_GT(t.readable, t.files / 100);
+  for (const auto &row : vesk_file_catalogue) EXPECT_TRUE(t.types.contains(row.file_type()));
+  for (const char *reason : all_reasons) EXPECT_GT(t.reasons[reason], 0u) << reason;
+  for (const char *failure : all_failures) EXPECT_GT(t.failures[failure], 0u) << failure;
+}
+
+TEST(Forecast, IsWhatTheStartDoes) {
+  forecasts foretold;
+  if (const auto seed = the_one_seed()) return run_case(*seed, true, &foretold);
+  totals totals;
+  for (uint64_t seed = 1; seed <= directories && !HasFailure(); ++seed) {
+    SCOPED_TRACE("VESK_SEED=" + std::to_string(seed));
+    run_case(seed, false, &foretold);
+    for (const auto &[file_type, one] : foretold) totals.add(file_type, one);
+  }
+  tell(totals);
+  if (!HasFailure()) expect_variety(totals);
+}
+
+}  // namespace
+}  // namespace vesk::test

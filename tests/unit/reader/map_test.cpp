@@ -1,0 +1,223 @@
+// Where in a ring what lies.
+#include "reader/vesk_ring_map.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/unit/reader/file_bytes.h"
+
+namespace vesk::test {
+namespace {
+
+const char *name_of(ring_part part) {
+  switch (part) {
+    case ring_part::header:
+      return "header";
+    case ring_part::free:
+      return "free";
+    case ring_part::stale:
+      return "stale";
+    case ring_part::not_reached:
+      return "not-reached";
+    case ring_part::null:
+      return "null";
+    case ring_part::live:
+      return "live";
+    case ring_part::damage:
+      return "damage";
+  }
+  return "?";
+}
+
+ring_map map_of(const std::string &file, uint32_t capacity = 120) {
+  return map_ring({reinterpret_cast<const uint8_t *>(file.data()), file.size()}, capacity);
+}
+
+// "header 20 live 48 free 120": each stretch and where it ends; each begins where the one before it
+// ends.
+std::string mapped(const std::string &file, uint32_t capacity = 120) {
+  std::string text;
+  uint32_t last_end = 0;
+  for (const ring_stretch &stretch : map_of(file, capacity).stretches) {
+    if (stretch.begin != last_end) text += "from " + std::to_string(stretch.begin) + " ";
+    text += std::string(text.empty() ? "" : " ") + name_of(stretch.part) + " " +
+            std::to_string(stretch.end);
+    last_end = stretch.end;
+  }
+  return text;
+}
+
+// 'h' for the header, and so on by the first letters; '~' for stale, '?' for not reached.
+std::string cells(const std::string &file, uint32_t bytes_per_cell) {
+  std::string text;
+  for (const ring_part part : cells_of(map_of(file), bytes_per_cell))
+    text += part == ring_part::stale         ? '~'
+            : part == ring_part::not_reached ? '?'
+                                             : name_of(part)[0];
+  return text;
+}
+
+const std::string three = alpha() + beta() + gamma_ray();
+const std::string wrapped = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
+
+TEST(Map, EmptyRing) {
+  EXPECT_EQ(mapped(gheader(120, 20, 20)), "header 20 free 120");
+}
+
+TEST(Map, RingThatHasNotWrapped) {
+  EXPECT_EQ(mapped(gheader(120, 20, 104) + three), "header 20 live 48 live 72 live 104 free 120");
+}
+
+TEST(Map, EntriesThatWereGivenUpAndBytesThatAreNotCountedYetAreStale) {
+  EXPECT_EQ(mapped(gheader(120, 48, 72) + three), "header 20 stale 48 live 72 stale 104 free 120");
+}
+
+TEST(Map, RingFilledToItsCapacity) {
+  EXPECT_EQ(mapped(gheader(104, 20, 104) + three, 104), "header 20 live 48 live 72 live 104");
+}
+
+TEST(Map, WrappedRing) {
+  EXPECT_EQ(mapped(wrapped), "header 20 live 52 stale 64 live 92 null 120");
+}
+
+TEST(Map, WrappedRingWhoseEndIsTheFirstSlot) {
+  EXPECT_EQ(mapped(gheader(120, 64, 20) + stale(44) + alpha() + null8()),
+            "header 20 stale 64 live 92 null 120");
+}
+
+TEST(Map, NullEntryInTheMiddle) {
+  EXPECT_EQ(mapped(gheader(120, 20, 100) + beta() + null8() + alpha()),
+            "header 20 live 44 null 72 live 100 free 120");
+}
+
+// --- damage ---
+
+TEST(Map, BreakOfTheChain) {
+  EXPECT_EQ(mapped(gheader(120, 20, 104) + alpha() + stale(24) + gamma_ray()),
+            "header 20 live 48 damage 68 not-reached 104 free 120");
+}
+
+TEST(Map, BreakAtTheFirstEntry) {
+  EXPECT_EQ(mapped(gheader(120, 20, 48) + stale(28)),
+            "header 20 damage 40 not-reached 48 free 120");
+}
+
+TEST(Map, BreakBeforeTheWrapLeavesAllBehindItOut) {
+  EXPECT_EQ(mapped(gheader(120, 64, 52) + gamma_ray() + stale(12) + stale(28) + null8()),
+            "header 20 not-reached 52 stale 64 damage 84 not-reached 120");
+}
+
+TEST(Map, BreakBehindTheWrap) {
+  EXPECT_EQ(mapped(gheader(120, 64, 52) + stale(44) + alpha() + null8()),
+            "header 20 damage 40 not-reached 52 stale 64 live 92 null 120");
+}
+
+TEST(Map, EndTooNearForAHeader) {
+  EXPECT_EQ(mapped(gheader(120, 20, 60) + alpha() + stale(72)),
+            "header 20 live 48 damage 60 stale 120");
+}
+
+TEST(Map, EntryThatRunsOverTheRingsEndIsTheDamage) {
+  EXPECT_EQ(mapped(gheader(120, 20, 100) + three),
+            "header 20 live 48 live 72 damage 100 stale 104 free 120");
+}
+
+TEST(Map, EntryThatRunsOverTheCapacityIsTheDamage) {
+  EXPECT_EQ(mapped(gheader(110, 64, 52) + gamma_ray() + stale(12) + alpha() + beta(), 110),
+            "header 20 not-reached 52 stale 64 live 92 damage 110");
+}
+
+TEST(Map, FileCutInsideAnEntry) {
+  EXPECT_EQ(mapped((gheader(120, 20, 104) + three).substr(0, 80)),
+            "header 20 live 48 live 72 damage 92 not-reached 104 free 120");
+}
+
+TEST(Map, WrappedFileThatWasCut) {
+  EXPECT_EQ(mapped(wrapped.substr(0, 60)),
+            "header 20 not-reached 52 stale 60 free 64 damage 84 not-reached 120");
+}
+
+TEST(Map, CapacityOfAnotherFileIsDamageOfTheHeader) {
+  const std::string file = gheader(120, 20, 48) + alpha();
+  EXPECT_EQ(mapped(file, 8192), "damage 20 live 48 free 120");
+  ASSERT_TRUE(map_of(file, 8192).damage);
+  EXPECT_EQ(map_of(file, 8192).damage->offset, 8u);
+}
+
+TEST(Map, FileLongerThanItsCapacityIsDamagedBehindTheMap) {
+  const std::string file = wrapped + stale(8);
+  EXPECT_EQ(mapped(file), "header 20 live 52 stale 64 live 92 null 120");
+  ASSERT_TRUE(map_of(file).damage);
+  EXPECT_EQ(map_of(file).damage->offset, 120u);
+}
+
+TEST(Map, LostGlobalHeaderLeavesNothingToMap) {
+  const ring_map map = map_of(stale(120));
+  EXPECT_FALSE(map.state);
+  EXPECT_TRUE(map.stretches.empty());
+  EXPECT_TRUE(map.damage);
+  EXPECT_TRUE(cells_of(map, 4).empty());
+}
+
+TEST(Map, LargestCapacity) {
+  EXPECT_EQ(mapped(gheader(0xFFFFFFFF, 20, 48) + alpha(), unknown_capacity),
+            "header 20 live 48 free 4294967295");
+}
+
+// Whatever the offsets of the header: the stretches lie one behind the other and fill the ring.
+TEST(Map, HoldsEveryByteOnce) {
+  uint32_t rings = 0;
+  for (const std::string &entries : {wrapped.substr(20), three, stale(100), stale(30)}) {
+    for (uint32_t start = 20; start < 120; ++start) {
+      for (uint32_t end = 20; end <= 120; ++end) {
+        const ring_map map = map_of(gheader(120, start, end) + entries);
+        if (!map.state) continue;
+        ++rings;
+        uint32_t next = 0;
+        for (const ring_stretch &stretch : map.stretches) {
+          ASSERT_EQ(stretch.begin, next) << start << " " << end;
+          ASSERT_LT(stretch.begin, stretch.end) << start << " " << end;
+          next = stretch.end;
+        }
+        ASSERT_EQ(next, 120u) << start << " " << end;
+      }
+    }
+  }
+  EXPECT_EQ(rings, 4u * (80 * 101 - 79));
+}
+
+// --- totals ---
+
+TEST(MapTotal, CountsBytesAndEntriesOfAPart) {
+  const ring_map map = map_of(wrapped);
+  EXPECT_EQ(total_of(map, ring_part::live).bytes, 60u);
+  EXPECT_EQ(total_of(map, ring_part::live).stretches, 2u);
+  EXPECT_EQ(total_of(map, ring_part::null).bytes, 28u);
+  EXPECT_EQ(total_of(map, ring_part::null).stretches, 1u);
+  EXPECT_EQ(total_of(map, ring_part::stale).bytes, 12u);
+  EXPECT_EQ(total_of(map, ring_part::damage).bytes, 0u);
+  EXPECT_EQ(total_of(map, ring_part::damage).stretches, 0u);
+}
+
+// --- cells ---
+
+TEST(MapCells, AreTheStretchesToScale) {
+  EXPECT_EQ(cells(wrapped, 4), "hhhhhllllllll~~~lllllllnnnnnnn");
+}
+
+TEST(MapCells, OfSeveralPartsShowTheOneThatMattersMost) {
+  EXPECT_EQ(cells(wrapped, 28), "lllln");
+  EXPECT_EQ(cells(gheader(120, 20, 20), 40), "fff");
+  EXPECT_EQ(cells(gheader(120, 20, 104) + alpha() + stale(24) + gamma_ray(), 24), "lld??");
+  EXPECT_EQ(cells(gheader(120, 48, 72) + three, 40), "~l~");
+}
+
+TEST(MapCells, LastOneMayBeShort) {
+  EXPECT_EQ(cells(gheader(120, 20, 104) + three, 100), "ll");
+  EXPECT_EQ(cells(gheader(120, 20, 48) + alpha(), 100), "lf");
+  EXPECT_EQ(cells(gheader(120, 20, 48) + alpha(), 1u << 31), "l");
+}
+
+}  // namespace
+}  // namespace vesk::test
