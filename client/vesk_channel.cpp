@@ -20,15 +20,12 @@ constexpr uint16_t reply_kinds = VESK_WIRE_ANSWER | VESK_WIRE_RECEIPT | VESK_WIR
 // The kernel hands addresses out anew: a first number of our own keeps a late answer to a process
 // that had this address before us from being taken for ours.
 uint32_t first_sequence() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint32_t>(now.tv_nsec) ^ static_cast<uint32_t>(getpid()) << 16;
+  return static_cast<uint32_t>(monotonic_now().count()) ^ static_cast<uint32_t>(getpid()) << 16;
 }
 
 // Milliseconds, rounded up, so that 0 means that the deadline has passed.
 int left_until(deadline until) {
-  const auto left =
-      std::chrono::ceil<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - monotonic_now());
   if (left.count() <= 0) return 0;
   return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
 }
@@ -116,6 +113,12 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
 }
 
 }  // namespace
+
+std::chrono::nanoseconds monotonic_now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
 
 vesk_client_code open_channel(channel &ch, const char *run_dir) {
   if (!locate_daemon_socket(run_dir, ch.daemon)) return VESK_CLIENT_BAD_RUN_DIR;

@@ -14,7 +14,11 @@
 namespace vesk::client {
 
 using bytes = std::span<const uint8_t>;
-using deadline = std::chrono::steady_clock::time_point;
+using deadline = std::chrono::nanoseconds;  // on the clock of monotonic_now()
+
+// The time since the machine's start. (The standard library's clock would make this library one
+// that C programs have to link the C++ library for.)
+std::chrono::nanoseconds monotonic_now();
 
 // A datagram socket with an address of the kernel's choice, not connected, so that a restarted
 // daemon is reached without anybody noticing.

@@ -3,13 +3,13 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <new>
+#include <type_traits>
 
 #include "client/vesk_channel.h"
+#include "client/vesk_record_check.h"
 #include "daemon/vesk_messages.h"
 #include "store/vesk_format.h"
 
@@ -18,6 +18,8 @@ static_assert(VESK_CLIENT_SYNC_ANSWER == VESK_SYNC_ANSWER);
 static_assert(VESK_CLIENT_SYNC_FLASH == VESK_SYNC_FLASH);
 static_assert(VESK_CLIENT_STATISTICS_ROWS == VESK_MAX_UUID + 1);
 static_assert(sizeof(vesk_client_sender_statistics) == 8);
+static_assert(
+    std::is_trivially_default_constructible_v<vesk::client::channel>);  // malloc() will do
 
 struct vesk_client {
   uint32_t timeout_ms;
@@ -28,13 +30,15 @@ namespace {
 
 using vesk::client::await_reply;
 using vesk::client::bytes;
+using vesk::client::check_record;
 using vesk::client::deadline;
+using vesk::client::monotonic_now;
 using vesk::client::open_channel;
 using vesk::client::reply;
 using vesk::client::send_request;
 
 deadline deadline_of(const vesk_client &client) {
-  return std::chrono::steady_clock::now() + std::chrono::milliseconds(client.timeout_ms);
+  return monotonic_now() + std::chrono::milliseconds(client.timeout_ms);
 }
 
 bytes as_bytes(const void *data, size_t length) {
@@ -52,18 +56,6 @@ vesk_client_code exchange(vesk_client &client, uint32_t opcode, bytes head, byte
 vesk_client_code check_payload(const vesk_client *client, const void *payload, size_t length) {
   if (client == nullptr || (payload == nullptr && length != 0)) return VESK_CLIENT_BAD_ARGUMENT;
   return length > VESK_WIRE_MAX_PAYLOAD ? VESK_CLIENT_TOO_LONG : VESK_CLIENT_OK;
-}
-
-vesk_client_code check_record(const vesk_client_record &record) {
-  if (record.file_type == 0 || record.file_type > VESK_MAX_REQ_FILE_TYPE) {
-    return VESK_CLIENT_BAD_FILE_TYPE;
-  }
-  if (record.uuid == 0 || record.uuid > VESK_MAX_UUID) return VESK_CLIENT_BAD_UUID;
-  if (record.type < VESK_MIN_OBJECT_TYPE || record.type > UINT16_MAX) return VESK_CLIENT_BAD_TYPE;
-  if (record.sync > VESK_CLIENT_SYNC_FLASH) return VESK_CLIENT_BAD_SYNC;
-  if (record.length == 0) return VESK_CLIENT_EMPTY;
-  if (record.length > UINT16_MAX) return VESK_CLIENT_TOO_LONG;
-  return record.data == nullptr ? VESK_CLIENT_BAD_ARGUMENT : VESK_CLIENT_OK;
 }
 
 vesk_log_req head_of(const vesk_client_record &record) {
@@ -113,15 +105,12 @@ const char *vesk_client_run_dir(const char *run_dir) {
 vesk_client_code vesk_client_open(vesk_client **client, const char *run_dir, uint32_t timeout_ms) {
   if (client == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
   *client = nullptr;
-  auto *made = new (std::nothrow) vesk_client;
-  if (made == nullptr) {
-    errno = ENOMEM;
-    return VESK_CLIENT_SYSTEM;
-  }
+  auto *made = static_cast<vesk_client *>(std::malloc(sizeof(vesk_client)));
+  if (made == nullptr) return VESK_CLIENT_SYSTEM;
   made->timeout_ms = timeout_ms;
   const auto code = open_channel(made->channel, vesk_client_run_dir(run_dir));
   if (code != VESK_CLIENT_OK) {
-    delete made;
+    std::free(made);
     return code;
   }
   *client = made;
@@ -131,11 +120,11 @@ vesk_client_code vesk_client_open(vesk_client **client, const char *run_dir, uin
 void vesk_client_close(vesk_client *client) {
   if (client == nullptr) return;
   close(client->channel.fd);
-  delete client;
+  std::free(client);
 }
 
 const char *vesk_client_address(const vesk_client *client) {
-  return client->channel.daemon.sun_path;
+  return client == nullptr ? "" : client->channel.daemon.sun_path;
 }
 
 vesk_client_code vesk_client_log(vesk_client *client, const vesk_client_record *record) {
@@ -151,6 +140,15 @@ vesk_client_code vesk_client_log(vesk_client *client, const vesk_client_record *
   reply back{};
   const auto code = exchange(*client, IPQ_OPC_VESK_LOG, head_bytes, data, back);
   return code == VESK_CLIENT_OK ? verdict(back) : code;
+}
+
+vesk_client_code vesk_client_update(vesk_client *client, const vesk_client_record *record,
+                                    uint32_t instance) {
+  if (record == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
+  vesk_client_record changed = *record;
+  changed.update = VESK_UPDATE_ENTRY;
+  changed.instance = instance;
+  return vesk_client_log(client, &changed);
 }
 
 vesk_client_code vesk_client_send(vesk_client *client, uint32_t opcode, const void *payload,
@@ -182,7 +180,7 @@ vesk_client_code vesk_client_request(vesk_client *client, uint32_t opcode, const
   if (code != VESK_CLIENT_OK) return code;
   if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
   if (back.payload.size() > capacity) return VESK_CLIENT_BAD_ANSWER;
-  std::copy(back.payload.begin(), back.payload.end(), static_cast<uint8_t *>(answer));
+  if (!back.payload.empty()) std::memcpy(answer, back.payload.data(), back.payload.size());
   *answer_length = back.payload.size();
   return VESK_CLIENT_OK;
 }

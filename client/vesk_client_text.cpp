@@ -45,7 +45,17 @@ const char *vesk_client_error_text(vesk_client_code code) {
     case VESK_CLIENT_EMPTY:
       return "the record has no data";
     case VESK_CLIENT_TOO_LONG:
-      return "longer than the 65535 bytes that a record can hold";
+      return "longer than the 65532 bytes that a record can hold";
+    case VESK_CLIENT_TOO_LARGE_FOR_FILE:
+      return "the record is larger than its log file";
+    case VESK_CLIENT_LARGE:
+      return "a record this large can cost other entries of its log file";
+    case VESK_CLIENT_NO_SUCH_FILE:
+      return "no log file has this file type";
   }
   return "unknown result code";
+}
+
+const char *vesk_client_version(void) {
+  return VESK_CLIENT_VERSION_TEXT;
 }

@@ -93,10 +93,11 @@ TEST(Log, SendsTheRecordToTheByte) {
 TEST(Log, TakesTheLargestRecord) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const std::string data(65535, 'z');
-  const vesk_client_record record = record_of(data);
+  const std::string data(65532, 'z');
+  vesk_client_record record = record_of(data);
+  record.allow_large = 1;
   ASSERT_EQ(vesk_client_log(open_at(dir).get(), &record), VESK_CLIENT_OK);
-  EXPECT_EQ(service.requests().at(0).payload.size(), 24u + 65535u);
+  EXPECT_EQ(service.requests().at(0).payload.size(), 24u + 65532u);
 }
 
 TEST(Log, StampsARecordWithoutTime) {
@@ -266,15 +267,15 @@ struct stranger_result {
 
 stranger_result log_with_answer_from_somebody(bool owns_access_point) {
   const run_dir dir;
-  stranger_result result;
+  std::atomic<bool> possible = false;
   const fake_service service(dir, [&](const fake_service &s, const request &to) {
-    result.possible = s.send_as(somebody, to, reply_to(to, VESK_WIRE_ANSWER, word(1)));
+    possible = s.send_as(somebody, to, reply_to(to, VESK_WIRE_ANSWER, word(1)));
   });
-  if (owns_access_point && chown(dir.socket_path().c_str(), somebody, somebody) != 0) return result;
+  if (owns_access_point && chown(dir.socket_path().c_str(), somebody, somebody) != 0) return {};
   const std::string data = "x";
   const vesk_client_record record = record_of(data);
-  result.code = vesk_client_log(open_at(dir, 200).get(), &record);
-  return result;
+  const vesk_client_code code = vesk_client_log(open_at(dir, 200).get(), &record);
+  return {possible, code};
 }
 
 TEST(Log, BelievesOnlyRootAndTheOwnerOfTheAccessPoint) {
@@ -359,7 +360,7 @@ TEST(Log, RefusesBeforeSendingWhatCannotBeAccepted) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
-  const std::string data(65536, 'x');
+  const std::string data(65533, 'x');
   const auto log_with = [&](const std::function<void(vesk_client_record &)> &change) {
     vesk_client_record record = record_of(data);
     record.length = 1;
@@ -375,14 +376,118 @@ TEST(Log, RefusesBeforeSendingWhatCannotBeAccepted) {
   EXPECT_EQ(log_with([](auto &r) { r.type = 65536; }), VESK_CLIENT_BAD_TYPE);
   EXPECT_EQ(log_with([](auto &r) { r.sync = 3; }), VESK_CLIENT_BAD_SYNC);
   EXPECT_EQ(log_with([](auto &r) { r.length = 0; }), VESK_CLIENT_EMPTY);
-  EXPECT_EQ(log_with([](auto &r) { r.length = 65536; }), VESK_CLIENT_TOO_LONG);
+  EXPECT_EQ(log_with([](auto &r) { r.length = 65533; }), VESK_CLIENT_TOO_LONG);
+  EXPECT_EQ(log_with([](auto &r) { r.length = 65536 + 5; }), VESK_CLIENT_TOO_LONG);
   EXPECT_EQ(log_with([](auto &r) { r.data = nullptr; }), VESK_CLIENT_BAD_ARGUMENT);
   EXPECT_EQ(vesk_client_log(client.get(), nullptr), VESK_CLIENT_BAD_ARGUMENT);
-  EXPECT_EQ(log_with([](auto &r) { r.file_type = 38; }), VESK_CLIENT_OK);
+  EXPECT_TRUE(service.requests().empty());
   EXPECT_EQ(log_with([](auto &r) { r.uuid = 2736; }), VESK_CLIENT_OK);
   EXPECT_EQ(log_with([](auto &r) { r.type = 1024; }), VESK_CLIENT_OK);
   EXPECT_EQ(log_with([](auto &r) { r.type = 65535; }), VESK_CLIENT_OK);
-  EXPECT_EQ(service.requests().size(), 4u);
+  EXPECT_EQ(service.requests().size(), 3u);
+}
+
+TEST(Log, SendsOnlyToFilesThatThereAre) {
+  const run_dir dir;
+  const fake_service service(dir, answer_always(word(1)));
+  const handle client = open_at(dir);
+  const std::string data = "x";
+  vesk_client_record record = record_of(data);
+  const std::set<uint32_t> there = {1, 2, 3, 4, 5, 6, 7, 21, 22, 25, 29, 30, 33, 34, 35, 36};
+  for (uint32_t type = 1; type <= 38; ++type) {
+    record.file_type = type;
+    EXPECT_EQ(vesk_client_log(client.get(), &record),
+              there.contains(type) ? VESK_CLIENT_OK : VESK_CLIENT_NO_SUCH_FILE)
+        << type;
+  }
+  EXPECT_EQ(service.requests().size(), 16u);
+}
+
+// The code with which a record of this length comes back, sent to this file.
+struct sized_record {
+  uint32_t file_type;
+  size_t length;
+  vesk_client_code code;
+};
+
+void expect_codes(uint8_t allow_large, const std::vector<sized_record> &records) {
+  const run_dir dir;
+  const fake_service service(dir, answer_always(word(1)));
+  const handle client = open_at(dir);
+  const std::string data(65533, 'x');
+  size_t sent = 0;
+  for (const sized_record &sized : records) {
+    vesk_client_record record = record_of(data);
+    record.allow_large = allow_large;
+    record.file_type = sized.file_type;
+    record.length = sized.length;
+    EXPECT_EQ(vesk_client_log(client.get(), &record), sized.code)
+        << sized.length << " bytes for file type " << sized.file_type;
+    sent += sized.code == VESK_CLIENT_OK;
+  }
+  EXPECT_EQ(service.requests().size(), sent);
+}
+
+TEST(Log, RefusesALargeRecord) {
+  expect_codes(0, {
+                      {7, 4096, VESK_CLIENT_OK},  // 8 KiB
+                      {7, 4097, VESK_CLIENT_LARGE},
+                      {7, 8128, VESK_CLIENT_LARGE},
+                      {7, 8129, VESK_CLIENT_TOO_LARGE_FOR_FILE},
+                      {7, 65533, VESK_CLIENT_TOO_LONG},
+                      {6, 65532, VESK_CLIENT_OK},   // 128 KiB
+                      {21, 65532, VESK_CLIENT_OK},  // 8 MiB
+                      {21, 65533, VESK_CLIENT_TOO_LONG},
+                  });
+}
+
+TEST(Log, SendsALargeRecordThatIsMeant) {
+  expect_codes(1, {
+                      {7, 4097, VESK_CLIENT_OK},
+                      {7, 8128, VESK_CLIENT_OK},
+                      {7, 8129, VESK_CLIENT_TOO_LARGE_FOR_FILE},
+                      {6, 65532, VESK_CLIENT_OK},
+                      {21, 65532, VESK_CLIENT_OK},
+                      {21, 65533, VESK_CLIENT_TOO_LONG},
+                  });
+}
+
+TEST(Log, SurvivesADaemonThatVanishesUnderIt) {
+  const run_dir dir;
+  const handle client = open_at(dir, 200);
+  const std::string data = "x";
+  const vesk_client_record record = record_of(data);
+  std::atomic<bool> taken = false;
+  auto service = std::make_unique<fake_service>(
+      dir, [&](const fake_service &, const request &) { taken = true; });
+  std::thread end([&] {
+    while (!taken) usleep(1000);
+    service.reset();
+  });
+  EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_TIMED_OUT);
+  end.join();
+  EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_NO_DAEMON);
+}
+
+TEST(Update, NamesTheEntryToReplace) {
+  const run_dir dir;
+  const fake_service service(dir, answer_always(word(1)));
+  const handle client = open_at(dir);
+  const std::string data = "new";
+  const vesk_client_record record = record_of(data);
+  ASSERT_EQ(vesk_client_update(client.get(), &record, 3), VESK_CLIENT_OK);
+  const std::string payload = service.requests().at(0).payload;
+  EXPECT_EQ(payload[7], 1);
+  EXPECT_EQ(payload.substr(20), std::string("\0\0\0\3new", 7));
+  EXPECT_EQ(record.update, 0);
+
+  const std::string large(4097, 'x');
+  vesk_client_record refused = record_of(large);
+  refused.file_type = 7;
+  EXPECT_EQ(vesk_client_update(client.get(), &refused, 0), VESK_CLIENT_LARGE);
+  EXPECT_EQ(vesk_client_update(client.get(), nullptr, 0), VESK_CLIENT_BAD_ARGUMENT);
+  EXPECT_EQ(vesk_client_update(nullptr, &record, 0), VESK_CLIENT_BAD_ARGUMENT);
+  EXPECT_EQ(service.requests().size(), 1u);
 }
 
 TEST(Request, GivesBackTheAnswer) {
@@ -527,6 +632,7 @@ TEST(Open, RefusesARunDirectoryThatNoSocketCanHave) {
   vesk_client_close(client);
   EXPECT_EQ(vesk_client_open(nullptr, "/run/vesk", 1), VESK_CLIENT_BAD_ARGUMENT);
   vesk_client_close(nullptr);
+  EXPECT_STREQ(vesk_client_address(nullptr), "");
 }
 
 TEST(Threads, MayEachUseAHandle) {
@@ -555,7 +661,7 @@ TEST(ErrorText, TellsEveryCodeApart) {
     EXPECT_FALSE(text.empty());
     EXPECT_TRUE(text == unknown || texts.insert(text).second) << text;
   }
-  EXPECT_EQ(texts.size(), 22u);
+  EXPECT_EQ(texts.size(), 25u);
 }
 
 TEST(FromC, LogsARecord) {
