@@ -8,7 +8,7 @@
 namespace vesk {
 
 struct host_counters {
-  uint64_t received;                // handed to the daemon
+  uint64_t received;                // accepted
   uint64_t refused[verdict_count];  // indexed by the verdict
   uint64_t answered;                // answers and receipts sent
   uint64_t unanswered;              // answers, receipts and refusals that reached nobody
@@ -17,5 +17,7 @@ struct host_counters {
 };
 
 inline host_counters counters;
+
+inline uint64_t service_began;  // when the queue was bound, by monotonic_usecs()
 
 }  // namespace vesk

@@ -3,10 +3,12 @@
 
 #include "host/vesk_access_point.h"
 #include "host/vesk_answer.h"
+#include "host/vesk_clock.h"
 #include "host/vesk_counters.h"
 #include "host/vesk_listeners.h"
 #include "host/vesk_message.h"
 #include "host/vesk_outbox.h"
+#include "host/vesk_status_request.h"
 #include "host/vesk_wire_check.h"
 #include "platform/ipq.h"
 
@@ -62,6 +64,7 @@ vesk::verdict judge(const vesk::message &msg, ptrdiff_t size) {
 
 int32_t ipq_bind(uint32_t, uint32_t sap, const void *bind_block, const char *) {
   if (!vesk::claim_access_point(sap, queue)) return fail(errno);
+  vesk::service_began = vesk::monotonic_usecs();
   if (bind_block != nullptr) {
     vesk::set_source(static_cast<const uint32_t *>(bind_block)[bind_block_uuid]);
   }
@@ -80,6 +83,10 @@ int32_t ipq_recv(int32_t q, ipq_msg **msg, const void *) {
       ++vesk::counters.received;
       next->in_use = true;
       next->reference.word[0] = next->header.opcode;
+      // Answered here and now, since the daemon looks at no message while its flash is not mounted.
+      // It gets the message all the same, for the system manager to take: a wake-up without one is
+      // an error to it.
+      vesk::serve_status_request(*next);
       *msg = &next->reference;
       return 0;
     }

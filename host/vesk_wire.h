@@ -46,10 +46,11 @@ enum vesk_wire_refusal : uint32_t {
   VESK_WIRE_BAD_REQUEST = 4,    // a request to the host itself that it does not understand
 };
 
-// Requests to the host itself, all privileged; answered with VESK_WIRE_ANSWER.
+// Requests to the host itself, all but the last privileged; answered with VESK_WIRE_ANSWER.
 constexpr uint32_t VESK_WIRE_OPC_DEBUG = 60001;       // payload vesk_wire_debug
 constexpr uint32_t VESK_WIRE_OPC_HISTORY = 60002;     // no payload; answered with vesk_wire_history
 constexpr uint32_t VESK_WIRE_OPC_SWITCHOVER = 60003;  // payload a u32 context
+constexpr uint32_t VESK_WIRE_OPC_STATUS = 60004;      // no payload; answered with vesk_wire_status
 
 // VESK_WIRE_OPC_DEBUG: which levels are printed and recorded from now on. The answer is the same
 // record with the values now in force.
@@ -72,6 +73,33 @@ struct vesk_wire_history {
   uint32_t opcode;  // of the message, for kinds 3 and 4; else 0
 };
 static_assert(sizeof(vesk_wire_history) == 16);
+
+// VESK_WIRE_OPC_STATUS: answered at once, even while the flash is not mounted. A later version has
+// these fields in these places and more behind them.
+constexpr uint32_t VESK_WIRE_STATUS_VERSION = 1;
+struct vesk_wire_status {
+  uint32_t version;
+  uint32_t pid;
+  uint64_t uptime_usecs;  // since the process bound its access point
+  // Numbers of datagrams since then.
+  uint64_t received;  // accepted, this request among them
+  uint64_t refused_bad_version;
+  uint64_t refused_bad_length;
+  uint64_t refused_not_permitted;
+  uint64_t refused_bad_request;
+  uint64_t dropped_not_ours;   // without our header
+  uint64_t dropped_came_back;  // answers sent to the access point
+  uint64_t answered;           // answers and receipts sent, but for the one to this request
+  uint64_t unanswered;         // answers, receipts and refusals that reached nobody
+  uint64_t listeners_reached;
+  uint64_t listeners_missed;
+};
+static_assert(sizeof(vesk_wire_status) == 104);
+static_assert(offsetof(vesk_wire_status, uptime_usecs) == 8);
+static_assert(offsetof(vesk_wire_status, received) == 16);
+static_assert(offsetof(vesk_wire_status, dropped_not_ours) == 56);
+static_assert(offsetof(vesk_wire_status, answered) == 72);
+static_assert(offsetof(vesk_wire_status, listeners_missed) == 96);
 
 // Where the sockets lie, unless VESK_RUN_DIR in the environment names another directory.
 inline constexpr char VESK_RUN_DIR_DEFAULT[] = "/run/vesk";
