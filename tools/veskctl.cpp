@@ -35,7 +35,7 @@ int main(int argc, char **argv) {
       "Exit status: 0 done, 1 refused or failed, 2 wrong usage.\n\n"
       "Examples:\n"
       "  dmesg | veskctl send --file kernel --uuid 510\n"
-      "  veskctl stats\n"
+      "  veskctl status\n"
       "  veskctl clear temperature_err\n"
       "  veskctl send --help");
   app.failure_message(usage_message);
@@ -51,6 +51,9 @@ int main(int argc, char **argv) {
   add_debug(app, ctx);
   add_history(app, ctx);
   add_monitor(app, ctx);
+  add_status(app, ctx);
+  add_snapshot(app, ctx);
+  add_metrics(app, ctx);
 
   try {
     app.parse(argc, argv);

@@ -25,5 +25,8 @@ void add_fail_notice(CLI::App &app, context &ctx);
 void add_debug(CLI::App &app, context &ctx);
 void add_history(CLI::App &app, context &ctx);
 void add_monitor(CLI::App &app, context &ctx);
+void add_status(CLI::App &app, context &ctx);
+void add_snapshot(CLI::App &app, context &ctx);
+void add_metrics(CLI::App &app, context &ctx);
 
 }  // namespace vesk::ctl

@@ -1,9 +1,9 @@
 // veskctl debug and history: what the daemon prints and records of its own doings.
 #include <cstdio>
-#include <cstring>
 #include <vector>
 
 #include "host/vesk_wire.h"
+#include "tools/veskctl_events.h"
 #include "tools/veskctl_support.h"
 
 namespace vesk::ctl {
@@ -43,52 +43,30 @@ int run_debug(const context &ctx, const debug_options &options) {
   return status;
 }
 
-std::string what_happened(const vesk_wire_history &head, std::string_view text) {
-  switch (head.kind) {
-    case 3:
-      return "received message " + std::to_string(head.opcode);
-    case 4:
-      return "sent message " + std::to_string(head.opcode);
-    case 100:
-      return "trace " + printable(text);
-    case 101:
-      return "error " + printable(text);
+std::string line_of(const event &e) {
+  const std::string when = time_text(e.secs, e.usecs) + ' ';
+  switch (e.kind) {
+    case message_received:
+      return when + "received message " + std::to_string(e.opcode);
+    case message_sent:
+      return when + "sent message " + std::to_string(e.opcode);
+    case trace_line:
+      return when + "trace " + printable(e.text);
+    case error_line:
+      return when + "error " + printable(e.text);
     default:
-      return "kind " + std::to_string(head.kind) + ' ' + printable(text);
+      return when + "kind " + std::to_string(e.kind) + ' ' + printable(e.text);
   }
-}
-
-// Takes an answer apart into lines, oldest first. False when a record's length does not hold.
-bool history_lines(std::string_view rest, std::vector<std::string> &lines) {
-  while (!rest.empty()) {
-    vesk_wire_history head{};
-    if (rest.size() < sizeof head) return false;
-    std::memcpy(&head, rest.data(), sizeof head);
-    rest.remove_prefix(sizeof head);
-    const size_t padded = (size_t{head.length} + 3) & ~size_t{3};
-    if (rest.size() < padded) return false;
-    lines.push_back(time_text(head.secs, head.usecs) + ' ' +
-                    what_happened(head, rest.substr(0, head.length)));
-    rest.remove_prefix(padded);
-  }
-  return true;
 }
 
 int run_history(const context &ctx, size_t newest) {
   const client_ptr client = open_client(ctx);
   if (!client) return 1;
-  std::vector<char> answer(VESK_WIRE_MAX_PAYLOAD);
-  size_t length = 0;
-  auto code = vesk_client_request(client.get(), VESK_WIRE_OPC_HISTORY, nullptr, 0, answer.data(),
-                                  answer.size(), &length);
-  std::vector<std::string> lines;
-  if (code == VESK_CLIENT_OK && !history_lines({answer.data(), length}, lines)) {
-    code = VESK_CLIENT_BAD_ANSWER;
-  }
-  const int status = status_of(*client, code);
+  std::vector<event> events;
+  const int status = status_of(*client, fetch_events(*client, events));
   if (status != 0) return status;
-  const size_t first = newest != 0 && newest < lines.size() ? lines.size() - newest : 0;
-  for (size_t i = first; i < lines.size(); ++i) std::printf("%s\n", lines[i].c_str());
+  const size_t first = newest != 0 && newest < events.size() ? events.size() - newest : 0;
+  for (size_t i = first; i < events.size(); ++i) std::printf("%s\n", line_of(events[i]).c_str());
   return 0;
 }
 

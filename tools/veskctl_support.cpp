@@ -57,6 +57,8 @@ std::string advice(const vesk_client &client, vesk_client_code code) {
              ": is vesk_sup hanging? --timeout gives it longer";
     case VESK_CLIENT_SYSTEM:
       return "talking to " + address + " failed: " + std::strerror(failed_call);
+    case VESK_CLIENT_LARGE:
+      return std::string(vesk_client_error_text(code)) + ": --allow-large sends it";
     default:
       return vesk_client_error_text(code);
   }
@@ -90,6 +92,12 @@ CLI::Validator file_type_up_to(uint32_t highest) {
             return {};
           },
           ""};
+}
+
+void add_directory(CLI::App &sub, std::string &directory) {
+  sub.add_option("-D,--directory", directory, "Where the log files are")
+      ->capture_default_str()
+      ->type_name("DIR");
 }
 
 std::string file_label(uint32_t file_type) {

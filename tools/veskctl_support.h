@@ -50,6 +50,9 @@ CLI::Validator within(T lowest, T highest) {
   return CLI::Range(lowest, highest).description("");
 }
 
+// Adds -D: the directory of the log files; `directory` holds the default.
+void add_directory(CLI::App &sub, std::string &directory);
+
 // "vesk.log (5)", or "file type 38" where the catalogue has no name.
 std::string file_label(uint32_t file_type);
 

@@ -11,7 +11,7 @@
 #include <fstream>
 
 #include "tests/unit/client/fake_service.h"
-#include "tests/unit/client/program.h"
+#include "tests/unit/client/run_veskctl.h"
 #include "tests/unit/client/without_override.h"
 
 namespace vesk::test {
@@ -20,28 +20,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using ::testing::Test;
-
-outcome veskctl(const run_dir &dir, const std::vector<std::string> &arguments,
-                const std::string &input = {}) {
-  return program(dir.path(), "veskctl", arguments, input).wait();
-}
-
-outcome send_lines(const run_dir &dir, const std::string &input,
-                   const std::vector<std::string> &more = {}) {
-  std::vector<std::string> arguments = {"send", "--file", "vesk", "--uuid", "25"};
-  arguments.insert(arguments.end(), more.begin(), more.end());
-  return veskctl(dir, arguments, input);
-}
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
-}
-
-// One line, and it says who speaks.
-void expect_one_line(const std::string &err) {
-  EXPECT_EQ(err.rfind("veskctl: ", 0), 0u) << err;
-  EXPECT_EQ(std::count(err.begin(), err.end(), '\n'), 1) << err;
-}
 
 TEST(Usage, IsWrongWithStatusTwo) {
   const run_dir dir;
@@ -65,6 +43,16 @@ TEST(Usage, IsWrongWithStatusTwo) {
       {"send", "--file", "vesk", "--uuid", "25", "--flags", "256", "x"},
       {"send", "--file", "vesk", "--uuid", "25", "--sync", "maybe", "x"},
       {"send", "--file", "vesk", "--uuid", "25", ""},
+      {"send", "--file", "vesk", "--uuid", "25", "--whole", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "soon", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "0", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "-1", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "4294967296", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", ".5", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "1.", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "1.1234567", "x"},
+      {"send", "--file", "vesk", "--uuid", "25", "--time", "1.-5", "x"},
       {"enable"},
       {"disable", "64"},
       {"clear", "nosuch"},
@@ -81,6 +69,11 @@ TEST(Usage, IsWrongWithStatusTwo) {
       {"debug", "--print", "loud"},
       {"history", "-n", "0"},
       {"monitor", "--count", "0"},
+      {"status", "more"},
+      {"metrics", "more"},
+      {"metrics", "--output"},
+      {"snapshot"},
+      {"snapshot", "/tmp/one", "/tmp/two"},
   };
   for (const auto &arguments : wrong) {
     const outcome end = veskctl(dir, arguments);
@@ -94,8 +87,9 @@ TEST(Usage, IsWrongWithStatusTwo) {
 
 TEST(Usage, IsExplainedWithStatusZero) {
   const run_dir dir;
-  for (const char *subcommand : {"send", "stats", "enable", "disable", "clear", "config", "recover",
-                                 "fail-notice", "debug", "history", "monitor"}) {
+  for (const char *subcommand :
+       {"send", "stats", "enable", "disable", "clear", "config", "recover", "fail-notice", "debug",
+        "history", "monitor", "status", "snapshot", "metrics"}) {
     const outcome end = veskctl(dir, {subcommand, "--help"});
     EXPECT_EQ(end.status, 0) << subcommand;
     EXPECT_EQ(end.err, "") << subcommand;
@@ -161,124 +155,6 @@ TEST(Daemon, IsForbidden) {
       << end.err;
 }
 
-TEST(Send, SendsTheTextAsOneRecord) {
-  const run_dir dir;
-  const fake_service service(dir, answer_always(word(1)));
-  const outcome end =
-      veskctl(dir, {"send", "--file", "kernel.log", "--uuid", "510", "--type", "2000", "--flags",
-                    "7", "--sync", "flash", "--update", "--instance", "3", "fan", "2", "gone"});
-  EXPECT_EQ(end.status, 0) << end.err;
-  EXPECT_EQ(end.out, "1 accepted, 0 refused, 0 unanswered\n");
-  EXPECT_EQ(end.err, "");
-  const auto seen = service.requests();
-  ASSERT_EQ(seen.size(), 1u);
-  EXPECT_EQ(seen[0].payload.substr(0, 8), std::string("\x01\xFE\x07\xD0\x00\x0A\x07\x01", 8));
-  EXPECT_EQ(seen[0].payload.substr(16), std::string("\x00\x15\x02\x00\x00\x00\x00\x03"
-                                                    "fan 2 gone",
-                                                    18));
-}
-
-TEST(Send, KnowsFilesByNameAndNumber) {
-  const run_dir dir;
-  const fake_service service(dir, answer_always(word(1)));
-  for (const char *file : {"kernel", "kernel.log", "21"}) {
-    EXPECT_EQ(veskctl(dir, {"send", "--file", file, "--uuid", "510", "x"}).status, 0);
-    EXPECT_EQ(service.requests().back().payload.substr(16, 2), std::string("\x00\x15", 2)) << file;
-  }
-}
-
-TEST(Send, SendsOneRecordALine) {
-  const run_dir dir;
-  const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, "first\nsecond line\n\nlast, without an end");
-  EXPECT_EQ(end.status, 0) << end.err;
-  EXPECT_EQ(end.out, "3 accepted, 0 refused, 0 unanswered, 1 skipped (empty)\n");
-  EXPECT_EQ(end.err, "");
-  const auto seen = service.requests();
-  ASSERT_EQ(seen.size(), 3u);
-  EXPECT_EQ(seen[0].payload.substr(24), "first");
-  EXPECT_EQ(seen[1].payload.substr(24), "second line");
-  EXPECT_EQ(seen[2].payload.substr(24), "last, without an end");
-  // Big-endian words compare like strings.
-  EXPECT_LT(seen[0].payload.substr(8, 8), seen[1].payload.substr(8, 8));
-  EXPECT_LT(seen[1].payload.substr(8, 8), seen[2].payload.substr(8, 8));
-}
-
-TEST(Send, CountsNothingForNoInput) {
-  const run_dir dir;
-  const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, "");
-  EXPECT_EQ(end.status, 0);
-  EXPECT_EQ(end.out, "0 accepted, 0 refused, 0 unanswered\n");
-}
-
-TEST(Send, RefusesALineThatNoRecordCanHold) {
-  const run_dir dir;
-  const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, std::string(65536, 'a') + '\n' + std::string(65535, 'b') +
-                                          '\n' + std::string(200000, 'c') + "\nd\n");
-  EXPECT_EQ(end.status, 1);
-  EXPECT_EQ(end.out, "2 accepted, 2 refused, 0 unanswered\n");
-  EXPECT_EQ(end.err,
-            "veskctl: line 1 was refused: longer than the 65535 bytes that a record can hold\n");
-  const auto seen = service.requests();
-  ASSERT_EQ(seen.size(), 2u);
-  EXPECT_EQ(seen[0].payload.substr(24), std::string(65535, 'b'));
-  EXPECT_EQ(seen[1].payload.substr(24), "d");
-}
-
-TEST(Send, CountsWhatWasRefusedAndUnanswered) {
-  const run_dir dir;
-  const fake_service service(dir, [](const fake_service &s, const request &to) {
-    switch (to.payload[24]) {
-      case 'r':
-        return s.answer(to, word(0));
-      case 'u':
-        return s.receipt(to);
-      default:
-        return s.answer(to, word(1));
-    }
-  });
-  const outcome end = send_lines(dir, "a\nr\nu\na\nr\n");
-  EXPECT_EQ(end.status, 1);
-  EXPECT_EQ(end.out, "2 accepted, 2 refused, 1 unanswered\n");
-  EXPECT_EQ(end.err, "veskctl: line 2 was refused: the daemon refused it; its log says why\n");
-  const outcome unanswered = send_lines(dir, "u\n");
-  EXPECT_EQ(unanswered.status, 1);
-  EXPECT_EQ(unanswered.out, "0 accepted, 0 refused, 1 unanswered\n");
-  EXPECT_TRUE(contains(unanswered.err, "line 1 was not answered: ")) << unanswered.err;
-  EXPECT_TRUE(contains(unanswered.err, "is the flash mounted?")) << unanswered.err;
-}
-
-TEST(Send, StopsWhenTheDaemonIsSilent) {
-  const run_dir dir;
-  const fake_service service(dir, [](const fake_service &s, const request &to) {
-    if (to.payload.substr(24) == "one") s.answer(to, word(1));
-  });
-  const outcome end = send_lines(dir, "one\ntwo\nthree\n", {"--timeout", "0.05"});
-  EXPECT_EQ(end.status, 1);
-  EXPECT_EQ(end.out, "1 accepted, 0 refused, 1 unanswered\n");
-  EXPECT_TRUE(contains(end.err, "stopped at line 2: ")) << end.err;
-  EXPECT_EQ(service.requests().size(), 2u);
-}
-
-TEST(Send, SaysSentWhenItWaitsForNothing) {
-  const run_dir dir;
-  const fake_service service(dir, silence);
-  const outcome end = send_lines(dir, "one\ntwo\n", {"--sync", "none"});
-  EXPECT_EQ(end.status, 0) << end.err;
-  EXPECT_EQ(end.out, "2 sent, 0 refused\n");
-}
-
-TEST(Send, SaysWhenTheInputCannotBeRead) {
-  const run_dir dir;
-  const fake_service service(dir, silence);
-  const outcome end =
-      program(dir.path(), "sh", {"-c", "exec veskctl send --file 5 --uuid 25 </"}).wait();
-  EXPECT_EQ(end.status, 1);
-  EXPECT_TRUE(contains(end.err, "standard input cannot be read")) << end.err;
-}
-
 TEST(Stats, ShowsSendersThatHaveStored) {
   std::string table(21896, '\0');
   table.replace(25 * 8, 8, word(2) + word(88));
@@ -291,6 +167,17 @@ TEST(Stats, ShowsSendersThatHaveStored) {
             "  UUID      ENTRIES        BYTES\n"
             "    25            2           88\n"
             "  2736   4000000000           24\n");
+  const outcome json = veskctl(dir, {"stats", "--json"});
+  EXPECT_EQ(json.status, 0) << json.err;
+  EXPECT_EQ(json.out,
+            "[{\"uuid\":25,\"entries\":2,\"bytes\":88},"
+            "{\"uuid\":2736,\"entries\":4000000000,\"bytes\":24}]\n");
+}
+
+TEST(Stats, AreAnEmptyArrayWhenNobodyHasStored) {
+  const run_dir dir;
+  const fake_service service(dir, answer_always(std::string(21896, '\0')));
+  EXPECT_EQ(veskctl(dir, {"stats", "--json"}).out, "[]\n");
 }
 
 // Answers every command with this result.
@@ -428,16 +315,6 @@ TEST(Debug, ShowsWhatIsInForce) {
   EXPECT_EQ(seen[0].header.opcode, 60001u);
   EXPECT_EQ(seen[0].payload, std::string("\xFF\xFF\0\0", 4));
   EXPECT_EQ(seen[1].payload, std::string("\0\2\0\0", 4));
-}
-
-// One record of the history as the host answers it.
-std::string event(uint32_t secs, uint32_t usecs, uint16_t kind, uint32_t opcode,
-                  const std::string &text) {
-  const uint16_t half[] = {kind, static_cast<uint16_t>(text.size())};
-  std::string record = word(secs) + word(usecs);
-  record.append(reinterpret_cast<const char *>(half), sizeof half);
-  record += word(opcode) + text;
-  return record.append((4 - text.size() % 4) % 4, '\0');
 }
 
 TEST(History, IsPrintedALineAnEvent) {
