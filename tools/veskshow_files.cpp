@@ -7,8 +7,6 @@
 #include <string_view>
 #include <utility>
 
-#include "reader/vesk_ring_walk.h"
-
 namespace vesk {
 
 namespace {
@@ -51,15 +49,18 @@ const vesk_catalogue_row *row_of_type(const std::string &number) {
 
 }  // namespace
 
-std::vector<log_file> files_in(const std::string &directory) {
+std::vector<log_file> possible_files(const std::string &directory) {
   std::vector<log_file> files;
-  for (const auto &row : vesk_file_catalogue) {
-    log_file file = file_of(row, directory);
-    if (exists(file.path)) files.push_back(std::move(file));
-  }
+  for (const auto &row : vesk_file_catalogue) files.push_back(file_of(row, directory));
   std::sort(files.begin(), files.end(), [](const log_file &a, const log_file &b) {
     return a.row->file_type() < b.row->file_type();
   });
+  return files;
+}
+
+std::vector<log_file> files_in(const std::string &directory) {
+  std::vector<log_file> files = possible_files(directory);
+  std::erase_if(files, [](const log_file &file) { return !exists(file); });
   return files;
 }
 
@@ -80,8 +81,16 @@ std::optional<log_file> file_meant_by(const std::string &argument, const std::st
   return log_file{in_directory(directory, argument), argument, nullptr};
 }
 
+bool exists(const log_file &file) {
+  return exists(file.path);
+}
+
 uint32_t capacity_of(const log_file &file) {
   return file.row ? file.row->max_size : unknown_capacity;
+}
+
+std::string damage_text(const ring_damage &damage) {
+  return "offset " + std::to_string(damage.offset) + ": " + damage.reason;
 }
 
 }  // namespace vesk

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "reader/vesk_ring_walk.h"
 #include "store/vesk_catalogue.h"
 
 namespace vesk {
@@ -19,6 +20,9 @@ struct log_file {
 // The catalogue's files that exist in the directory, in the order of their types.
 std::vector<log_file> files_in(const std::string &directory);
 
+// All of the catalogue's files as they would lie in the directory, in the same order.
+std::vector<log_file> possible_files(const std::string &directory);
+
 // What an argument means: a number is a file type; anything with a slash is a path; any other word
 // is a file in the directory, the catalogue's names with or without their ".log". Where no
 // directory was given, a regular file of that name in the current one comes first, and whatever
@@ -26,7 +30,13 @@ std::vector<log_file> files_in(const std::string &directory);
 std::optional<log_file> file_meant_by(const std::string &argument, const std::string &directory,
                                       bool directory_given);
 
+// Whether there is something at the file's path, be it what it may.
+bool exists(const log_file &file);
+
 // The capacity by the catalogue, or unknown_capacity.
 uint32_t capacity_of(const log_file &file);
+
+// "offset 48: the checksum of the entry header does not hold".
+std::string damage_text(const ring_damage &damage);
 
 }  // namespace vesk

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace vesk {
 
@@ -49,13 +50,33 @@ bool turns_or_breaks_line(char32_t c) {
   return (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
 }
 
+// Whether all eight bytes are printable ASCII.
+bool are_printable(const char *eight) {
+  constexpr uint64_t each = 0x0101010101010101;
+  uint64_t word;
+  std::memcpy(&word, eight, sizeof word);
+  // A byte of 0x80 or more has its top bit set as it is, 0x7F gets it by the addition, those below
+  // 0x20 by the subtraction. A carry or borrow comes only from a byte that is found anyhow.
+  return ((word | (word + each) | (word - 0x20 * each)) & (0x80 * each)) == 0;
+}
+
+// How many characters at the front of the text are surely printable ASCII. Most of all text is,
+// and most of the time goes into looking at it.
+size_t printable_front(std::string_view text) {
+  size_t length = 0;
+  while (text.size() - length >= 8 && are_printable(text.data() + length)) length += 8;
+  while (length < text.size() && text[length] >= 0x20 && text[length] < 0x7F) ++length;
+  return length;
+}
+
 bool is_text(std::string_view text) {
-  while (!text.empty()) {
+  for (;;) {
+    text.remove_prefix(printable_front(text));
+    if (text.empty()) return true;
     const code_point c = first_character(text);
     if (c.length == 0 || (is_control(c.value) && !is_text_control(c.value))) return false;
     text.remove_prefix(c.length);
   }
-  return true;
 }
 
 template <typename... Args>
@@ -90,17 +111,28 @@ std::string_view without_padding(std::string_view data) {
   return data;
 }
 
-void append_hex(std::string &out, std::span<const uint8_t> data) {
-  append_format(out, "<%zu bytes:", data.size());
-  const size_t shown = std::min(data.size(), hex_bytes_shown);
-  for (size_t i = 0; i < shown; ++i) append_format(out, i % 4 == 0 ? " %02x" : "%02x", data[i]);
-  out += shown < data.size() ? " ...>" : ">";
+// "<40 bytes: 01020304 ...>"
+void append_start(std::string &out, std::span<const uint8_t> data) {
+  out.append("<").append(std::to_string(data.size())).append(" bytes: ");
+  append_hex(out, data.first(std::min(data.size(), hex_bytes_shown)));
+  out += data.size() > hex_bytes_shown ? " ...>" : ">";
 }
 
 }  // namespace
 
+std::optional<std::string_view> text_of(std::span<const uint8_t> data) {
+  const std::string_view text =
+      without_padding({reinterpret_cast<const char *>(data.data()), data.size()});
+  if (!is_text(text)) return {};
+  return text;
+}
+
 void append_safely(std::string &out, std::string_view text) {
-  while (!text.empty()) {
+  for (;;) {
+    const size_t printable = printable_front(text);
+    out.append(text, 0, printable);
+    text.remove_prefix(printable);
+    if (text.empty()) return;
     const code_point c = first_character(text);
     const size_t length = std::max<size_t>(c.length, 1);
     if (c.length == 0)
@@ -115,15 +147,24 @@ void append_safely(std::string &out, std::string_view text) {
   }
 }
 
+bool is_printable(std::string_view text) {
+  return printable_front(text) == text.size();
+}
+
 void append_data(std::string &out, std::span<const uint8_t> data) {
-  std::string_view text =
-      without_padding({reinterpret_cast<const char *>(data.data()), data.size()});
-  if (!is_text(text)) {
-    append_hex(out, data);
-    return;
+  std::optional<std::string_view> text = text_of(data);
+  if (!text) return append_start(out, data);
+  if (text->ends_with('\n')) text->remove_suffix(1);
+  append_safely(out, *text);
+}
+
+void append_hex(std::string &out, std::span<const uint8_t> data) {
+  constexpr char digits[] = "0123456789abcdef";
+  for (size_t i = 0; i < data.size(); ++i) {
+    if (i > 0 && i % 4 == 0) out += ' ';
+    out += digits[data[i] >> 4];
+    out += digits[data[i] & 0xF];
   }
-  if (text.ends_with('\n')) text.remove_suffix(1);
-  append_safely(out, text);
 }
 
 }  // namespace vesk
