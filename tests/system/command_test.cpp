@@ -102,7 +102,7 @@ TEST_F(commands, failure_notice_for_this_slot_ends_all_logging) {
   EXPECT_EQ(run({"veskctl", "enable", "all"}).status, 1);
   EXPECT_EQ(run({"veskctl", "clear", "vesk"}).status, 1);
   EXPECT_FALSE(stores(sender, good_record("disabled")));
-  EXPECT_EQ(shown("vesk").size(), 2u);
+  EXPECT_EQ(shown_data("vesk").size(), 2u);
 }
 
 TEST_F(commands, history_tells_what_was_recorded) {

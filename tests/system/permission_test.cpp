@@ -1,11 +1,9 @@
 // What an ordinary user may send, and what only root and the daemon's own user may.
-#include <grp.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <functional>
-
+#include "tests/system/other_user.h"
 #include "tests/system/running_daemon.h"
 
 namespace vesk::test {
@@ -13,22 +11,11 @@ namespace vesk::test {
 namespace {
 
 constexpr char socket_path[] = "/run/vesk/sap-1016";
-constexpr uid_t nobody = 65534;
-
-// The exit status of a process that becomes an ordinary user and then does `work`.
-int as_nobody(const std::function<int()> &work) {
-  const pid_t process = fork();
-  if (process == 0) {
-    if (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0) _exit(99);
-    _exit(work());
-  }
-  return wait_for(process);
-}
 
 class permission : public daemon_test {
  protected:
   void SetUp() override {
-    if (as_nobody([] { return 0; }) != 0) {
+    if (!other_users()) {
       GTEST_SKIP() << "this private root knows only one user id; it needs to be entered as root";
     }
     daemon_test::SetUp();

@@ -29,7 +29,7 @@ TEST_F(records, is_answered_and_shown) {
 
   const outcome shown = run({"veskshow", "--utc", "vesk"});
   EXPECT_EQ(shown.status, 0);
-  EXPECT_EQ(shown.output, "2020-09-13 12:26:40.000042    77  1024     8  hello\n");
+  EXPECT_EQ(shown.output, "2020-09-13 12:26:40.000042 vesk 77[1024]: hello\n");
 }
 
 TEST_F(records, is_kept_to_the_byte) {
@@ -59,7 +59,7 @@ TEST_F(records, without_sync_gets_a_receipt_only_if_it_asks) {
   const uint32_t unasked = sender.send(1151, quiet.bytes(), 0);
   const uint32_t later = sender.send(1152, {});
   EXPECT_EQ(sender.receive().value_or(reply{}).header.sequence, later) << "not " << unasked;
-  EXPECT_EQ(shown("vesk").size(), 3u);
+  EXPECT_EQ(shown_data("vesk").size(), 3u);
 }
 
 TEST_F(records, asked_to_be_synchronous_is_logged_with_the_open_flags) {

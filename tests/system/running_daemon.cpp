@@ -84,19 +84,10 @@ record good_record(const std::string &data, uint16_t file_type) {
       {.len = static_cast<uint16_t>(data.size()), .file_type = file_type, .sync = 1, .data = data}};
 }
 
-std::vector<std::string> shown(const std::string &file) {
-  const outcome result = run({"veskshow", file});
+std::vector<std::string> shown_data(const std::string &file) {
+  const outcome result = run({"veskshow", "-q", "-o", "cat", file});
   EXPECT_EQ(result.status, 0) << result.output;
   return lines_of(result.output);
-}
-
-std::vector<std::string> shown_data(const std::string &file) {
-  std::vector<std::string> data;
-  for (const auto &line : shown(file)) {
-    const size_t gap = line.rfind("  ");
-    data.push_back(gap == std::string::npos ? line : line.substr(gap + 2));
-  }
-  return data;
 }
 
 bool exists(const std::string &path) {

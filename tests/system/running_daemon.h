@@ -60,11 +60,8 @@ bool stores(wire_socket &sender, const record &sent);
 // A record that is as it should be, for vesk.log unless another file type is given.
 record good_record(const std::string &data, uint16_t file_type = 5);
 
-// What veskshow shows of a file, as name or number, one line an entry; fails the test when it
-// finds the file damaged.
-std::vector<std::string> shown(const std::string &file);
-
-// The data of the entries of a file, as veskshow shows them.
+// The data of the entries of a file, given by name or number, as veskshow shows them; fails the
+// test when it finds the file damaged.
 std::vector<std::string> shown_data(const std::string &file);
 
 bool exists(const std::string &path);
