@@ -95,6 +95,20 @@ void show_places(std::deque<place> &places, bool reverse, const ring_merge &merg
   }
 }
 
+// Whether the walk ended before it had shown all entries that the file counts.
+bool broke_off(const ring_walk &walk) {
+  return walk.damage && walk.state && walk.damage->offset == walk.offset;
+}
+
+void report_damage(const std::vector<const log_file *> &files, const std::vector<ring_walk> &walks,
+                   bool quiet, output &out) {
+  for (size_t i = 0; i < files.size(); ++i) {
+    if (walks[i].damage) out.problem(files[i]->path, damage_text(*walks[i].damage));
+  }
+  if (!quiet && std::any_of(walks.begin(), walks.end(), broke_off))
+    out.note("-- Entries behind damage are not shown; try --verify and --salvage --");
+}
+
 }  // namespace
 
 std::vector<const log_file *> by_type(const std::vector<log_file> &files) {
@@ -143,12 +157,12 @@ void show_entries(const request &asked, output &out) {
 
   const choice chosen{asked.wanted.last, asked.wanted.reverse};
   const size_t matched = show_walks(asked, chosen, files, walks, out);
-  for (size_t i = 0; i < files.size(); ++i) {
-    if (walks[i].damage) out.problem(files[i]->path, damage_text(*walks[i].damage));
-  }
+  report_damage(files, walks, asked.wanted.quiet, out);
   if (matched > 0) return;
-  if (!asked.wanted.quiet && out.status == exit_fine) out.note("-- No entries --");
-  if (has_filter(asked.wanted)) out.status = exit_problem;
+  const bool nothing_matched = has_filter(asked.wanted);
+  const bool says_so = nothing_matched ? !files.empty() : out.status == exit_fine;
+  if (says_so && !asked.wanted.quiet) out.note("-- No entries --");
+  if (nothing_matched) out.status = exit_problem;
 }
 
 }  // namespace vesk

@@ -20,8 +20,13 @@ constexpr char epilogue[] =
     R"(TIME is "2026-01-31 12:00:00", also with a fraction, without the seconds, the time of day or the
 date, and with "UTC" or "+02:00" behind it; "now", "today", "yesterday", "tomorrow"; "1h 30min ago",
 "-90min", "+2days", with units from us to years; or "@1769860800", seconds since 1970.
+A line has the time, the log file, the sender's uuid and, in brackets, the object type: the numbers
+that -u and -t take, or their names. Entries of one file keep the order in which they were stored.
 Data that are text are shown without their zero padding, control characters as \n, \e, \x07; other
 data as their length and first bytes. Files may be read while they are written to.
+--verify: a first start is the first one after a boot; a daemon that is only restarted repairs
+nothing. --salvage: entries are, from the surest on, in the "chain" that the file still leads to,
+"sure", "likely", "rewritten" by a repair, or "doubtful".
 On a terminal the output goes through $VESK_PAGER, else $PAGER, else less.
 
 Examples:

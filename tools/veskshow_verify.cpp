@@ -107,8 +107,9 @@ void append_advice(std::string &out, const log_file &file, ring_bytes image) {
   while (const auto what = search.next()) {
     if (std::holds_alternative<salvaged_entry>(*what)) ++found;
   }
-  add_line(out, "veskshow --salvage finds " + counted_entries(found) +
-                    (found > 0 ? " in it; run it on a copy first" : " in it"));
+  add_line(out,
+           "veskshow --salvage finds " + counted_entries(found) +
+               (found > 0 ? " in it; use it before that start, or --preserve a copy" : " in it"));
 }
 
 void append_consequences(std::string &out, const file_forecast &foretold) {
@@ -133,7 +134,8 @@ void append_consequences(std::string &out, const file_forecast &foretold) {
 }
 
 void append_objection(std::string &out, const file_forecast &foretold) {
-  add_line(out, "start-up objects to " + damage_text({foretold.offset, foretold.reason}));
+  add_line(out, "at a first start the daemon objects to " +
+                    damage_text({foretold.offset, foretold.reason}));
   if (!foretold.repair_failure.empty())
     add_line(out, "the repair fails: " + foretold.repair_failure);
 }

@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
+#include "tests/support/pattern.h"
 #include "tests/support/ring_builder.h"
 #include "tests/unit/client/run_veskctl.h"
 
@@ -32,7 +32,7 @@ class recover_test : public ::testing::Test {
     std::vector<std::string> all = {"recover"};
     all.insert(all.end(), arguments.begin(), arguments.end());
     outcome end = veskctl(dir_, all);
-    end.out = std::regex_replace(end.out, std::regex("-20[0-9]{6}T[0-9]{6}Z"), "-TIME");
+    end.out = pattern("-20[0-9]{6}T[0-9]{6}Z").replaced(end.out, "-TIME");
     return end;
   }
 

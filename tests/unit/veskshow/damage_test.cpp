@@ -12,13 +12,17 @@ namespace {
 class Damage : public ::testing::Test {
  protected:
   // Stores the file under the name of type 7, of 8192 bytes, and shows it.
-  void expect(const std::string &bytes, const std::string &texts, const std::string &problem) {
+  void expect(const std::string &bytes, const std::string &texts, const std::string &problem,
+              const std::string &note = "") {
     store(path, bytes);
     const shown result = veskshow({"-o", "cat", path});
     EXPECT_EQ(result.out, texts);
-    EXPECT_EQ(result.err, "veskshow: " + path + ": " + problem + "\n");
+    EXPECT_EQ(result.err, "veskshow: " + path + ": " + problem + "\n" + note);
     EXPECT_EQ(result.status, 1);
   }
+
+  const std::string behind_damage =
+      "-- Entries behind damage are not shown; try --verify and --salvage --\n";
 
   scratch_directory directory;
   const std::string path = directory / "temperature_err.log";
@@ -28,7 +32,8 @@ class Damage : public ::testing::Test {
 TEST_F(Damage, InAnEntryHeader) {
   std::string broken = sound;
   broken[72] ^= 0x40;
-  expect(broken, "alpha\nbeta\n", "offset 72: the checksum of the entry header does not hold");
+  expect(broken, "alpha\nbeta\n", "offset 72: the checksum of the entry header does not hold",
+         behind_damage);
 }
 
 TEST_F(Damage, InTheGlobalHeader) {
@@ -39,7 +44,7 @@ TEST_F(Damage, InTheGlobalHeader) {
 
 TEST_F(Damage, ByACutInTheLastEntry) {
   expect(sound.substr(0, 100), "alpha\nbeta\n",
-         "offset 72: the entry runs to 104, but the file ends at 100");
+         "offset 72: the entry runs to 104, but the file ends at 100", behind_damage);
 }
 
 TEST_F(Damage, ByACutInTheGlobalHeader) {
@@ -82,8 +87,18 @@ TEST_F(Damage, OfOneFileDoesNotHideTheOthers) {
   EXPECT_EQ(result.err, "veskshow: " + nruda +
                             ": offset 0: not a log file: it does not begin with \"vesk\"\n"
                             "veskshow: " +
-                            kyte + ": offset 44: the checksum of the entry header does not hold\n");
+                            kyte + ": offset 44: the checksum of the entry header does not hold\n" +
+                            behind_damage);
   EXPECT_EQ(result.status, 1);
+}
+
+TEST_F(Damage, IsNotTakenForAnAnswerWhereNothingMatches) {
+  std::string broken = sound;
+  broken[72] ^= 0x40;
+  store(path, broken);
+  EXPECT_EQ(veskshow({"-u", "1", path}).err,
+            "veskshow: " + path + ": offset 72: the checksum of the entry header does not hold\n" +
+                behind_damage + "-- No entries --\n");
 }
 
 TEST_F(Damage, IsToldEvenWhereNothingIsShown) {

@@ -68,7 +68,8 @@ TEST_F(Pager, GetsProblemsBehindWhatIsShown) {
   store(path, gheader(8192, 20, 72) + alpha() + stale(24));
   EXPECT_EQ(shown_with({{"PAGER", sed}}),
             "[alpha]\r\n[veskshow: " + path +
-                ": offset 48: the checksum of the entry header does not hold]\r\n");
+                ": offset 48: the checksum of the entry header does not hold]\r\n"
+                "[-- Entries behind damage are not shown; try --verify and --salvage --]\r\n");
   EXPECT_EQ(status, 1);
 }
 

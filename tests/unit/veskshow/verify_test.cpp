@@ -59,12 +59,14 @@ TEST_F(Verify, TellsWhatARebuildComesTo) {
   EXPECT_EQ(verdict("temperature_err.log", file),
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
             "    offset 76: the checksum of the entry header does not hold; 2 entries can be read\n"
-            "    start-up objects to offset 76: the checksum of the entry header does not hold\n"
+            "    at a first start the daemon objects to offset 76: the checksum of the entry "
+            "header does not hold\n"
             "    the new global header has start 20 and end 100\n"
             "    1 null entry covers damage\n"
             "    2 entry headers are rewritten\n"
             "    before the repair 2 entries can be read, afterwards 2 entries\n"
-            "    veskshow --salvage finds 5 entries in it; run it on a copy first\n");
+            "    veskshow --salvage finds 5 entries in it; use it before that start, or --preserve "
+            "a copy\n");
 }
 
 TEST_F(Verify, LeavesOutWhatARebuildNeedNotDo) {
@@ -72,11 +74,13 @@ TEST_F(Verify, LeavesOutWhatARebuildNeedNotDo) {
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
             "    offset 12: start and end are both 48: no entry can be reached; no entry can be "
             "read\n"
-            "    start-up objects to offset 12: start and end are both 48: no entry can be "
+            "    at a first start the daemon objects to offset 12: start and end are both 48: no "
+            "entry can be "
             "reached\n"
             "    the new global header has start 20 and end 48\n"
             "    before the repair no entry can be read, afterwards 1 entry\n"
-            "    veskshow --salvage finds 1 entry in it; run it on a copy first\n");
+            "    veskshow --salvage finds 1 entry in it; use it before that start, or --preserve a "
+            "copy\n");
 }
 
 TEST_F(Verify, TellsWhatARemovalCosts) {
@@ -84,26 +88,29 @@ TEST_F(Verify, TellsWhatARemovalCosts) {
       verdict("temperature_err.log", file_of(three).substr(0, 100)),
       "temperature_err.log: damaged; the next first start would remove it\n"
       "    offset 72: the entry runs to 104, but the file ends at 100; 2 entries can be read\n"
-      "    start-up objects to offset 100: the file ends before its end 104\n"
+      "    at a first start the daemon objects to offset 100: the file ends before its end 104\n"
       "    2 entries that can be read would be lost\n"
-      "    veskshow --salvage finds 3 entries in it; run it on a copy first\n");
+      "    veskshow --salvage finds 3 entries in it; use it before that start, or --preserve a "
+      "copy\n");
 }
 
 TEST_F(Verify, TellsWhyARepairFails) {
   EXPECT_EQ(verdict("temperature_err.log", file_of(item(20) + stale(8) + item(8))),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 48: the checksum of the entry header does not hold; 1 entry can be read\n"
-            "    start-up objects to offset 48: the checksum of the entry header does not hold\n"
+            "    at a first start the daemon objects to offset 48: the checksum of the entry "
+            "header does not hold\n"
             "    the repair fails: 8 bytes of damage at offset 48 leave no room for a null entry\n"
             "    1 entry that can be read would be lost\n"
-            "    veskshow --salvage finds 2 entries in it; run it on a copy first\n");
+            "    veskshow --salvage finds 2 entries in it; use it before that start, or --preserve "
+            "a copy\n");
 }
 
 TEST_F(Verify, SaysThatNothingIsLeftToSave) {
   EXPECT_EQ(verdict("temperature_err.log", stale(60)),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 0: not a log file: it does not begin with \"vesk\"; no entry can be read\n"
-            "    start-up objects to offset 4: format version 218 is not known\n"
+            "    at a first start the daemon objects to offset 4: format version 218 is not known\n"
             "    veskshow --salvage finds no entry in it\n");
 }
 
@@ -134,12 +141,14 @@ TEST_F(Verify, TellsWhereStartUpObjectsToAFileThatCanBeRead) {
   EXPECT_EQ(verdict("temperature_err.log", file),
             "temperature_err.log: readable; the next first start would rebuild its global header\n"
             "    1 entry can be read without meeting damage\n"
-            "    start-up objects to offset 20: the checksum of the entry header does not hold\n"
+            "    at a first start the daemon objects to offset 20: the checksum of the entry "
+            "header does not hold\n"
             "    the new global header has start 20 and end 120\n"
             "    1 null entry covers damage\n"
             "    1 entry header is rewritten\n"
             "    before the repair 1 entry can be read, afterwards no entry\n"
-            "    veskshow --salvage finds 1 entry in it; run it on a copy first\n");
+            "    veskshow --salvage finds 1 entry in it; use it before that start, or --preserve a "
+            "copy\n");
 }
 
 TEST_F(Verify, KnowsThatTheRepairsEndAtAMarkedKernelLog) {
@@ -150,14 +159,16 @@ TEST_F(Verify, KnowsThatTheRepairsEndAtAMarkedKernelLog) {
       "kernel.log: damaged; the next first start would mark it for repair and leave it as it is\n"
       "    offset 12: start 8388588 is no place for an entry in a ring of 8388608 bytes; no entry "
       "can be read\n"
-      "    start-up objects to offset 12: start 8388588 leaves no room for an entry up to the "
+      "    at a first start the daemon objects to offset 12: start 8388588 leaves no room for an "
+      "entry up to the "
       "capacity of 8388608\n"
       "    the repairs end at this kernel log, and marked files of higher types wait as well\n";
   const std::string platform =
       "platform.log: damaged; the next first start would mark it for repair and leave it as it "
       "is\n"
       "    offset 12: start and end are both 44: no entry can be reached; no entry can be read\n"
-      "    start-up objects to offset 12: start and end are both 44: no entry can be reached\n"
+      "    at a first start the daemon objects to offset 12: start and end are both 44: no entry "
+      "can be reached\n"
       "    the repairs end at a kernel log of a lower type, before its turn\n";
   const std::string all = verdicts({});
   EXPECT_TRUE(
