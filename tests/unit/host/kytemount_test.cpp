@@ -44,10 +44,15 @@ class kytemount : public ::testing::Test {
   }
 
   // A directory with a file in it by which it can be known at /mnt/vesk.
-  std::string flash_directory() const {
-    mkdir(dir_.at("flash").c_str(), 0755);
-    std::ofstream{dir_.at("flash/known")};
-    return dir_.at("flash");
+  std::string flash_directory(const std::string &known = "known") const {
+    const std::string path = dir_.at("flash-" + known);
+    mkdir(path.c_str(), 0755);
+    std::ofstream{path + '/' + known};
+    return path;
+  }
+
+  void configure(const std::string &flash) {
+    std::ofstream(conf) << "VESK_FLASH=" << flash << '\n';
   }
 
   static bool may_mount() {
@@ -108,7 +113,7 @@ TEST_F(kytemount, reads_its_configuration_and_does_not_run_it) {
 
 TEST_F(kytemount, binds_a_directory_once) {
   if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
-  std::ofstream(conf) << "VESK_FLASH=" << flash_directory() << '\n';
+  configure(flash_directory());
   EXPECT_EQ(run(), 0) << printed_;
   EXPECT_TRUE(exists("/mnt/vesk/known"));
   EXPECT_TRUE(exists(marker));
@@ -118,6 +123,39 @@ TEST_F(kytemount, binds_a_directory_once) {
   EXPECT_TRUE(exists(marker));
   std::system("umount /mnt/vesk");
   EXPECT_FALSE(exists("/mnt/vesk/known")) << "it was mounted twice";
+}
+
+TEST_F(kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
+  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  configure(flash_directory("old"));
+  ASSERT_EQ(run(), 0) << printed_;
+  configure(flash_directory("new"));
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_TRUE(exists("/mnt/vesk/old"));
+}
+
+TEST_F(kytemount, mounts_again_what_has_lost_its_marker) {
+  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  configure(flash_directory("old"));
+  ASSERT_EQ(run(), 0) << printed_;
+  configure(flash_directory("new"));
+  unlink(marker);
+  EXPECT_EQ(run(), 0) << printed_;
+  EXPECT_EQ(printed_, "");
+  EXPECT_TRUE(exists("/mnt/vesk/new"));
+  EXPECT_TRUE(exists(marker));
+}
+
+TEST_F(kytemount, leaves_what_is_in_use) {
+  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  configure(flash_directory("old"));
+  ASSERT_EQ(run(), 0) << printed_;
+  const std::ifstream user("/mnt/vesk/old");
+  unlink(marker);
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(printed_, "kytemount: /mnt/vesk is in use and stays mounted as it is\n");
+  EXPECT_TRUE(exists("/mnt/vesk/old"));
+  EXPECT_TRUE(exists(marker));
 }
 
 TEST_F(kytemount, explains_itself) {
