@@ -82,9 +82,10 @@ int32_t dbgkit_hist_event(uint32_t, uint32_t length, const void *record) {
 int32_t dbgkit_hist_ipq_event(uint32_t direction, const ipq_msg *msg, uint32_t, uint32_t) {
   if (vesk::debug_levels.record == vesk::want_nothing) return 0;
   const vesk::message *held = vesk::find_message(msg);
-  const uint32_t opcode = held == nullptr ? 0 : held->header.opcode;
-  // Who watches the process asks again and again, and would push everything else out.
-  if (opcode != VESK_WIRE_OPC_STATUS) vesk::note_message(direction, opcode);
+  // Who watches the process asks again and again, and would push everything else out; so would who
+  // sends what is refused.
+  if (held != nullptr && held->served) return 0;
+  vesk::note_message(direction, held == nullptr ? 0 : held->header.opcode);
   return 0;
 }
 

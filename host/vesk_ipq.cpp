@@ -60,6 +60,21 @@ vesk::verdict judge(const vesk::message &msg, ptrdiff_t size) {
   return vesk::check_datagram(msg.header, static_cast<size_t>(size), vesk::is_privileged(msg));
 }
 
+int32_t hand_over(vesk::message &next, ipq_msg **msg) {
+  next.in_use = true;
+  next.reference.word[0] = next.header.opcode;
+  *msg = &next.reference;
+  return 0;
+}
+
+// The daemon looks at no message while its flash is not mounted, so a status request is answered
+// here and now. The daemon gets it all the same, for the system manager to take.
+int32_t admit(vesk::message &next, ipq_msg **msg) {
+  ++vesk::counters.received;
+  vesk::serve_status_request(next);
+  return hand_over(next, msg);
+}
+
 }  // namespace
 
 int32_t ipq_bind(uint32_t, uint32_t sap, const void *bind_block, const char *) {
@@ -75,24 +90,20 @@ int32_t ipq_recv(int32_t q, ipq_msg **msg, const void *) {
   if (q != queue.socket) return fail(EBADF);
   vesk::message *next = vesk::free_message();
   if (next == nullptr) return fail(ENOBUFS);
+  bool refused_some = false;
   for (int i = 0; i < passed_over; ++i) {
     const ptrdiff_t size = vesk::take_datagram(queue.socket, *next);
-    if (size < 0) return fail(errno);
+    if (size < 0 && !refused_some) return fail(errno);
+    if (size < 0) break;
     const vesk::verdict found = judge(*next, size);
-    if (found == vesk::verdict::accepted) {
-      ++vesk::counters.received;
-      next->in_use = true;
-      next->reference.word[0] = next->header.opcode;
-      // Answered here and now, since the daemon looks at no message while its flash is not mounted.
-      // It gets the message all the same, for the system manager to take: a wake-up without one is
-      // an error to it.
-      vesk::serve_status_request(*next);
-      *msg = &next->reference;
-      return 0;
-    }
+    if (found == vesk::verdict::accepted) return admit(*next, msg);
     vesk::refuse(*next, found);
+    refused_some = true;
   }
-  return fail(EAGAIN);
+  // To the daemon a wake-up without a message is an error, of which it logs a line each time. What
+  // somebody sends must not fill its log, so it gets a message in which there is nothing.
+  vesk::make_empty(*next);
+  return hand_over(*next, msg);
 }
 
 int32_t ipq_send(int32_t q, uint32_t dest, uint32_t, uint32_t opcode, const void *payload,

@@ -51,10 +51,17 @@ message *find_message(const ipq_msg *reference) {
   return nullptr;
 }
 
+void make_empty(message &msg) {
+  msg.header = {};
+  msg.address_length = 0;
+  msg.served = true;
+}
+
 ptrdiff_t take_datagram(int32_t fd, message &msg) {
   msg.header = {};
   msg.address = {};
   msg.answered = false;
+  msg.served = false;
   iovec parts[] = {{&msg.header, sizeof msg.header}, {msg.payload, sizeof msg.payload}};
   // Room for the credentials and for nothing else: descriptors that somebody sends along are closed
   // by the kernel instead of piling up here.

@@ -16,6 +16,7 @@ struct message {
   ipq_msg reference;  // what the daemon holds; its address tells the message
   bool in_use;
   bool answered;
+  bool served;  // the host is done with it: the daemon only lets it go
   vesk_wire_header header;
   ucred sender;  // as the kernel knows it
   sockaddr_un address;
@@ -30,6 +31,10 @@ message *free_message();
 
 // The message in use that `reference` stands for, or null.
 message *find_message(const ipq_msg *reference);
+
+// Makes of the message one in which nothing came, for the daemon to let go: no opcode, no payload,
+// nobody to answer.
+void make_empty(message &msg);
 
 // Takes the next datagram off `fd` into the message: header, sender, payload; everything in the
 // payload behind what came is zero. Returns the datagram's whole size, which may be larger than

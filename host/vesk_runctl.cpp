@@ -87,15 +87,10 @@ int32_t runctl_heartbeat(uint32_t busy) {
 int32_t runctl_dispatch(ipq_msg *msg) {
   vesk::message *held = vesk::find_message(msg);
   if (held == nullptr) return not_ours;
-  switch (held->header.opcode) {
-    case VESK_WIRE_OPC_SWITCHOVER:
-      switch_over(*held);
-      return RUNCTL_TOOK;
-    case VESK_WIRE_OPC_STATUS:
-      return RUNCTL_TOOK;  // answered when it was received
-    default:
-      return not_ours;
-  }
+  if (held->served) return RUNCTL_TOOK;
+  if (held->header.opcode != VESK_WIRE_OPC_SWITCHOVER) return not_ours;
+  switch_over(*held);
+  return RUNCTL_TOOK;
 }
 
 int32_t runctl_switchover_done(uint32_t context, uint32_t result) {

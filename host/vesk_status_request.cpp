@@ -36,6 +36,7 @@ vesk_wire_status status_now() {
 
 void serve_status_request(message &msg) {
   if (msg.header.opcode != VESK_WIRE_OPC_STATUS) return;
+  msg.served = true;
   if (msg.header.length != 0) {
     refuse(msg, verdict::bad_request);
     return;

@@ -7,7 +7,8 @@
 
 namespace vesk {
 
-// Answers a status request, or refuses one with a payload; leaves every other message alone.
+// Answers a status request, or refuses one with a payload, and notes that it is served; leaves
+// every other message alone.
 void serve_status_request(message &msg);
 
 }  // namespace vesk

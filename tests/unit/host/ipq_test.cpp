@@ -8,6 +8,9 @@
 #include <cstring>
 
 #include "host/vesk_counters.h"
+#include "host/vesk_history.h"
+#include "platform/dbgkit.h"
+#include "platform/runctl.h"
 #include "tests/unit/host/host_test.h"
 
 namespace vesk::test {
@@ -25,12 +28,29 @@ bool is_zero(const char *from, const char *to) {
   return std::all_of(from, to, [](char c) { return c == 0; });
 }
 
-// Nothing is handed to the daemon, as it is told.
-void expect_nothing_for_the_daemon() {
+void expect_empty_queue() {
   ipq_msg *msg = nullptr;
+  errno = 0;
   EXPECT_EQ(ipq_recv(queue(), &msg, nullptr), -1);
+  EXPECT_EQ(errno, EAGAIN);
   EXPECT_EQ(ipq_errno_get(queue()), EAGAIN);
   EXPECT_EQ(msg, nullptr);
+}
+
+// The daemon gets a message in which there is nothing, and which the system manager takes.
+void expect_empty_message() {
+  ipq_msg *msg = nullptr;
+  ASSERT_EQ(ipq_recv(queue(), &msg, nullptr), 0);
+  EXPECT_EQ(ipq_opc_get(msg), 0U);
+  EXPECT_EQ(ipq_payload_get(msg), nullptr);
+  EXPECT_EQ(runctl_dispatch(msg), RUNCTL_TOOK);
+  EXPECT_EQ(ipq_drop(queue(), msg), 0);
+}
+
+// All that waits is refused, and the daemon is not bothered with it.
+void expect_nothing_for_the_daemon() {
+  expect_empty_message();
+  expect_empty_queue();
 }
 
 void expect_refusal(client &sender, uint32_t reason) {
@@ -101,9 +121,7 @@ TEST(ipq, reads_as_zero_behind_a_short_message_after_a_refused_long_one) {
 }
 
 TEST(ipq, reports_an_empty_queue) {
-  errno = 0;
-  expect_nothing_for_the_daemon();
-  EXPECT_EQ(errno, EAGAIN);
+  expect_empty_queue();
 }
 
 TEST(ipq, answers_the_sender_in_the_daemons_name) {
@@ -299,6 +317,59 @@ TEST(ipq, lets_the_daemons_own_user_send_everything) {
     EXPECT_EQ(ipq_opc_get(msg), opcode);
     ipq_drop(queue(), msg);
   }
+}
+
+TEST(ipq, hands_over_something_to_drop_when_all_that_came_was_refused) {
+  const stderr_capture quiet;
+  client sender;
+  const uint64_t before = counters.received;
+  const uint64_t answered = counters.answered + counters.unanswered;
+  // Of each kind that is refused, one that wants a receipt if it goes without an answer.
+  sender.send_bytes(bytes_of({0x5645534B, 2, 0, VESK_WIRE_WANT_RECEIPT, 1151, 1, 0, 0}));
+  sender.send_bytes(bytes_of({0x5645534B, 1, 0, VESK_WIRE_WANT_RECEIPT, 1151, 2, 0, 10}));
+  sender.send_bytes(bytes_of({0x12345678, 1, 0, VESK_WIRE_WANT_RECEIPT, 1151, 3, 0, 0}));
+  sender.send(1153, "1234", VESK_WIRE_ANSWER | VESK_WIRE_WANT_RECEIPT);
+  expect_nothing_for_the_daemon();
+  expect_refusal(sender, 1);
+  expect_refusal(sender, 2);
+  EXPECT_FALSE(sender.receive_now());
+  EXPECT_EQ(counters.received, before) << "it was accepted by nobody";
+  EXPECT_EQ(counters.answered + counters.unanswered, answered);
+}
+
+TEST(ipq, cannot_answer_what_stands_for_refused_messages) {
+  const stderr_capture quiet;
+  client sender;
+  sender.send(1153, "1234", VESK_WIRE_ANSWER);
+  ipq_msg *msg = next_message();
+  EXPECT_EQ(ipq_send(queue(), to_sender, 0, 0, "1", 1, nullptr, msg, 0), -1);
+  ipq_drop(queue(), msg);
+  EXPECT_FALSE(sender.receive_now());
+}
+
+TEST(ipq, leaves_no_trace_of_refused_messages_in_the_history) {
+  const stderr_capture quiet;
+  dbgkit_hist_set_event_subtype(0x730000, 101, 1);
+  char history[text_history_size + message_history_size];
+  client sender;
+  sender.send_bytes("rubbish");
+  ipq_msg *msg = next_message();
+  const size_t before = copy_history(history);
+  dbgkit_hist_ipq_event(DBGKIT_MSG_RECEIVED, msg, 0, 0);
+  ipq_drop(queue(), msg);
+  EXPECT_EQ(copy_history(history), before);
+}
+
+TEST(ipq, reads_as_a_proper_message_again_behind_refused_ones) {
+  const stderr_capture quiet;
+  client sender;
+  sender.send_bytes("rubbish");
+  expect_nothing_for_the_daemon();
+  sender.send(1151, "good", VESK_WIRE_WANT_RECEIPT);
+  ipq_msg *msg = next_message();
+  EXPECT_NE(runctl_dispatch(msg), RUNCTL_TOOK);
+  ipq_drop(queue(), msg);
+  EXPECT_EQ(sender.receive()->header.flags, VESK_WIRE_RECEIPT);
 }
 
 TEST(ipq, passes_over_refused_messages_to_the_next_good_one) {
