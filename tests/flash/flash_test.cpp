@@ -1,0 +1,59 @@
+#include "tests/flash/flash_test.h"
+
+#include <signal.h>
+
+#include <filesystem>
+
+namespace vesk::test {
+
+namespace {
+
+fate fate_of(const reply &got) {
+  if (got.header.flags == VESK_WIRE_RECEIPT) return fate::dropped;
+  if (got.header.flags != VESK_WIRE_ANSWER || got.payload.size() != 4) return fate::unknown;
+  switch (got.word()) {
+    case 0:
+      return fate::refused;
+    case 1:
+      return fate::stored;
+    default:
+      return fate::unknown;
+  }
+}
+
+}  // namespace
+
+void PrintTo(fate shown, std::ostream *out) {
+  constexpr const char *names[] = {"stored", "refused", "dropped", "unknown"};
+  *out << names[static_cast<size_t>(shown)];
+}
+
+void flash_test::SetUp() {
+  flash.mount_new();
+  if (ready()) daemon_test::SetUp();
+}
+
+bool flash_test::ready() {
+  return !IsSkipped() && !HasFatalFailure();
+}
+
+fate flash_test::send(const std::string &data, uint16_t file_type) {
+  return fate_of(sender.request(good_record(data, file_type)));
+}
+
+fate flash_test::send_synchronous(const std::string &data) {
+  return fate_of(sender.request(
+      {{.len = static_cast<uint16_t>(data.size()), .file_type = 5, .sync = 2, .data = data}}));
+}
+
+void flash_test::boot() {
+  if (daemon.running()) daemon.stop(SIGKILL);
+  std::filesystem::remove_all("/run/vesk");
+  daemon.start();
+}
+
+bool flash_test::prints(const std::string &text) const {
+  return eventually([&] { return daemon.printed().find(text) != std::string::npos; });
+}
+
+}  // namespace vesk::test

@@ -1,0 +1,44 @@
+// The fixture of the tests in which the daemon's flash misbehaves.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tests/flash/broken_flash.h"
+#include "tests/flash/mount_point.h"
+#include "tests/system/poll.h"
+#include "tests/system/running_daemon.h"
+
+namespace vesk::test {
+
+// What came back on a record: an answer, or that it was only let go.
+enum class fate : uint8_t { stored, refused, dropped, unknown };
+void PrintTo(fate shown, std::ostream *out);
+
+// A daemon of its own on a flash of its own, which is mounted by a mount program of its own.
+class flash_test : public daemon_test {
+ protected:
+  using texts = std::vector<std::string>;
+
+  void SetUp() override;
+
+  // Whether SetUp() was neither skipped nor a failure so far.
+  static bool ready();
+
+  // Sends a record for vesk.log unless another file type is given, and waits for its fate.
+  fate send(const std::string &data, uint16_t file_type = 5);
+
+  // The same for a record that is to be on the flash before it is answered.
+  fate send_synchronous(const std::string &data);
+
+  // The daemon is killed, and started as after a boot.
+  void boot();
+
+  // Whether the daemon prints this text, now or soon.
+  bool prints(const std::string &text) const;
+
+  broken_flash flash;
+};
+
+}  // namespace vesk::test
