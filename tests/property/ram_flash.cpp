@@ -142,6 +142,11 @@ int32_t ram_flash::close(int32_t fd) {
   return open_.erase(fd) == 1 ? 0 : refuse(EBADF);
 }
 
+int32_t ram_flash::clock(timeval *now) {
+  *now = standing_clock;
+  return 0;
+}
+
 }  // namespace vesk::test
 
 using vesk::test::active;
@@ -184,15 +189,18 @@ int __wrap_stat(const char *path, struct stat *st) {
 }
 
 off_t __wrap_lseek(int fd, off_t offset, int whence) {
-  return on_flash(fd) ? active->seek(fd, offset) : __real_lseek(fd, offset, whence);
+  return on_flash(fd) ? static_cast<off_t>(active->seek(fd, offset))
+                      : __real_lseek(fd, offset, whence);
 }
 
 ssize_t __wrap_read(int fd, void *buf, size_t count) {
-  return on_flash(fd) ? active->read(fd, buf, count) : __real_read(fd, buf, count);
+  return on_flash(fd) ? static_cast<ssize_t>(active->read(fd, buf, count))
+                      : __real_read(fd, buf, count);
 }
 
 ssize_t __wrap_write(int fd, const void *buf, size_t count) {
-  return on_flash(fd) ? active->write(fd, buf, count) : __real_write(fd, buf, count);
+  return on_flash(fd) ? static_cast<ssize_t>(active->write(fd, buf, count))
+                      : __real_write(fd, buf, count);
 }
 
 int __wrap_close(int fd) {
@@ -200,6 +208,7 @@ int __wrap_close(int fd) {
 }
 
 int __wrap_gettimeofday(timeval *tv, void *) {
+  if (active != nullptr) return active->clock(tv);
   *tv = standing_clock;
   return 0;
 }

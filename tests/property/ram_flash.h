@@ -6,6 +6,8 @@
 // still either way, so that the same calls leave the same bytes.
 #pragma once
 
+#include <sys/time.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -22,7 +24,7 @@ using image = std::vector<uint8_t>;
 class ram_flash {
  public:
   ram_flash();
-  ~ram_flash();
+  virtual ~ram_flash();
   ram_flash(const ram_flash &) = delete;
   ram_flash &operator=(const ram_flash &) = delete;
 
@@ -47,13 +49,15 @@ class ram_flash {
   std::vector<std::string> open_files() const;
   void close_all() { open_.clear(); }
 
-  // For the intercepted calls themselves. Results and errno are the system's.
-  int32_t open(const char *path, int flags);
-  int32_t size(const char *path, uint32_t *bytes);
-  int64_t seek(int32_t fd, int64_t offset);
-  int64_t read(int32_t fd, void *buf, size_t count);
-  int64_t write(int32_t fd, const void *buf, size_t count);
-  int32_t close(int32_t fd);
+  // For the intercepted calls themselves, and for a flash that makes them fail. Results and errno
+  // are the system's.
+  virtual int32_t open(const char *path, int flags);
+  virtual int32_t size(const char *path, uint32_t *bytes);
+  virtual int64_t seek(int32_t fd, int64_t offset);
+  virtual int64_t read(int32_t fd, void *buf, size_t count);
+  virtual int64_t write(int32_t fd, const void *buf, size_t count);
+  virtual int32_t close(int32_t fd);
+  virtual int32_t clock(timeval *now);
 
  private:
   struct file {

@@ -1,0 +1,196 @@
+// The enumeration itself: it must find what goes otherwise than its tables say.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <stdexcept>
+
+#include "tests/faults/event_text.h"
+#include "tests/faults/report.h"
+#include "tests/faults/ring_image.h"
+
+namespace vesk::test {
+
+namespace {
+
+constexpr char path[] = "/mnt/vesk/temperature_err.log";
+
+workload named(const std::string &name) {
+  for (workload &workload : all_workloads()) {
+    if (workload.name == name) return workload;
+  }
+  throw std::out_of_range(name);
+}
+
+// An operation of the test's own, on a file of type 7 with an entry from 20 to 80.
+workload made_of(std::function<int32_t()> operation, call_table expected) {
+  return {.name = "test",
+          .file_type = 7,
+          .files = {{7, ring_image(8192, links::none).entry(1024, 40, 1).file(20, 80)}},
+          .prepare = nullptr,
+          .operate = [operation](scene &) { return operation(); },
+          .expected = std::move(expected)};
+}
+
+trial_result run(const workload &workload, const std::string &kind, uint32_t number,
+                 const failure &failure, lasting lasts = lasting::once) {
+  trials trials(workload);
+  for (const std::string &line : trials.broken()) ADD_FAILURE() << line;
+  for (const fault_point &point : trials.points()) {
+    if (point.kind == kind && point.number == number) return trials.run(point, failure, lasts);
+  }
+  throw std::out_of_range(kind);
+}
+
+std::string picture(const workload &workload, size_t point, const failure &failure) {
+  trials trials(workload);
+  const fault_point &at = trials.points().at(point);
+  return picture_of(workload, at, failure, lasting::once, trials.run(at, failure, lasting::once));
+}
+
+row &row_of(workload &workload, const std::string &event) {
+  const auto found = std::find_if(workload.expected.begin(), workload.expected.end(),
+                                  [&](const row &row) { return row.event == event; });
+  if (found == workload.expected.end()) throw std::out_of_range(event);
+  return *found;
+}
+
+using lines = std::vector<std::string>;
+
+TEST(Faults, ARunThatGoesAsTheTableSaysBreaksNothing) {
+  const trial_result result = run(named("append"), "write", 2, {-1, ENOSPC});
+  EXPECT_EQ(result.broken, lines());
+  EXPECT_EQ(result.ended, ending::refused);
+  EXPECT_EQ(result.found.back(), "= -1, code 2");
+}
+
+TEST(Faults, AFileThatIsRemovedInsteadOfKeptIsFound) {
+  workload workload = named("append");
+  row_of(workload, "write 22 bytes at 240").rules = {{any_error(), {"close", "= -1"}}};
+  EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken, lines{"it went otherwise"});
+}
+
+TEST(Faults, AFailureThatNoRuleNamesIsFound) {
+  workload workload = named("append");
+  row_of(workload, "write 22 bytes at 240").rules = {{on({ENOSPC}), {"close"}}};
+  EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken,
+            lines{"the table does not say what is expected then"});
+}
+
+TEST(Faults, ATableThatMissesACallIsFoundWithoutAFault) {
+  workload workload = named("append");
+  workload.expected.erase(workload.expected.begin() + 4);
+  const trials trials(workload);
+  ASSERT_FALSE(trials.broken().empty());
+  EXPECT_EQ(trials.broken().front(), "without a fault, the calls are not those of the table");
+  EXPECT_TRUE(trials.points().empty());
+}
+
+TEST(Faults, ANextRecordThatIsRefusedUnexpectedlyIsFound) {
+  workload workload = named("append-to-torn");
+  for (row &row : workload.expected) {
+    for (rule &rule : row.rules) rule.refused_next.clear();
+  }
+  EXPECT_EQ(run(workload, "close", 1, {-1, EIO}).broken,
+            lines{"the next record was refused: ! ERROR: ghdr may be corrupt 4242"});
+}
+
+TEST(Faults, ANextRecordThatIsStoredUnexpectedlyIsFound) {
+  workload workload = named("append");
+  row_of(workload, "close").rules.front().refused_next = "ERROR: some reason";
+  EXPECT_EQ(run(workload, "close", 1, {-1, EIO}).broken,
+            lines{"the next record was not refused, as it should be for \"ERROR: some reason\""});
+}
+
+TEST(Faults, ADescriptorThatStaysOpenIsFound) {
+  const auto open_only = [] { return ::open(path, O_RDWR) < 0 ? -1 : 0; };
+  const workload workload = made_of(open_only, {{"open " + std::string(path) + " 2"}, {"= 0"}});
+  EXPECT_EQ(trials(workload).broken().back(), "  * = 0   |   = 0, open temperature_err.log");
+}
+
+TEST(Faults, AWriteBeyondTheCapacityIsFound) {
+  const auto write_far = [] {
+    const int fd = ::open(path, O_RDWR);
+    ::lseek(fd, 8190, SEEK_SET);
+    const ssize_t count = ::write(fd, "abcd", 4);
+    ::close(fd);
+    return count == 4 ? 0 : -1;
+  };
+  const workload workload = made_of(write_far, {{"open " + std::string(path) + " 2"},
+                                                {"lseek 8190"},
+                                                {"write 4 bytes at 8190"},
+                                                {"close"},
+                                                {"= 0"}});
+  EXPECT_EQ(trials(workload).broken(),
+            lines{"4 bytes written at 8190, beyond the capacity of " + std::string(path)});
+}
+
+// The operation repeats a read until it succeeds.
+TEST(Faults, AnOperationThatWouldNotEndIsStopped) {
+  const auto insist = [] {
+    const int fd = ::open(path, O_RDWR);
+    char buf[20];
+    for (int n = 0; n < 150'000 && ::read(fd, buf, sizeof buf) < 0;) ++n;
+    return ::close(fd);
+  };
+  const workload workload = made_of(insist, {{"open " + std::string(path) + " 2"},
+                                             {"read 20", {{any_error(), {the_rest}}}},
+                                             {"close"},
+                                             {"= 0"}});
+  const lines broken = run(workload, "read", 1, {-1, EIO}, lasting::for_ever).broken;
+  EXPECT_NE(std::find(broken.begin(), broken.end(), "it would not end"), broken.end());
+}
+
+TEST(Faults, AnInputErrorMountsTheFlashAgainBeforeAnythingElse) {
+  workload workload = named("append");
+  const trial_result once = run(workload, "read", 1, {-1, EIO});
+  EXPECT_EQ(lines(once.found.begin() + 6, once.found.begin() + 10),
+            (lines{"stat /kyte_mounted", "run rm /kyte_mounted", "run umount /mnt/vesk/",
+                   "start /vamo/bin/kytemount"}));
+  EXPECT_TRUE(once.remounted);
+  EXPECT_FALSE(run(workload, "lseek", 1, {-1, EIO}).remounted);
+}
+
+TEST(Faults, APictureHasAnArrowAndBothSides) {
+  workload workload = named("statistics");
+  row_of(workload, "answer of 21896 bytes").rules = {{any_error(), {"drop twice", "= 0"}}};
+  EXPECT_EQ(picture(workload, 2, {-1, EBADF}),
+            "statistics: the 1st ipq_send fails with EBADF, once\n"
+            "     receive\n"
+            "     stat /kyte_mounted\n"
+            "  -> answer of 21896 bytes\n"
+            "   expected:\n"
+            "     - drop twice\n"
+            "   found:\n"
+            "     + drop\n"
+            "     = 0\n"
+            "  it went otherwise\n");
+}
+
+TEST(Faults, AReadOfAHeaderFailsInEveryWay) {
+  const std::vector<failure> all = failures_of("read", 20, extent::quick);
+  // Seven errnos, and each count from 0 to 19 with two values of errno.
+  ASSERT_EQ(all.size(), 47u);
+  EXPECT_EQ(as_text(all[0]), "EIO");
+  EXPECT_EQ(as_text(all[7]), "0");
+  EXPECT_EQ(as_text(all[46]), "19 and EIO");
+  EXPECT_EQ(failures_of("write", 1000, extent::full).size(), 11 + 2 * 1000u);
+  EXPECT_TRUE(failures_of("sync", 0, extent::full).empty());
+}
+
+TEST(Faults, AWriteIsToldByItsBytes) {
+  const image ring = ring_image(8192, links::none).entry(1026, 4, 1).null(8, 1).file(20, 72);
+  const std::span bytes(ring);
+  EXPECT_EQ(text_of_write(0, bytes.first(20)), "write header 20..72");
+  EXPECT_EQ(text_of_write(20, bytes.subspan(20, 20)), "write E1026/4 at 20");
+  EXPECT_EQ(text_of_write(40, bytes.subspan(40, 4)), "write 4 bytes at 40");
+  EXPECT_EQ(text_of_write(44, bytes.subspan(44, 20)), "write N/8 at 44");
+  EXPECT_EQ(text_of_write(64, bytes.subspan(64, 8)), "write 8 zeros at 64");
+}
+
+}  // namespace
+
+}  // namespace vesk::test
