@@ -16,7 +16,7 @@ constexpr uint64_t block_size = 4096;  // what is given up where a read fails
 }  // namespace
 
 byte_window::byte_window(int fd, uint64_t length)
-    : fd_(fd), end_(length), buffer_(std::min(uint64_t{buffer_size}, length)) {
+    : fd_(fd), end_(length), buffer_(static_cast<size_t>(std::min(uint64_t{buffer_size}, length))) {
   move_to(0);
 }
 
@@ -35,7 +35,8 @@ bool byte_window::move_to(uint64_t offset) {
 
 void byte_window::read_more() {
   const uint64_t offset = base_ + filled_;
-  const uint64_t wanted = std::min(uint64_t{buffer_.size() - filled_}, end_ - offset);
+  const auto wanted =
+      static_cast<size_t>(std::min(uint64_t{buffer_.size() - filled_}, end_ - offset));
   const ssize_t got = ::pread(fd_, buffer_.data() + filled_, wanted, static_cast<off_t>(offset));
   if (got > 0)
     filled_ += static_cast<size_t>(got);
@@ -48,8 +49,9 @@ void byte_window::read_more() {
 void byte_window::pass_over(uint64_t offset, int error) {
   const uint64_t block_end = (offset / block_size + 1) * block_size;
   const uint64_t end = std::min({block_end, base_ + buffer_.size(), end_});
-  std::memset(buffer_.data() + filled_, 0, end - offset);
-  filled_ += end - offset;
+  const auto count = static_cast<size_t>(end - offset);
+  std::memset(buffer_.data() + filled_, 0, count);
+  filled_ += count;
   if (!unreadable_.empty() && unreadable_.back().end == offset)
     unreadable_.back().end = end;
   else
@@ -63,8 +65,8 @@ ring_bytes byte_window::at_hand() const {
 ring_bytes byte_window::bytes(uint64_t offset, uint64_t length) const {
   const ring_bytes all = at_hand();
   if (offset < base_ || offset - base_ > all.size()) return {};
-  const uint64_t place = offset - base_;
-  return all.subspan(place, std::min(length, all.size() - place));
+  const auto place = static_cast<size_t>(offset - base_);
+  return all.subspan(place, static_cast<size_t>(std::min<uint64_t>(length, all.size() - place)));
 }
 
 const unreadable_stretch *byte_window::unreadable_at(uint64_t offset) const {

@@ -1,5 +1,7 @@
 #include "tests/unit/daemon/daemon_test.h"
 
+#include <unistd.h>
+
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -34,8 +36,10 @@ void daemon_test::unmount() {
   remove_all(VESK_MOUNT_MARKER);
 }
 
+// By a call that no fault plan counts: in a program that is linked statically, it counts also those
+// that the C++ library makes.
 bool exists(const std::string &path) {
-  return fs::exists(path);
+  return access(path.c_str(), F_OK) == 0;
 }
 
 void write_file(const std::string &path, const bytes &content) {
