@@ -1,9 +1,8 @@
 // Writes the seeds of the reader fuzzer: one small file for each thing that a reader may come upon.
-#include <cstdio>
-#include <exception>
 #include <map>
 #include <string>
 
+#include "tests/fuzz/write_seeds.h"
 #include "tests/unit/reader/file_bytes.h"
 
 namespace vesk::test {
@@ -50,16 +49,5 @@ std::map<std::string, std::string> seeds() {
 }  // namespace vesk::test
 
 int main(int argc, char **argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: %s DIR\n", argv[0]);
-    return 2;
-  }
-  try {
-    for (const auto &[name, bytes] : vesk::test::seeds())
-      vesk::test::store(std::string(argv[1]) + "/" + name, bytes);
-  } catch (const std::exception &error) {
-    std::fprintf(stderr, "%s: %s\n", argv[0], error.what());
-    return 1;
-  }
-  return 0;
+  return vesk::test::write_seeds(argc, argv, vesk::test::seeds());
 }
