@@ -1,0 +1,98 @@
+#include "bench/process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <ctime>
+#include <fstream>
+#include <stdexcept>
+
+namespace vesk::bench {
+
+namespace {
+
+[[noreturn]] void become(const command &program, int output) {
+  dup2(output, STDOUT_FILENO);
+  std::vector<char *> arguments;
+  for (const std::string &argument : program)
+    arguments.push_back(const_cast<char *>(argument.c_str()));
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  _exit(127);
+}
+
+double seconds(const timeval &time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+}
+
+std::string read_all(int fd) {
+  std::string text;
+  char piece[65536];
+  for (ssize_t got = 0; (got = read(fd, piece, sizeof piece)) > 0;)
+    text.append(piece, static_cast<size_t>(got));
+  return text;
+}
+
+std::string joined(const command &program) {
+  std::string line;
+  for (const std::string &word : program) line += (line.empty() ? "" : " ") + word;
+  return line;
+}
+
+}  // namespace
+
+process::process(const command &program) : pid_(fork()) {
+  if (pid_ != 0) return;
+  const int nowhere = open("/dev/null", O_RDWR);
+  dup2(nowhere, STDERR_FILENO);
+  become(program, nowhere);
+}
+
+process::~process() {
+  kill(pid_, SIGTERM);
+  waitpid(pid_, nullptr, 0);
+}
+
+long long process::cpu_nanoseconds() const {
+  clockid_t clock{};
+  timespec now{};
+  if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &now) != 0)
+    throw std::runtime_error("a measured program is gone");
+  return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
+}
+
+long process::peak_kib() const {
+  std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmHWM:")) return std::stol(line.substr(6));
+  }
+  return 0;
+}
+
+ended run(const command &program) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
+  const auto began = std::chrono::steady_clock::now();
+  const pid_t child = fork();
+  if (child == 0) become(program, ends[1]);
+  close(ends[1]);
+  ended result{};
+  result.output = read_all(ends[0]);
+  close(ends[0]);
+  int status = 0;
+  rusage used{};
+  wait4(child, &status, 0, &used);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    throw std::runtime_error("failed: " + joined(program));
+  result.wall_seconds = took.count();
+  result.cpu_seconds = seconds(used.ru_utime) + seconds(used.ru_stime);
+  return result;
+}
+
+}  // namespace vesk::bench

@@ -1,0 +1,39 @@
+// Programs that are measured: started, waited for, and asked how much processor time they took.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace vesk::bench {
+
+using command = std::vector<std::string>;
+
+// A program that runs on until it is told to end. What it prints is thrown away.
+class process {
+ public:
+  explicit process(const command &program);
+  ~process();  // by SIGTERM
+  process(const process &) = delete;
+  process &operator=(const process &) = delete;
+
+  // User and system time so far, in nanoseconds.
+  long long cpu_nanoseconds() const;
+  // The largest resident size so far, in KiB.
+  long peak_kib() const;
+
+ private:
+  pid_t pid_;
+};
+
+struct ended {
+  double wall_seconds;
+  double cpu_seconds;  // of the program and of what it waited for
+  std::string output;
+};
+
+// Runs a program to its end. Throws std::runtime_error, with what it said, when it fails.
+ended run(const command &program);
+
+}  // namespace vesk::bench

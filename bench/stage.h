@@ -1,0 +1,32 @@
+// The private root that everything runs in: which log files are there when a measurement begins.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "bench/log_record.h"
+#include "bench/process.h"
+
+namespace vesk::bench {
+
+inline constexpr char log_dir[] = "/mnt/vesk";
+inline constexpr char run_dir[] = "/run/vesk";
+inline constexpr char queue_path[] = "/run/vesk/sap-1016";
+
+// An empty log directory; a mounted flash; a daemon that was here before, so that the next one
+// trusts the files. Throws when this is no private root.
+void clear_stage();
+
+// Puts the log files that are there now aside under this name, and brings them back.
+void keep_files(const std::string &name);
+void bring_files(const std::string &name);
+
+// Logs so many records with the daemon's own code.
+void fill(const log_record &record, uint32_t count);
+
+// Runs a program under strace; the log is its calls on files and on the queue.
+command watched(const std::string &log, const command &program);
+// Waits until the log of a program that has ended is complete.
+void wait_for_log(const std::string &log);
+
+}  // namespace vesk::bench
