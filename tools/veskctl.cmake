@@ -38,7 +38,5 @@ add_executable(veskctl
   veskshow_repairs.cpp
   veskshow_text.cpp
 )
-# Every subcommand builds its part of the command line with it, and it is a large header.
-target_precompile_headers(veskctl PRIVATE <CLI/CLI.hpp>)
 target_compile_definitions(veskctl PRIVATE VESK_PROJECT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(veskctl PRIVATE vesk_client vesk_reader CLI11::CLI11 PkgConfig::SODIUM)
