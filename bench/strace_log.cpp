@@ -3,7 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <optional>
 #include <set>
