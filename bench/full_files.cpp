@@ -8,8 +8,6 @@ namespace vesk::bench {
 
 namespace {
 
-constexpr char kept_as[] = "full";
-
 struct filling {
   uint16_t file_type;
   uint32_t records;
@@ -23,18 +21,16 @@ constexpr filling fillings[] = {{2, 6000},   {29, 6000}, {30, 6000},  {33, 6000}
 
 }  // namespace
 
-void bring_full_files() {
+void make_full_files() {
   static bool made = false;
-  if (!made) {
-    clear_stage();
-    for (const auto &[file_type, records] : fillings)
-      fill({.file_type = file_type, .length = 100}, records);
-    fill({.file_type = 25, .length = 100, .text = rare_word}, 1);
-    fill({.file_type = 25, .length = 100}, 1000);
-    keep_files(kept_as);
-    made = true;
-  }
-  bring_files(kept_as);
+  if (made) return;
+  clear_stage();
+  for (const auto &[file_type, records] : fillings)
+    fill({.file_type = file_type, .length = 100}, records);
+  fill({.file_type = 25, .length = 100, .text = rare_word}, 1);
+  fill({.file_type = 25, .length = 100}, 1000);
+  keep_files(full_files);
+  made = true;
 }
 
 }  // namespace vesk::bench

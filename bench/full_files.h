@@ -5,7 +5,10 @@ namespace vesk::bench {
 
 inline constexpr char rare_word[] = "xyzzy";
 
-// Makes them where there are none yet, and puts them in place.
-void bring_full_files();
+// The name that they are kept under (bench/stage.h).
+inline constexpr char full_files[] = "full";
+
+// Makes them where there are none yet.
+void make_full_files();
 
 }  // namespace vesk::bench

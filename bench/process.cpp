@@ -66,12 +66,22 @@ long long process::cpu_nanoseconds() const {
   return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
-long process::peak_kib() const {
+void process::wait_until_idle() const {
+  constexpr long long next_to_nothing = 50'000;
+  long long before, now = cpu_nanoseconds();
+  do {
+    before = now;
+    usleep(30'000);
+    now = cpu_nanoseconds();
+  } while (now - before > next_to_nothing);
+}
+
+double process::peak_kib() const {
   std::ifstream status("/proc/" + std::to_string(pid_) + "/status");
   for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("VmHWM:")) return std::stol(line.substr(6));
+    if (line.starts_with("VmHWM:")) return std::stod(line.substr(6));
   }
-  return 0;
+  throw std::runtime_error("a measured program is gone");
 }
 
 ended run(const command &program) {

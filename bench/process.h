@@ -20,8 +20,10 @@ class process {
 
   // User and system time so far, in nanoseconds.
   long long cpu_nanoseconds() const;
+  // Waits until it does next to nothing.
+  void wait_until_idle() const;
   // The largest resident size so far, in KiB.
-  long peak_kib() const;
+  double peak_kib() const;
 
  private:
   pid_t pid_;

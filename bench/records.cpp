@@ -58,7 +58,7 @@ struct measured {
 measured serve(const workload &work, const command &server, bool is_daemon) {
   bring_files(work.name);
   const process served(server);
-  sender records;
+  sender records(queue_path);
   if (is_daemon) {
     records.wait_for_daemon();
   } else {
@@ -74,7 +74,7 @@ measured serve(const workload &work, const command &server, bool is_daemon) {
 void watch(const workload &work, const std::string &log) {
   {
     const process daemon(watched(log, {"vesk_sup"}));
-    sender records;
+    sender records(queue_path);
     records.wait_for_daemon();
     records.send(work.record, work.count);
   }

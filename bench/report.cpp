@@ -17,7 +17,11 @@ std::string line(const char *format, auto... values) {
 
 // A figure with three digits that count, or all of a larger one.
 std::string figure(double value) {
-  return line(value >= 100 ? "%.0f" : value >= 10 ? "%.1f" : "%.2f", value);
+  const char *format = value >= 100   ? "%.0f"
+                       : value >= 10  ? "%.1f"
+                       : value >= 0.1 ? "%.2f"
+                                      : "%.4f";
+  return line(format, value);
 }
 
 std::string goal_of(const comparison &row) {

@@ -1,6 +1,8 @@
 #include "bench/sender.h"
 
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -10,7 +12,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "bench/stage.h"
+#include "daemon/vesk_messages.h"
 #include "host/vesk_wire.h"
 
 namespace vesk::bench {
@@ -19,13 +21,6 @@ namespace {
 
 using clock = std::chrono::steady_clock;
 constexpr int patience_ms = 10'000;
-
-sockaddr_un queue_address() {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::memcpy(address.sun_path, queue_path, sizeof queue_path);
-  return address;
-}
 
 std::vector<uint8_t> datagram_of(uint32_t opcode, const std::vector<uint8_t> &payload) {
   vesk_wire_header header{};
@@ -39,13 +34,20 @@ std::vector<uint8_t> datagram_of(uint32_t opcode, const std::vector<uint8_t> &pa
   return bytes;
 }
 
-std::runtime_error failure(const char *what) {
-  return std::runtime_error(std::string(what) + ": " + std::strerror(errno));
+std::runtime_error failure(const std::string &what) {
+  return std::runtime_error(what + ": " + std::strerror(errno));
 }
 
 }  // namespace
 
-sender::sender() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+std::vector<uint8_t> message_of(const log_record &record) {
+  return datagram_of(IPQ_OPC_VESK_LOG, bytes_of(record));
+}
+
+sender::sender(const std::string &socket_path)
+    : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  to_.sun_family = AF_UNIX;
+  socket_path.copy(to_.sun_path, sizeof to_.sun_path - 1);
   const sa_family_t any = AF_UNIX;
   if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&any), sizeof any) != 0)
     throw failure("no socket to send from");
@@ -56,10 +58,9 @@ sender::~sender() {
 }
 
 void sender::send_one(const std::vector<uint8_t> &datagram) {
-  static const sockaddr_un to = queue_address();
   if (sendto(fd_, datagram.data(), datagram.size(), MSG_NOSIGNAL,
-             reinterpret_cast<const sockaddr *>(&to), sizeof to) < 0)
-    throw failure("cannot send");
+             reinterpret_cast<const sockaddr *>(&to_), sizeof to_) < 0)
+    throw failure(std::string("cannot send to ") + to_.sun_path);
 }
 
 void sender::await_answer() {
@@ -69,13 +70,24 @@ void sender::await_answer() {
     throw std::runtime_error("no answer to a record");
 }
 
+void sender::wait_until_taken() {
+  const auto until = clock::now() + std::chrono::milliseconds(patience_ms);
+  char answer[256];
+  for (int waiting = 1; waiting > 0;) {
+    while (recv(fd_, answer, sizeof answer, MSG_DONTWAIT) >= 0) continue;
+    if (ioctl(fd_, SIOCOUTQ, &waiting) != 0) throw failure("cannot see what was taken");
+    if (clock::now() > until) throw std::runtime_error("records are not taken");
+    if (waiting > 0) usleep(50);
+  }
+}
+
 void sender::wait_for_queue() {
   const auto until = clock::now() + std::chrono::milliseconds(patience_ms);
-  const sockaddr_un to = queue_address();
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  while (connect(probe, reinterpret_cast<const sockaddr *>(&to), sizeof to) != 0) {
-    if (clock::now() > until) throw std::runtime_error("nobody serves the queue");
-    usleep(1000);
+  while (connect(probe, reinterpret_cast<const sockaddr *>(&to_), sizeof to_) != 0) {
+    if (clock::now() > until)
+      throw std::runtime_error(std::string("nobody serves ") + to_.sun_path);
+    usleep(200);
   }
   close(probe);
 }
@@ -88,9 +100,9 @@ void sender::wait_for_daemon() {
 
 double sender::send(log_record record, uint32_t count) {
   const bool each_answered = record.sync != 0;
-  const std::vector<uint8_t> datagram = datagram_of(1151, bytes_of(record));
+  const std::vector<uint8_t> datagram = message_of(record);
   if (!each_answered) record.sync = 1;
-  const std::vector<uint8_t> last = datagram_of(1151, bytes_of(record));
+  const std::vector<uint8_t> last = message_of(record);
   const auto began = clock::now();
   for (uint32_t i = 1; i < count; ++i) {
     send_one(datagram);

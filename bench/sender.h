@@ -1,15 +1,22 @@
-// Sends records to whoever serves the daemon's queue.
+// Sends records to whoever serves the daemon's queue, or another socket.
 #pragma once
 
+#include <sys/un.h>
+
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "bench/log_record.h"
 
 namespace vesk::bench {
 
+// A record as the daemon's queue takes it.
+std::vector<uint8_t> message_of(const log_record &record);
+
 class sender {
  public:
-  sender();
+  explicit sender(const std::string &socket_path);
   ~sender();
   sender(const sender &) = delete;
   sender &operator=(const sender &) = delete;
@@ -24,10 +31,14 @@ class sender {
   // for its own.
   double send(log_record record, uint32_t count);
 
- private:
   void send_one(const std::vector<uint8_t> &datagram);
+  // Waits until all that was sent has been received, and throws away what was answered.
+  void wait_until_taken();
+
+ private:
   void await_answer();
 
+  sockaddr_un to_{};
   int fd_;
 };
 

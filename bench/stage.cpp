@@ -20,6 +20,14 @@ void replace(const fs::path &to, const fs::path &from) {
   fs::copy(from, to, fs::copy_options::recursive);
 }
 
+// The program stays ours to stop; strace becomes the process of nobody.
+command under_strace(const command &options, const command &program) {
+  command line = {"strace", "-D"};
+  line.insert(line.end(), options.begin(), options.end());
+  line.insert(line.end(), program.begin(), program.end());
+  return line;
+}
+
 }  // namespace
 
 void clear_stage() {
@@ -39,8 +47,7 @@ void keep_files(const std::string &name) {
 
 void bring_files(const std::string &name) {
   for (const auto &entry : fs::directory_iterator(log_dir)) fs::remove_all(entry);
-  for (const auto &entry : fs::directory_iterator(kept / name))
-    fs::copy(entry, fs::path(log_dir) / entry.path().filename());
+  if (!name.empty()) fs::copy(kept / name, log_dir, fs::copy_options::recursive);
 }
 
 void fill(const log_record &record, uint32_t count) {
@@ -49,10 +56,11 @@ void fill(const log_record &record, uint32_t count) {
 }
 
 command watched(const std::string &log, const command &program) {
-  // The program stays ours to stop; strace becomes the process of nobody.
-  command line = {"strace", "-D", "-s", "0", "-o", log};
-  line.insert(line.end(), program.begin(), program.end());
-  return line;
+  return under_strace({"-s", "0", "-o", log}, program);
+}
+
+command with_writes_watched(const std::string &log, const command &program) {
+  return under_strace({"-s", "0", "-o", log, "-f", "-y", "-e", "trace=/write"}, program);
 }
 
 void wait_for_log(const std::string &log) {
@@ -60,7 +68,7 @@ void wait_for_log(const std::string &log) {
     std::ifstream lines(log);
     std::string last;
     for (std::string line; std::getline(lines, line);) last = line;
-    if (last.starts_with("+++ ")) return;
+    if (last.find("+++ exited") != last.npos) return;
     usleep(10'000);
   }
   throw std::runtime_error("strace does not come to an end");

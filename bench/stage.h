@@ -17,7 +17,8 @@ inline constexpr char queue_path[] = "/run/vesk/sap-1016";
 // trusts the files. Throws when this is no private root.
 void clear_stage();
 
-// Puts the log files that are there now aside under this name, and brings them back.
+// Puts the log files that are there now aside under this name, and brings them back; nothing is
+// kept under the empty name.
 void keep_files(const std::string &name);
 void bring_files(const std::string &name);
 
@@ -26,6 +27,8 @@ void fill(const log_record &record, uint32_t count);
 
 // Runs a program under strace; the log is its calls on files and on the queue.
 command watched(const std::string &log, const command &program);
+// The same for its writes only, with the names of the files, and of all its threads.
+command with_writes_watched(const std::string &log, const command &program);
 // Waits until the log of a program that has ended is complete.
 void wait_for_log(const std::string &log);
 

@@ -126,4 +126,25 @@ system_calls calls_for_messages(system_calls calls) {
   return calls;
 }
 
+written written_below(const std::string &directory, const std::string &path) {
+  std::ifstream log(path);
+  if (!log) throw std::runtime_error("cannot read " + path);
+  written total{};
+  std::set<std::string> interrupted;  // threads whose write is reported on a later line
+  for (std::string line; std::getline(log, line);) {
+    const std::string thread = line.substr(0, line.find(' '));
+    const bool begins =
+        line.find("write") < line.find('(') && line.find("<" + directory + "/") < line.find(',');
+    const bool goes_on = line.find("write") < line.find(" resumed>") && interrupted.erase(thread);
+    if (!begins && !goes_on) continue;
+    if (line.ends_with("<unfinished ...>")) {
+      interrupted.insert(thread);
+      continue;
+    }
+    total.bytes += moved_by(line);
+    ++total.calls;
+  }
+  return total;
+}
+
 }  // namespace vesk::bench

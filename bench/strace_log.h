@@ -15,4 +15,12 @@ system_calls read_strace_log(const std::string &path);
 // Those from the first received message on that is not answered at once, as a status request is.
 system_calls calls_for_messages(system_calls calls);
 
+// What a program and its threads have written to files in a directory, by calls that strace has
+// logged with their files' names ("strace -f -y -s 0").
+struct written {
+  double bytes;
+  double calls;
+};
+written written_below(const std::string &directory, const std::string &path);
+
 }  // namespace vesk::bench

@@ -86,7 +86,8 @@ void measure_reading(report &out) {
 }  // namespace
 
 void measure_tools(report &out) {
-  bring_full_files();
+  make_full_files();
+  bring_files(full_files);
   make_journal();
   for (const task &measured : tasks) measure(measured, out);
   measure_reading(out);

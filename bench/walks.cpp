@@ -33,9 +33,9 @@ void make_ring_of_small_entries() {
 }
 
 const walk walks[] = {
-    {"validation of 16 full files", "full", {"vesk_walk", "validate"}},
-    {"rebuilding the header of 1 MiB", "full", {"vesk_walk", "recover", "5", "3"}},
-    {"repairing the entries of 1 MiB", "full", {"vesk_walk", "recover", "5", "2"}},
+    {"validation of 16 full files", full_files, {"vesk_walk", "validate"}},
+    {"rebuilding the header of 1 MiB", full_files, {"vesk_walk", "recover", "5", "3"}},
+    {"repairing the entries of 1 MiB", full_files, {"vesk_walk", "recover", "5", "2"}},
     {"making space, 1000 records", "small entries", {"vesk_walk", "log", "5", "1000", "1000"}},
     {"1000 updates of entry 101",
      "to update",
@@ -62,7 +62,7 @@ void measure(const walk &measured, report &out) {
 }  // namespace
 
 void measure_walks(report &out) {
-  bring_full_files();
+  make_full_files();
   make_ring_to_update();
   make_ring_of_small_entries();
   for (const walk &measured : walks) measure(measured, out);

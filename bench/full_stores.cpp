@@ -1,0 +1,150 @@
+#include "bench/full_stores.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "bench/full_files.h"
+#include "bench/sender.h"
+#include "bench/stage.h"
+
+namespace vesk::bench {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// What the entries of the full files have for data.
+std::string letters(const std::string &beginning) {
+  std::string text = beginning;
+  while (text.size() < 100) text.push_back(static_cast<char>('a' + text.size() % 26));
+  return text;
+}
+
+// How many entries the full files of the first store have.
+int count_entries() {
+  bring_files(full_files);
+  const std::string all = run({"veskshow", "-o", "cat"}).output;
+  return static_cast<int>(std::count(all.begin(), all.end(), '\n'));
+}
+
+// Gives a store as many records, the rare word as far from the end as it is in ours.
+void make_full(const store &filled, int entries) {
+  constexpr int behind_the_rare_word = 1000;
+  bring_files("");
+  filled.set_up(flushing::by_the_kernel);
+  const std::vector<uint8_t> record = filled.record(letters(""), flushing::by_the_kernel);
+  const std::vector<uint8_t> rare = filled.record(letters(rare_word), flushing::by_the_kernel);
+  {
+    const process server(filled.program(flushing::by_the_kernel));
+    sender records(filled.socket);
+    records.wait_for_queue();
+    for (int i = entries; i > 0; --i)
+      records.send_one(i == behind_the_rare_word + 1 ? rare : record);
+    records.wait_until_taken();
+    server.wait_until_idle();
+  }
+  keep_files(filled.full);
+}
+
+double bytes_of_files() {
+  double total = 0;
+  for (const auto &entry : fs::recursive_directory_iterator(log_dir)) {
+    if (entry.is_regular_file()) total += static_cast<double>(entry.file_size());
+  }
+  return total;
+}
+
+struct started {
+  double milliseconds;  // from nothing until the first record is taken
+  double resident_kib;
+};
+
+started start(const store &measured) {
+  const std::vector<uint8_t> record = measured.record(letters(""), flushing::by_the_kernel);
+  const auto began = std::chrono::steady_clock::now();
+  const process server(measured.program(flushing::by_the_kernel));
+  sender records(measured.socket);
+  records.wait_for_queue();
+  records.send_one(record);
+  records.wait_until_taken();
+  const std::chrono::duration<double, std::milli> took = std::chrono::steady_clock::now() - began;
+  server.wait_until_idle();
+  return {took.count(), server.peak_kib()};
+}
+
+double milliseconds(const command &program) {
+  return run(program).wall_seconds * 1000;
+}
+
+// Of one store, in each round.
+struct figures {
+  std::vector<double> bytes;  // an entry
+  std::vector<double> start, last_ten, search;
+  std::vector<double> resident;
+};
+
+void measure(const store &measured, int entries, figures &into) {
+  bring_files(measured.full);
+  measured.set_up(flushing::by_the_kernel);
+  into.bytes.push_back(bytes_of_files() / entries);
+  const auto [start_ms, resident] = start(measured);
+  into.start.push_back(start_ms);
+  into.resident.push_back(resident);
+  into.last_ten.push_back(milliseconds(measured.last_ten));
+  into.search.push_back(milliseconds(measured.search(rare_word)));
+}
+
+// What a process takes that does nothing.
+double empty_process_kib() {
+  const process nothing({"sleep", "60"});
+  usleep(50'000);
+  return nothing.peak_kib();
+}
+
+void add_memory_row(const std::vector<double> &resident_kib, report &out) {
+  constexpr double allowed_kib = 4096;
+  const double empty = empty_process_kib();
+  both beside;
+  for (const double kib : resident_kib) {
+    beside.ours.push_back(kib - empty);
+    beside.theirs.push_back(allowed_kib);
+  }
+  out.add("Full stores", compare("beyond an empty process", "KiB", "allowed", beside).at_most(1));
+}
+
+struct row {
+  const char *name;
+  const char *unit;
+  std::vector<double> figures::*values;
+};
+
+const row rows[] = {
+    {"kept of a record of 100 bytes", "bytes", &figures::bytes},
+    {"start to the first record", "ms", &figures::start},
+    {"resident size", "KiB", &figures::resident},
+    {"last ten", "ms", &figures::last_ten},
+    {"a rare word", "ms", &figures::search},
+};
+
+}  // namespace
+
+void measure_full_stores(const std::vector<store> &stores, report &out) {
+  const int entries = count_entries();
+  for (size_t i = 1; i < stores.size(); ++i) make_full(stores[i], entries);
+  std::vector<figures> measured(stores.size());
+  for (int round = 0; round < rounds_of_stores; ++round) {
+    for (size_t i = 0; i < stores.size(); ++i) measure(stores[i], entries, measured[i]);
+  }
+  for (const row &shown : rows) {
+    for (size_t i = 1; i < stores.size(); ++i)
+      out.add("Full stores", compare(shown.name, shown.unit, stores[i].name,
+                                     {measured[0].*shown.values, measured[i].*shown.values}));
+  }
+  add_memory_row(measured[0].resident, out);
+}
+
+}  // namespace vesk::bench
