@@ -11,15 +11,20 @@ namespace vesk {
 
 using header_bytes = std::array<uint8_t, 20>;
 
-// The ones'-complement sum of the ten 16-bit words, carries folded back. (The sum commutes with a
-// swap of the bytes, so reading the words big-endian gives the same stored bytes on any machine.)
-constexpr uint16_t header_sum(const header_bytes &bytes) {
-  uint32_t sum = 0;
-  for (size_t i = 0; i < bytes.size(); i += 2) {
-    sum += static_cast<uint32_t>(bytes[i] << 8 | bytes[i + 1]);
-  }
+constexpr uint16_t fold(uint64_t sum) {
   while (sum >= 0x10000) sum = (sum & 0xFFFF) + (sum >> 16);
   return static_cast<uint16_t>(sum);
+}
+
+// The ones'-complement sum of the ten 16-bit words, carries folded back. As RFC 1071 shows, wider
+// words may be added in the machine's own byte order, and the bytes of the sum be swapped at the
+// end.
+constexpr uint16_t header_sum(const header_bytes &bytes) {
+  uint64_t sum = 0;
+  for (const uint32_t word : std::bit_cast<std::array<uint32_t, 5>>(bytes)) sum += word;
+  const uint16_t folded = fold(sum);
+  if constexpr (std::endian::native == std::endian::big) return folded;
+  return static_cast<uint16_t>(folded << 8 | folded >> 8);
 }
 
 // Whether the header's checksum holds. A header of all zeros does not: its sum is 0.
