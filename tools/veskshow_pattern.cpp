@@ -105,8 +105,9 @@ std::unique_ptr<const text_pattern> text_pattern::compile(std::string_view patte
 
 bool text_pattern::matches(std::string_view text) const {
   if (given_up_ >= most_given_up) return false;
-  const int result = ::pcre2_match(machine_->compiled.get(), units(text), text.size(), 0, 0,
-                                   machine_->found.get(), machine_->limits.get());
+  const int result =
+      ::pcre2_match(machine_->compiled.get(), units(text), text.size(), 0, PCRE2_NO_UTF_CHECK,
+                    machine_->found.get(), machine_->limits.get());
   if (result < 0 && result != PCRE2_ERROR_NOMATCH) ++given_up_;
   return result >= 0;
 }

@@ -18,8 +18,9 @@ class text_pattern {
   text_pattern(const text_pattern &) = delete;
   text_pattern &operator=(const text_pattern &) = delete;
 
-  // Whether the text, in UTF-8, has a match somewhere. A search that takes too many steps is given
-  // up, and after a few of those every other: that counts as no match.
+  // Whether the text has a match somewhere. It has to be UTF-8, as what text_of() gives is: nobody
+  // looks at that again. A search that takes too many steps is given up, and after a few of those
+  // every other: that counts as no match.
   bool matches(std::string_view text) const;
 
   // Whether a search was given up, so that matches may have been missed.
