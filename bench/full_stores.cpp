@@ -82,9 +82,7 @@ double milliseconds(const command &program) {
 
 // Of one store, in each round.
 struct figures {
-  std::vector<double> bytes;  // an entry
-  std::vector<double> start, last_ten, search;
-  std::vector<double> resident;
+  std::vector<double> bytes, start, resident, last_ten, search;
 };
 
 void measure(const store &measured, int entries, figures &into) {

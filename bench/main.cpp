@@ -11,6 +11,7 @@
 
 #include "bench/flash.h"
 #include "bench/full_stores.h"
+#include "bench/process.h"
 #include "bench/records.h"
 #include "bench/report.h"
 #include "bench/stage.h"
@@ -23,6 +24,15 @@ namespace {
 
 using namespace vesk::bench;
 
+// The floors are made from what it has seen.
+void check_that_strace_works() {
+  try {
+    run({"strace", "-o", "/dev/null", "true"});
+  } catch (const std::runtime_error &) {
+    throw std::runtime_error("strace does not work in this private root, or is not there");
+  }
+}
+
 std::vector<store> stores(const std::string &packages) {
   std::vector<store> all = {our_store()};
   if (!packages.empty()) {
@@ -33,6 +43,7 @@ std::vector<store> stores(const std::string &packages) {
 
 int measure(const std::string &json_path, const std::string &packages) {
   clear_stage();
+  check_that_strace_works();
   const bool with_flash = flash_is_possible();
   if (!packages.empty() && !with_flash)
     throw std::runtime_error("the others can be measured by root only, with the right to mount");

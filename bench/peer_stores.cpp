@@ -1,12 +1,8 @@
 // What people would use instead, with the settings that make it do the same work: one record at a
 // time, no limit on their rate, nothing forwarded, text with a time stamp in microseconds.
-#include <unistd.h>
-
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 
-#include "bench/stage.h"
 #include "bench/store.h"
 
 namespace vesk::bench {
@@ -15,11 +11,42 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const std::string directory = log_dir;
-const std::string settings = "/tmp/bench/";
+constexpr char rsyslog_settings[] = R"(
+main_queue(queue.type="Direct")
+module(load="imuxsock" SysSock.Use="off")
+input(type="imuxsock" Socket="/tmp/bench/rsyslog.socket")
+action(type="omfile" file="/mnt/vesk/rsyslog.log" template="RSYSLOG_FileFormat" SYNC)
+)";
+
+constexpr char syslog_ng_settings[] = R"(@version: 3.38
+options { stats-freq(0); };
+source records { unix-dgram("/tmp/bench/syslog-ng.socket"); };
+destination stored { file("/mnt/vesk/syslog-ng.log" frac-digits(6) SYNC
+  template("${ISODATE} ${HOST} ${MSGHDR}${MESSAGE}\n")); };
+log { source(records); destination(stored); };
+)";
+
+constexpr char journald_settings[] = R"([Journal]
+Storage=persistent
+SplitMode=none
+RateLimitIntervalSec=0
+RateLimitBurst=0
+ForwardToSyslog=no
+ForwardToWall=no
+ReadKMsg=no
+Audit=no
+SystemMaxUse=200M
+SystemKeepFree=1M
+SystemMaxFileSize=200M
+)";
 
 void write(const std::string &path, const std::string &text) {
   std::ofstream(path) << text;
+}
+
+// The settings with what makes it flush each record, or does not.
+void write_settings(const std::string &path, std::string text, const std::string &sync) {
+  write(path, text.replace(text.find("SYNC"), 4, sync));
 }
 
 std::vector<uint8_t> bytes(const std::string &text) {
@@ -52,32 +79,22 @@ std::string libraries_of(const std::string &package) {
 store rsyslog(const std::string &packages) {
   const std::string package = packages + "/rsyslog";
   const std::string libraries = libraries_of(package);
-  const std::string socket = settings + "rsyslog.socket";
-  const std::string file = directory + "/rsyslog.log";
+  const std::string settings = "/tmp/bench/rsyslog.conf";
+  const std::string file = "/mnt/vesk/rsyslog.log";
   return {.name = "rsyslog",
-          .socket = socket,
+          .socket = "/tmp/bench/rsyslog.socket",
           .begins_with = {},
           .full = "full rsyslog",
           .set_up =
               [=](flushing when) {
-                const std::string sync = when == flushing::each_record ? "on" : "off";
-                write(settings + "rsyslog.conf",
-                      "main_queue(queue.type=\"Direct\")\n"
-                      "module(load=\"imuxsock\" SysSock.Use=\"off\")\n"
-                      "input(type=\"imuxsock\" Socket=\"" +
-                          socket +
-                          "\")\n"
-                          "action(type=\"omfile\" file=\"" +
-                          file + "\" sync=\"" + sync +
-                          "\"\n"
-                          "       template=\"RSYSLOG_FileFormat\")\n");
+                const bool each = when == flushing::each_record;
+                write_settings(settings, rsyslog_settings, each ? "sync=\"on\"" : "");
               },
           .program =
               [=](flushing) {
-                return with_libraries(
-                    libraries,
-                    {package + "/usr/sbin/rsyslogd", "-n", "-f", settings + "rsyslog.conf", "-i",
-                     settings + "rsyslog.pid", "-M", libraries + "/rsyslog"});
+                return with_libraries(libraries,
+                                      {package + "/usr/sbin/rsyslogd", "-n", "-f", settings, "-i",
+                                       "/tmp/bench/rsyslog.pid", "-M", libraries + "/rsyslog"});
               },
           .record = syslog_record,
           .last_ten = {"tail", "-n", "10", file},
@@ -86,37 +103,26 @@ store rsyslog(const std::string &packages) {
 
 store syslog_ng(const std::string &packages) {
   const std::string package = packages + "/syslog-ng-core";
-  const std::string modules = package + "/usr/lib/syslog-ng/3.38";
-  const std::string socket = settings + "syslog-ng.socket";
-  const std::string file = directory + "/syslog-ng.log";
+  const std::string libraries = package + "/usr/lib/syslog-ng";
+  const std::string prefix = "/tmp/bench/syslog-ng";
+  const std::string file = "/mnt/vesk/syslog-ng.log";
   return {.name = "syslog-ng",
-          .socket = socket,
+          .socket = "/tmp/bench/syslog-ng.socket",
           .begins_with = {},
           .full = "full syslog-ng",
           .set_up =
               [=](flushing when) {
-                const std::string options =
-                    when == flushing::each_record ? "fsync(yes) flush-lines(1)" : "";
-                write(settings + "syslog-ng.conf",
-                      "@version: 3.38\n"
-                      "options { stats-freq(0); };\n"
-                      "source records { unix-dgram(\"" +
-                          socket +
-                          "\"); };\n"
-                          "destination stored { file(\"" +
-                          file + "\" frac-digits(6) " + options +
-                          "\n"
-                          "  template(\"${ISODATE} ${HOST} ${MSGHDR}${MESSAGE}\\n\")); };\n"
-                          "log { source(records); destination(stored); };\n");
+                const bool each = when == flushing::each_record;
+                write_settings(prefix + ".conf", syslog_ng_settings,
+                               each ? "fsync(yes) flush-lines(1)" : "");
               },
           .program =
               [=](flushing) {
                 return with_libraries(
-                    package + "/usr/lib/syslog-ng:" + libraries_of(package),
-                    {package + "/usr/sbin/syslog-ng", "-F", "--no-caps", "-f",
-                     settings + "syslog-ng.conf", "-p", settings + "syslog-ng.pid", "-R",
-                     settings + "syslog-ng.persist", "-c", settings + "syslog-ng.control",
-                     "--module-path=" + modules});
+                    libraries + ":" + libraries_of(package),
+                    {package + "/usr/sbin/syslog-ng", "-F", "--no-caps", "-f", prefix + ".conf",
+                     "-p", prefix + ".pid", "-R", prefix + ".persist", "-c", prefix + ".control",
+                     "--module-path=" + libraries + "/3.38"});
               },
           .record = syslog_record,
           .last_ten = {"tail", "-n", "10", file},
@@ -139,18 +145,20 @@ void show_control_groups() {
 
 void set_up_journald(flushing) {
   show_control_groups();
-  fs::create_directories(directory + "/journal");
-  fs::create_directories("/var/log");
-  fs::create_directories("/run/systemd/journal");
-  fs::create_directories("/etc/systemd");
+  for (const char *directory :
+       {"/mnt/vesk/journal", "/var/log", "/run/systemd/journal", "/etc/systemd"})
+    fs::create_directories(directory);
   fs::remove("/var/log/journal");
-  fs::create_directory_symlink(directory + "/journal", "/var/log/journal");
+  fs::create_directory_symlink("/mnt/vesk/journal", "/var/log/journal");
   write("/run/systemd/journal/flushed", "");  // it may use its directory on the disk
   write("/etc/machine-id", "0123456789abcdef0123456789abcdef\n");
-  write("/etc/systemd/journald.conf",
-        "[Journal]\nStorage=persistent\nSplitMode=none\n"
-        "RateLimitIntervalSec=0\nRateLimitBurst=0\nForwardToSyslog=no\nForwardToWall=no\n"
-        "ReadKMsg=no\nAudit=no\nSystemMaxUse=200M\nSystemKeepFree=1M\nSystemMaxFileSize=200M\n");
+  write("/etc/systemd/journald.conf", journald_settings);
+}
+
+command journalctl(const command &options) {
+  command program = {"journalctl", "--no-pager", "-D", "/mnt/vesk/journal"};
+  program.insert(program.end(), options.begin(), options.end());
+  return program;
 }
 
 store journald() {
@@ -161,19 +169,20 @@ store journald() {
           .set_up = set_up_journald,
           .program = [](flushing) { return command{"/lib/systemd/systemd-journald"}; },
           .record = journal_record,
-          .last_ten = {"journalctl", "-D", directory + "/journal", "-n", "10", "--no-pager"},
+          .last_ten = journalctl({"-n", "10"}),
           .search =
               [](const std::string &word) {
-                return command{"journalctl", "-D",        directory + "/journal",
-                               "--grep",     word,        "-o",
-                               "cat",        "--no-pager"};
+                return journalctl({"--grep", word, "-o", "cat"});
               },
           .writes_are_counted = false};
 }
 
+command sqlite3(const std::string &query) {
+  return {"sqlite3", "/mnt/vesk/log.sqlite", query};
+}
+
 store sqlite() {
-  const std::string socket = settings + "sqlite.socket";
-  const std::string file = directory + "/log.sqlite";
+  const std::string socket = "/tmp/bench/sqlite.socket";
   return {.name = "sqlite3",
           .socket = socket,
           .begins_with = {},
@@ -181,16 +190,15 @@ store sqlite() {
           .set_up = [](flushing) {},
           .program =
               [=](flushing when) {
-                command program = {"vesk_sqlite_store", socket, file};
+                command program = {"vesk_sqlite_store", socket, "/mnt/vesk/log.sqlite"};
                 if (when == flushing::each_record) program.emplace_back("--flushed");
                 return program;
               },
           .record = [](const std::string &text, flushing) { return bytes(text); },
-          .last_ten = {"sqlite3", file, "SELECT micros, text FROM log ORDER BY id DESC LIMIT 10"},
+          .last_ten = sqlite3("SELECT micros, text FROM log ORDER BY id DESC LIMIT 10"),
           .search =
-              [=](const std::string &word) {
-                return command{"sqlite3", file,
-                               "SELECT text FROM log WHERE text LIKE '%" + word + "%'"};
+              [](const std::string &word) {
+                return sqlite3("SELECT text FROM log WHERE text LIKE '%" + word + "%'");
               }};
 }
 
