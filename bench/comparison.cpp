@@ -25,7 +25,8 @@ comparison comparison::at_least(double ratio_wanted) const {
   return with_goal;
 }
 
-both alternate(const std::function<double()> &ours, const std::function<double()> &theirs) {
+both alternate(int rounds, const std::function<double()> &ours,
+               const std::function<double()> &theirs) {
   both measured;
   for (int i = 0; i < rounds; ++i) {
     measured.ours.push_back(ours());

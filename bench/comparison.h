@@ -15,9 +15,6 @@ struct spread {
 
 spread spread_of(std::vector<double> values);
 
-// How often each way is taken.
-inline constexpr int rounds = 7;
-
 // One figure of one thing measured, and of what it is measured against, in the same unit.
 struct comparison {
   std::string name;
@@ -35,12 +32,13 @@ struct comparison {
   comparison at_least(double ratio_wanted) const;
 };
 
-// Takes both in turn and gives back, for each round, what each returned.
+// Takes both in turn, so often, and gives back, for each round, what each returned.
 struct both {
   std::vector<double> ours;
   std::vector<double> theirs;
 };
-both alternate(const std::function<double()> &ours, const std::function<double()> &theirs);
+both alternate(int rounds, const std::function<double()> &ours,
+               const std::function<double()> &theirs);
 
 comparison compare(const std::string &name, const std::string &unit, const std::string &against,
                    const both &measured);

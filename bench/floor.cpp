@@ -14,11 +14,12 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
+#include "bench/cpu_time.h"
 #include "bench/strace_log.h"
 
 namespace vesk::bench {
@@ -122,12 +123,6 @@ class player {
   sockaddr_un sender_{};
   socklen_t sender_length_ = 0;
 };
-
-long long cpu_nanoseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
-}
 
 int run(const std::string &log, const std::string &queue_path) {
   system_calls calls = read_strace_log(log);

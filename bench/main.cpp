@@ -29,7 +29,10 @@ void check_that_strace_works() {
   try {
     run({"strace", "-o", "/dev/null", "true"});
   } catch (const std::runtime_error &) {
-    throw std::runtime_error("strace does not work in this private root, or is not there");
+    throw std::runtime_error(
+        "strace does not work here, and the floors are made from what it sees. Run this as root "
+        "with "
+        "the right to mount and to trace, or where users may have namespaces");
   }
 }
 
@@ -46,7 +49,7 @@ int measure(const std::string &json_path, const std::string &packages) {
   check_that_strace_works();
   const bool with_flash = flash_is_possible();
   if (!packages.empty() && !with_flash)
-    throw std::runtime_error("the others can be measured by root only, with the right to mount");
+    throw std::runtime_error("--peers needs root, with the right to mount a loop device");
   report report;
   measure_records(report);
   measure_walks(report);
@@ -55,7 +58,8 @@ int measure(const std::string &json_path, const std::string &packages) {
   measure_full_stores(beside_each_other, report);
   measure_tools(report);
   std::cout << report.table();
-  if (!json_path.empty()) std::ofstream(json_path) << report.json();
+  if (!json_path.empty() && !(std::ofstream(json_path) << report.json()))
+    throw std::runtime_error("cannot write " + json_path);
   return 0;
 }
 

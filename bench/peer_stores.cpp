@@ -181,16 +181,17 @@ command sqlite3(const std::string &query) {
   return {"sqlite3", "/mnt/vesk/log.sqlite", query};
 }
 
-store sqlite() {
+store sqlite(const std::string &name, const std::string &page_size) {
   const std::string socket = "/tmp/bench/sqlite.socket";
-  return {.name = "sqlite3",
+  return {.name = name,
           .socket = socket,
           .begins_with = {},
-          .full = "full sqlite3",
+          .full = "full " + name,
           .set_up = [](flushing) {},
           .program =
               [=](flushing when) {
-                command program = {"vesk_sqlite_store", socket, "/mnt/vesk/log.sqlite"};
+                command program = {"vesk_sqlite_store", socket, "/mnt/vesk/log.sqlite",
+                                   "--page-size", page_size};
                 if (when == flushing::each_record) program.emplace_back("--flushed");
                 return program;
               },
@@ -205,7 +206,9 @@ store sqlite() {
 }  // namespace
 
 std::vector<store> peer_stores(const std::string &packages) {
-  return {rsyslog(packages), syslog_ng(packages), journald(), sqlite()};
+  return {rsyslog(packages), syslog_ng(packages), journald(),
+          sqlite("sqlite3", "4096"),  // its default
+          sqlite("sqlite3-1k", "1024")};
 }
 
 }  // namespace vesk::bench

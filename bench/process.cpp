@@ -2,21 +2,25 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <sys/resource.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <ctime>
 #include <fstream>
 #include <stdexcept>
 
+#include "bench/pinned.h"
+
 namespace vesk::bench {
 
 namespace {
 
 [[noreturn]] void become(const command &program, int output) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);  // nothing stays behind when the benchmark is stopped
   dup2(output, STDOUT_FILENO);
   std::vector<char *> arguments;
   for (const std::string &argument : program)
@@ -24,10 +28,6 @@ namespace {
   arguments.push_back(nullptr);
   execvp(arguments[0], arguments.data());
   _exit(127);
-}
-
-double seconds(const timeval &time) {
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
 }
 
 std::string read_all(int fd) {
@@ -38,6 +38,12 @@ std::string read_all(int fd) {
   return text;
 }
 
+pid_t forked() {
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error(std::string("no new process: ") + std::strerror(errno));
+  return child;
+}
+
 std::string joined(const command &program) {
   std::string line;
   for (const std::string &word : program) line += (line.empty() ? "" : " ") + word;
@@ -46,8 +52,9 @@ std::string joined(const command &program) {
 
 }  // namespace
 
-process::process(const command &program) : pid_(fork()) {
+process::process(const command &program) : pid_(forked()) {
   if (pid_ != 0) return;
+  const pinned to_its_own(servers_processor);
   const int nowhere = open("/dev/null", O_RDWR);
   dup2(nowhere, STDERR_FILENO);
   become(program, nowhere);
@@ -88,20 +95,18 @@ ended run(const command &program) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
   const auto began = std::chrono::steady_clock::now();
-  const pid_t child = fork();
+  const pid_t child = forked();
   if (child == 0) become(program, ends[1]);
   close(ends[1]);
   ended result{};
   result.output = read_all(ends[0]);
   close(ends[0]);
   int status = 0;
-  rusage used{};
-  wait4(child, &status, 0, &used);
+  waitpid(child, &status, 0);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
     throw std::runtime_error("failed: " + joined(program));
   result.wall_seconds = took.count();
-  result.cpu_seconds = seconds(used.ru_utime) + seconds(used.ru_stime);
   return result;
 }
 

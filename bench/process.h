@@ -10,7 +10,8 @@ namespace vesk::bench {
 
 using command = std::vector<std::string>;
 
-// A program that runs on until it is told to end. What it prints is thrown away.
+// A program that runs on until it is told to end, on the processor for servers. What it prints is
+// thrown away.
 class process {
  public:
   explicit process(const command &program);
@@ -31,11 +32,11 @@ class process {
 
 struct ended {
   double wall_seconds;
-  double cpu_seconds;  // of the program and of what it waited for
   std::string output;
 };
 
-// Runs a program to its end. Throws std::runtime_error, with what it said, when it fails.
+// Runs a program to its end. Throws std::runtime_error when it fails; what it has to say about that
+// goes to standard error.
 ended run(const command &program);
 
 }  // namespace vesk::bench

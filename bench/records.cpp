@@ -13,6 +13,8 @@ namespace {
 constexpr uint16_t kernel_log = 21;  // 8 MiB: nothing wraps in it
 constexpr uint16_t vesk_log = 5;     // 1 MiB
 
+constexpr int rounds = 15;
+
 struct workload {
   const char *name;
   log_record record;
@@ -22,31 +24,31 @@ struct workload {
 };
 
 const workload workloads[] = {
-    {"8 bytes", {.file_type = kernel_log, .length = 8}, 8000, {.file_type = kernel_log}, 1},
-    {"101 bytes", {.file_type = kernel_log}, 8000, {.file_type = kernel_log}, 1},
-    {"1000 bytes", {.file_type = kernel_log, .length = 1000}, 6000, {.file_type = kernel_log}, 1},
+    {"8 bytes", {.file_type = kernel_log, .length = 8}, 16000, {.file_type = kernel_log}, 1},
+    {"101 bytes", {.file_type = kernel_log}, 16000, {.file_type = kernel_log}, 1},
+    {"1000 bytes", {.file_type = kernel_log, .length = 1000}, 7500, {.file_type = kernel_log}, 1},
     {"8 bytes, answered",
      {.file_type = kernel_log, .length = 8, .sync = 1},
-     8000,
+     16000,
      {.file_type = kernel_log},
      1},
     {"101 bytes, answered",
      {.file_type = kernel_log, .sync = 1},
-     8000,
+     16000,
      {.file_type = kernel_log},
      1},
     {"1000 bytes, answered",
      {.file_type = kernel_log, .length = 1000, .sync = 1},
-     6000,
+     7500,
      {.file_type = kernel_log},
      1},
-    {"101 bytes, wrapped ring", {}, 8000, {}, 12000},
+    {"101 bytes, wrapped ring", {}, 16000, {}, 12000},
     {"101 bytes, synchronous",
      {.file_type = kernel_log, .sync = 2},
      300,
      {.file_type = kernel_log},
      1},
-    {"update of 101 bytes", {.file_type = vesk_log, .update = true}, 8000, {}, 1},
+    {"update of 101 bytes", {.file_type = vesk_log, .update = true}, 16000, {}, 1},
 };
 
 struct measured {
@@ -71,24 +73,23 @@ measured serve(const workload &work, const command &server, bool is_daemon) {
   return {cpu / 1000 / work.count, work.count / seconds};
 }
 
-void watch(const workload &work, const std::string &log) {
+void watch(const workload &work) {
   {
-    const process daemon(watched(log, {"vesk_sup"}));
+    const process daemon(watched({"vesk_sup"}));
     sender records(queue_path);
     records.wait_for_daemon();
     records.send(work.record, work.count);
   }
-  wait_for_log(log);
+  wait_for_log();
 }
 
 void measure(const workload &work, report &out) {
-  const std::string log = "/tmp/bench/calls";
   clear_stage();
   fill(work.before, work.filled);
   keep_files(work.name);
-  watch(work, log);
+  watch(work);
 
-  const command floor = {"vesk_floor", "--queue", queue_path, log};
+  const command floor = {"vesk_floor", "--queue", queue_path, calls_log};
   both cpu, rate;
   for (int i = 0; i < rounds; ++i) {
     const measured ours = serve(work, {"vesk_sup"}, true);

@@ -30,7 +30,7 @@ std::string goal_of(const comparison &row) {
 }
 
 std::string row_of(const comparison &row) {
-  return line("%-30s %-10s %9s %9s %-8s %6.2f (%.2f to %.2f)  %s\n", row.name.c_str(),
+  return line("%-30s %-10s %9s %9s %-10s %6.2f (%.2f to %.2f)  %s\n", row.name.c_str(),
               row.unit.c_str(), figure(row.ours.median).c_str(), figure(row.theirs.median).c_str(),
               row.against.c_str(), row.ratio.median, row.ratio.lowest, row.ratio.highest,
               goal_of(row).c_str());
@@ -85,7 +85,7 @@ std::string report::table() const {
   for (const auto &[of, row] : rows_) {
     if (of != section) {
       text += (text.empty() ? "" : "\n") +
-              line("%-30s %-10s %9s %9s %-8s %s\n", of.c_str(), "", "ours", "other", "", "ratio");
+              line("%-30s %-10s %9s %9s %-10s %s\n", of.c_str(), "", "ours", "other", "", "ratio");
     }
     section = of;
     text += row_of(row);

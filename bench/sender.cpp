@@ -86,7 +86,8 @@ void sender::wait_for_queue() {
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   while (connect(probe, reinterpret_cast<const sockaddr *>(&to_), sizeof to_) != 0) {
     if (clock::now() > until)
-      throw std::runtime_error(std::string("nobody serves ") + to_.sun_path);
+      throw std::runtime_error(std::string("no program serves ") + to_.sun_path +
+                               " within ten seconds; it may not have started");
     usleep(200);
   }
   close(probe);

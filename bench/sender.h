@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "bench/log_record.h"
+#include "bench/pinned.h"
 
 namespace vesk::bench {
 
@@ -38,6 +39,7 @@ class sender {
  private:
   void await_answer();
 
+  pinned to_its_own_{senders_processor};
   sockaddr_un to_{};
   int fd_;
 };

@@ -27,7 +27,8 @@ class database {
   database(const database &) = delete;
   database &operator=(const database &) = delete;
 
-  void prepare(bool flushed) {
+  void prepare(bool flushed, const std::string &page_size) {
+    execute(("PRAGMA page_size=" + page_size).c_str());
     execute("PRAGMA journal_mode=WAL");
     execute(flushed ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
     execute("CREATE TABLE IF NOT EXISTS log(id INTEGER PRIMARY KEY, micros INTEGER, text TEXT)");
@@ -74,10 +75,11 @@ void end_on_sigterm() {
   sigaction(SIGTERM, &action, nullptr);
 }
 
-void serve(const std::string &socket_path, const std::string &path, bool flushed) {
+void serve(const std::string &socket_path, const std::string &path, bool flushed,
+           const std::string &page_size) {
   end_on_sigterm();
   database log(path);
-  log.prepare(flushed);
+  log.prepare(flushed, page_size);
   const int queue = bind_socket(socket_path);
   char text[65536];
   while (stopped == 0) {
@@ -91,14 +93,15 @@ void serve(const std::string &socket_path, const std::string &path, bool flushed
 
 int main(int argc, char **argv) {
   CLI::App app("Stores datagrams in a data base, one transaction for each");
-  std::string socket_path, path;
+  std::string socket_path, path, page_size = "4096";
   bool flushed = false;
   app.add_option("socket", socket_path, "Where they arrive")->required();
   app.add_option("database", path, "Where they are stored")->required();
   app.add_flag("--flushed", flushed, "Each is on the device before the next is taken");
+  app.add_option("--page-size", page_size, "Of a new data base, in bytes (default: 4096)");
   CLI11_PARSE(app, argc, argv);
   try {
-    vesk::bench::serve(socket_path, path, flushed);
+    vesk::bench::serve(socket_path, path, flushed, page_size);
     return 0;
   } catch (const std::exception &error) {
     std::fprintf(stderr, "vesk_sqlite_store: %s\n", error.what());

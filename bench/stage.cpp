@@ -22,7 +22,7 @@ void replace(const fs::path &to, const fs::path &from) {
 
 // The program stays ours to stop; strace becomes the process of nobody.
 command under_strace(const command &options, const command &program) {
-  command line = {"strace", "-D"};
+  command line = {"strace", "-D", "-s", "0", "-o", calls_log};
   line.insert(line.end(), options.begin(), options.end());
   line.insert(line.end(), program.begin(), program.end());
   return line;
@@ -55,17 +55,17 @@ void fill(const log_record &record, uint32_t count) {
        std::to_string(count), "--type", std::to_string(record.type), "--text", record.text});
 }
 
-command watched(const std::string &log, const command &program) {
-  return under_strace({"-s", "0", "-o", log}, program);
+command watched(const command &program) {
+  return under_strace({}, program);
 }
 
-command with_writes_watched(const std::string &log, const command &program) {
-  return under_strace({"-s", "0", "-o", log, "-f", "-y", "-e", "trace=/write"}, program);
+command with_writes_watched(const command &program) {
+  return under_strace({"-f", "-y", "-e", "trace=/write"}, program);
 }
 
-void wait_for_log(const std::string &log) {
+void wait_for_log() {
   for (int i = 0; i < 1000; ++i) {
-    std::ifstream lines(log);
+    std::ifstream lines(calls_log);
     std::string last;
     for (std::string line; std::getline(lines, line);) last = line;
     if (last.find("+++ exited") != last.npos) return;

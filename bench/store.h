@@ -14,7 +14,7 @@ namespace vesk::bench {
 // When a record has to be on the device.
 enum class flushing : uint8_t {
   by_the_kernel,  // some time
-  each_record,    // before the next record is looked at
+  each_record,    // at once, before the next record
 };
 
 struct store {
@@ -34,6 +34,9 @@ struct store {
   // False where it changes its files in memory, and the kernel does not count how much.
   bool writes_are_counted = true;
 };
+
+// Throws std::runtime_error unless so many of its records have this word in them.
+void check_that_all_are_stored(const store &checked, const std::string &word, int records);
 
 // How often each is measured, in turn.
 inline constexpr int rounds_of_stores = 5;

@@ -3,11 +3,11 @@
 #include <CLI/CLI.hpp>
 #include <cstdint>
 #include <cstdio>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "bench/cpu_time.h"
 #include "bench/log_record.h"
 #include "daemon/vesk_request.h"
 #include "recovery/vesk_recover.h"
@@ -16,12 +16,6 @@
 
 namespace vesk::bench {
 namespace {
-
-long long cpu_nanoseconds() {
-  timespec now{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-  return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
-}
 
 struct walk_options {
   log_record record;

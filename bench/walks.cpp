@@ -10,6 +10,8 @@ namespace vesk::bench {
 
 namespace {
 
+constexpr int rounds = 15;
+
 struct walk {
   const char *name;
   const char *files;  // those that it goes over
@@ -34,8 +36,8 @@ void make_ring_of_small_entries() {
 
 const walk walks[] = {
     {"validation of 16 full files", full_files, {"vesk_walk", "validate"}},
-    {"rebuilding the header of 1 MiB", full_files, {"vesk_walk", "recover", "5", "3"}},
-    {"repairing the entries of 1 MiB", full_files, {"vesk_walk", "recover", "5", "2"}},
+    {"rebuilding the header of 8 MiB", full_files, {"vesk_walk", "recover", "21", "3"}},
+    {"repairing the entries of 8 MiB", full_files, {"vesk_walk", "recover", "21", "2"}},
     {"making space, 1000 records", "small entries", {"vesk_walk", "log", "5", "1000", "1000"}},
     {"1000 updates of entry 101",
      "to update",
@@ -48,14 +50,14 @@ double milliseconds(const walk &measured, const command &program) {
 }
 
 void measure(const walk &measured, report &out) {
-  const std::string log = "/tmp/bench/calls";
   bring_files(measured.files);
-  run(watched(log, measured.arguments));
-  wait_for_log(log);
-  const both times = alternate([&] { return milliseconds(measured, measured.arguments); },
-                               [&] {
-                                 return milliseconds(measured, {"vesk_floor", log});
-                               });
+  run(watched(measured.arguments));
+  wait_for_log();
+  const both times = alternate(
+      rounds, [&] { return milliseconds(measured, measured.arguments); },
+      [&] {
+        return milliseconds(measured, {"vesk_floor", calls_log});
+      });
   out.add("Walks", compare(measured.name, "ms", "floor", times).at_most(1.2));
 }
 
