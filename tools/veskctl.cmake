@@ -38,5 +38,19 @@ add_executable(veskctl
   veskshow_repairs.cpp
   veskshow_text.cpp
 )
+vesk_command_line(
+  veskctl.cpp
+  veskctl_command.cpp
+  veskctl_config.cpp
+  veskctl_debug.cpp
+  veskctl_fail_notice.cpp
+  veskctl_metrics.cpp
+  veskctl_monitor.cpp
+  veskctl_recover.cpp
+  veskctl_snapshot.cpp
+  veskctl_stats.cpp
+  veskctl_status.cpp
+  veskctl_support.cpp
+)
 target_compile_definitions(veskctl PRIVATE VESK_PROJECT_VERSION="${PROJECT_VERSION}")
 target_link_libraries(veskctl PRIVATE vesk_client vesk_reader CLI11::CLI11 PkgConfig::SODIUM)

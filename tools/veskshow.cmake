@@ -39,6 +39,7 @@ add_library(vesk_show STATIC
   veskshow_verify.cpp
   veskshow_watch.cpp
 )
+vesk_command_line(veskshow_options.cpp)
 target_compile_definitions(vesk_show PRIVATE VESK_VERSION_TEXT="${PROJECT_VERSION}")
 target_link_libraries(vesk_show
   PUBLIC vesk_reader
