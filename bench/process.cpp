@@ -13,22 +13,9 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "bench/pinned.h"
-
 namespace vesk::bench {
 
 namespace {
-
-[[noreturn]] void become(const command &program, int output) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);  // nothing stays behind when the benchmark is stopped
-  dup2(output, STDOUT_FILENO);
-  std::vector<char *> arguments;
-  for (const std::string &argument : program)
-    arguments.push_back(const_cast<char *>(argument.c_str()));
-  arguments.push_back(nullptr);
-  execvp(arguments[0], arguments.data());
-  _exit(127);
-}
 
 std::string read_all(int fd) {
   std::string text;
@@ -38,10 +25,29 @@ std::string read_all(int fd) {
   return text;
 }
 
-pid_t forked() {
-  const pid_t child = fork();
+// How long a fork() takes depends on what this process holds, and would be measured as well; a
+// vfork() shares it.
+pid_t start(const command &program, int output, int errors) {
+  std::vector<char *> arguments;
+  for (const std::string &argument : program)
+    arguments.push_back(const_cast<char *>(argument.c_str()));
+  arguments.push_back(nullptr);
+  const pid_t child = vfork();
+  if (child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // nothing stays behind when the benchmark is stopped
+    dup2(output, STDOUT_FILENO);
+    dup2(errors, STDERR_FILENO);
+    execvp(arguments[0], arguments.data());
+    _exit(127);
+  }
   if (child < 0) throw std::runtime_error(std::string("no new process: ") + std::strerror(errno));
   return child;
+}
+
+// Where what nobody reads is written to.
+int nowhere() {
+  static const int fd = open("/dev/null", O_RDWR | O_CLOEXEC);
+  return fd;
 }
 
 std::string joined(const command &program) {
@@ -52,13 +58,7 @@ std::string joined(const command &program) {
 
 }  // namespace
 
-process::process(const command &program) : pid_(forked()) {
-  if (pid_ != 0) return;
-  const pinned to_its_own(servers_processor);
-  const int nowhere = open("/dev/null", O_RDWR);
-  dup2(nowhere, STDERR_FILENO);
-  become(program, nowhere);
-}
+process::process(const command &program) : pid_(start(program, nowhere(), nowhere())) {}
 
 process::~process() {
   kill(pid_, SIGTERM);
@@ -95,8 +95,7 @@ ended run(const command &program) {
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error(std::strerror(errno));
   const auto began = std::chrono::steady_clock::now();
-  const pid_t child = forked();
-  if (child == 0) become(program, ends[1]);
+  const pid_t child = start(program, ends[1], STDERR_FILENO);
   close(ends[1]);
   ended result{};
   result.output = read_all(ends[0]);

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "bench/log_record.h"
-#include "bench/pinned.h"
 
 namespace vesk::bench {
 
@@ -39,7 +38,6 @@ class sender {
  private:
   void await_answer();
 
-  pinned to_its_own_{senders_processor};
   sockaddr_un to_{};
   int fd_;
 };

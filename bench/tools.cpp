@@ -15,7 +15,7 @@ namespace {
 
 constexpr char journal[] = "/tmp/bench/all.journal";
 
-constexpr int rounds = 7;
+constexpr int rounds = 5;
 
 struct task {
   const char *name;

@@ -36,8 +36,8 @@ void make_ring_of_small_entries() {
 
 const walk walks[] = {
     {"validation of 16 full files", full_files, {"vesk_walk", "validate"}},
-    {"rebuilding the header of 8 MiB", full_files, {"vesk_walk", "recover", "21", "3"}},
-    {"repairing the entries of 8 MiB", full_files, {"vesk_walk", "recover", "21", "2"}},
+    {"rebuilding the header of 1 MiB", full_files, {"vesk_walk", "recover", "5", "3"}},
+    {"repairing the entries of 1 MiB", full_files, {"vesk_walk", "recover", "5", "2"}},
     {"making space, 1000 records", "small entries", {"vesk_walk", "log", "5", "1000", "1000"}},
     {"1000 updates of entry 101",
      "to update",
