@@ -43,6 +43,23 @@ TEST(Checksum, CarryIsFoldedBackUntilNoneIsLeft) {
   EXPECT_EQ(header_sum(bytes), 0x0003);
 }
 
+// Two words ffff and one 0001 make 1ffff. The first fold gives 10000, the second 0001, wherever the
+// words stand.
+TEST(Checksum, CarriesAreFoldedBackFromEveryPlace) {
+  for (size_t one = 0; one < 20; ++one) {
+    for (size_t first = 0; first < 20; first += 2) {
+      for (size_t second = 0; second < 20; second += 2) {
+        if (first == second || first == one / 2 * 2 || second == one / 2 * 2) continue;
+        header_bytes bytes = all(0);
+        bytes[first] = bytes[first + 1] = bytes[second] = bytes[second + 1] = 0xFF;
+        bytes[one] = 1;
+        EXPECT_EQ(header_sum(bytes), one % 2 == 0 ? 0x0100 : 0x0001)
+            << "ffff at " << first << " and " << second << ", 1 at " << one;
+      }
+    }
+  }
+}
+
 TEST(Checksum, IsStoredOverAClearedWord) {
   vesk_gheader header = empty_file_header();
   header.checksum = 0xABCD;
