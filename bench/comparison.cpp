@@ -38,8 +38,9 @@ both alternate(int rounds, const std::function<double()> &ours,
 comparison compare(const std::string &name, const std::string &unit, const std::string &against,
                    const both &measured) {
   std::vector<double> ratios;
-  for (size_t i = 0; i < measured.ours.size(); ++i)
+  for (size_t i = 0; i < measured.ours.size(); ++i) {
     ratios.push_back(measured.ours[i] / measured.theirs[i]);
+  }
   comparison result;
   result.name = name;
   result.unit = unit;

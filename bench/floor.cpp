@@ -37,8 +37,9 @@ int bind_queue(const std::string &path) {
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
   unlink(path.c_str());
-  if (bind(queue, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+  if (bind(queue, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
     throw std::runtime_error("cannot bind " + path + ": " + std::strerror(errno));
+  }
   return queue;
 }
 

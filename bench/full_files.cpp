@@ -25,8 +25,9 @@ void make_full_files() {
   static bool made = false;
   if (made) return;
   clear_stage();
-  for (const auto &[file_type, records] : fillings)
+  for (const auto &[file_type, records] : fillings) {
     fill({.file_type = file_type, .length = 100}, records);
+  }
   fill({.file_type = 25, .length = 100, .text = rare_word}, 1);
   fill({.file_type = 25, .length = 100}, 1000);
   keep_files(full_files);

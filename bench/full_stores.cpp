@@ -43,8 +43,9 @@ void make_full(const store &filled, int entries) {
     const process server(filled.program(when));
     sender records(filled.socket);
     records.wait_for_queue();
-    for (int i = 0; i < entries; ++i)
+    for (int i = 0; i < entries; ++i) {
       records.send_one(filled.record(i == rare ? text_of(i, rare_word) : text_of(i), when));
+    }
     records.wait_until_taken();
     server.wait_until_idle();
   }
@@ -142,9 +143,10 @@ void measure_full_stores(const std::vector<store> &stores, report &out) {
     for (size_t i = 0; i < stores.size(); ++i) measure(stores[i], entries, measured[i]);
   }
   for (const row &shown : rows) {
-    for (size_t i = 1; i < stores.size(); ++i)
+    for (size_t i = 1; i < stores.size(); ++i) {
       out.add("Full stores", compare(shown.name, shown.unit, stores[i].name,
                                      {measured[0].*shown.values, measured[i].*shown.values}));
+    }
   }
   add_memory_row(measured[0].resident, out);
 }

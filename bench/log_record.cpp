@@ -5,8 +5,9 @@ namespace vesk::bench {
 namespace {
 
 void put(std::vector<uint8_t> &out, uint32_t value, int width) {
-  for (int shift = 8 * (width - 1); shift >= 0; shift -= 8)
+  for (int shift = 8 * (width - 1); shift >= 0; shift -= 8) {
     out.push_back(static_cast<uint8_t>(value >> shift));
+  }
 }
 
 constexpr uint16_t uuid = 25;
@@ -28,8 +29,9 @@ std::vector<uint8_t> bytes_of(const log_record &record) {
   put(bytes, 0, 1);  // reserved
   put(bytes, record.instance, 4);
   bytes.insert(bytes.end(), record.text.begin(), record.text.end());
-  for (size_t i = record.text.size(); i < record.length; ++i)
+  for (size_t i = record.text.size(); i < record.length; ++i) {
     bytes.push_back(static_cast<uint8_t>('a' + i % 26));
+  }
   return bytes;
 }
 

@@ -48,8 +48,9 @@ int measure(const std::string &json_path, const std::string &packages) {
   clear_stage();
   check_that_strace_works();
   const bool with_flash = flash_is_possible();
-  if (!packages.empty() && !with_flash)
+  if (!packages.empty() && !with_flash) {
     throw std::runtime_error("--peers needs root, with the right to mount a loop device");
+  }
   report report;
   measure_records(report);
   measure_walks(report);
@@ -58,8 +59,9 @@ int measure(const std::string &json_path, const std::string &packages) {
   measure_full_stores(beside_each_other, report);
   measure_tools(report);
   std::cout << report.table();
-  if (!json_path.empty() && !(std::ofstream(json_path) << report.json()))
+  if (!json_path.empty() && !(std::ofstream(json_path) << report.json())) {
     throw std::runtime_error("cannot write " + json_path);
+  }
   return 0;
 }
 

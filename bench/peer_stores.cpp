@@ -70,8 +70,9 @@ std::function<command(const std::string &)> grep_in(const std::string &file) {
 // Packages keep libraries of a machine's kind in a folder with its name.
 std::string libraries_of(const std::string &package) {
   for (const auto &entry : fs::directory_iterator(package + "/usr/lib")) {
-    if (entry.path().filename().string().find("-linux-gnu") != std::string::npos)
+    if (entry.path().filename().string().find("-linux-gnu") != std::string::npos) {
       return entry.path();
+    }
   }
   return package + "/usr/lib";
 }
@@ -146,8 +147,9 @@ void show_control_groups() {
 void set_up_journald(flushing) {
   show_control_groups();
   for (const char *directory :
-       {"/mnt/vesk/journal", "/var/log", "/run/systemd/journal", "/etc/systemd"})
+       {"/mnt/vesk/journal", "/var/log", "/run/systemd/journal", "/etc/systemd"}) {
     fs::create_directories(directory);
+  }
   fs::remove("/var/log/journal");
   fs::create_directory_symlink("/mnt/vesk/journal", "/var/log/journal");
   write("/run/systemd/journal/flushed", "");  // it may use its directory on the disk

@@ -20,8 +20,9 @@ namespace {
 std::string read_all(int fd) {
   std::string text;
   char piece[65536];
-  for (ssize_t got = 0; (got = read(fd, piece, sizeof piece)) > 0;)
+  for (ssize_t got = 0; (got = read(fd, piece, sizeof piece)) > 0;) {
     text.append(piece, static_cast<size_t>(got));
+  }
   return text;
 }
 
@@ -29,8 +30,9 @@ std::string read_all(int fd) {
 // vfork() shares it.
 pid_t start(const command &program, int output, int errors) {
   std::vector<char *> arguments;
-  for (const std::string &argument : program)
+  for (const std::string &argument : program) {
     arguments.push_back(const_cast<char *>(argument.c_str()));
+  }
   arguments.push_back(nullptr);
   const pid_t child = vfork();
   if (child == 0) {
@@ -68,8 +70,9 @@ process::~process() {
 long long process::cpu_nanoseconds() const {
   clockid_t clock{};
   timespec now{};
-  if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &now) != 0)
+  if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &now) != 0) {
     throw std::runtime_error("a measured program is gone");
+  }
   return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
@@ -103,8 +106,9 @@ ended run(const command &program) {
   int status = 0;
   waitpid(child, &status, 0);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - began;
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
     throw std::runtime_error("failed: " + joined(program));
+  }
   result.wall_seconds = took.count();
   return result;
 }

@@ -12,8 +12,8 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "daemon/vesk_messages.h"
-#include "host/vesk_wire.h"
+#include "protocol/vesk_messages.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::bench {
 
@@ -49,8 +49,9 @@ sender::sender(const std::string &socket_path)
   to_.sun_family = AF_UNIX;
   socket_path.copy(to_.sun_path, sizeof to_.sun_path - 1);
   const sa_family_t any = AF_UNIX;
-  if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&any), sizeof any) != 0)
+  if (fd_ < 0 || bind(fd_, reinterpret_cast<const sockaddr *>(&any), sizeof any) != 0) {
     throw failure("no socket to send from");
+  }
 }
 
 sender::~sender() {
@@ -59,15 +60,17 @@ sender::~sender() {
 
 void sender::send_one(const std::vector<uint8_t> &datagram) {
   if (sendto(fd_, datagram.data(), datagram.size(), MSG_NOSIGNAL,
-             reinterpret_cast<const sockaddr *>(&to_), sizeof to_) < 0)
+             reinterpret_cast<const sockaddr *>(&to_), sizeof to_) < 0) {
     throw failure(std::string("cannot send to ") + to_.sun_path);
+  }
 }
 
 void sender::await_answer() {
   pollfd answered = {fd_, POLLIN, 0};
   char answer[256];
-  if (poll(&answered, 1, patience_ms) != 1 || recv(fd_, answer, sizeof answer, 0) < 0)
+  if (poll(&answered, 1, patience_ms) != 1 || recv(fd_, answer, sizeof answer, 0) < 0) {
     throw std::runtime_error("no answer to a record");
+  }
 }
 
 void sender::wait_until_taken() {
@@ -85,9 +88,10 @@ void sender::wait_for_queue() {
   const auto until = clock::now() + std::chrono::milliseconds(patience_ms);
   const int probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   while (connect(probe, reinterpret_cast<const sockaddr *>(&to_), sizeof to_) != 0) {
-    if (clock::now() > until)
+    if (clock::now() > until) {
       throw std::runtime_error(std::string("no program serves ") + to_.sun_path +
                                " within ten seconds; it may not have started");
+    }
     usleep(200);
   }
   close(probe);

@@ -64,8 +64,9 @@ int bind_socket(const std::string &path) {
   path.copy(address.sun_path, sizeof address.sun_path - 1);
   unlink(path.c_str());
   const int queue = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (bind(queue, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0)
+  if (bind(queue, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
     throw std::runtime_error("cannot bind " + path);
+  }
   return queue;
 }
 

@@ -31,9 +31,10 @@ command under_strace(const command &options, const command &program) {
 }  // namespace
 
 void clear_stage() {
-  if (!fs::exists("/.vesk-root"))
+  if (!fs::exists("/.vesk-root")) {
     throw std::runtime_error(
         "the benchmarks change files under /mnt/vesk and run in a private root only");
+  }
   for (const auto &entry : fs::directory_iterator(log_dir)) fs::remove_all(entry);
   fs::create_directories(run_dir);
   fs::create_directories(kept);

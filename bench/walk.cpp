@@ -53,8 +53,9 @@ int main(int argc, char **argv) {
   CLI::App *validate = app.add_subcommand("validate", "All files, as at a first start");
   CLI::App *recover_file = app.add_subcommand("recover", "Repairs one file");
   CLI::App *log = app.add_subcommand("log", "Logs records, all alike");
-  for (CLI::App *one_file : {recover_file, log})
+  for (CLI::App *one_file : {recover_file, log}) {
     one_file->add_option("file_type", options.record.file_type)->required();
+  }
   recover_file->add_option("mark", options.mark, "3: the global header, 2: the entry headers");
   log->add_option("size", options.record.length, "Bytes of data")->required();
   log->add_option("count", options.count, "How many");

@@ -79,8 +79,9 @@ vesk_client_code receive(channel &ch, size_t &size) {
   if (got < 0) {
     return errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
   }
-  if ((msg.msg_flags & MSG_TRUNC) == 0 && sent_by_daemon(msg, ch.daemon))
+  if ((msg.msg_flags & MSG_TRUNC) == 0 && sent_by_daemon(msg, ch.daemon)) {
     size = static_cast<size_t>(got);
+  }
   return VESK_CLIENT_OK;
 }
 

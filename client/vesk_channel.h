@@ -9,7 +9,7 @@
 #include <span>
 
 #include "client/vesk_client.h"
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::client {
 

@@ -10,8 +10,8 @@
 
 #include "client/vesk_channel.h"
 #include "client/vesk_record_check.h"
-#include "daemon/vesk_messages.h"
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
+#include "protocol/vesk_messages.h"
 
 static_assert(VESK_CLIENT_SYNC_NONE == VESK_SYNC_NONE);
 static_assert(VESK_CLIENT_SYNC_ANSWER == VESK_SYNC_ANSWER);

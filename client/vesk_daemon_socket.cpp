@@ -6,20 +6,16 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_messages.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::client {
-namespace {
-
-constexpr unsigned daemon_sap = 1016;
-
-}  // namespace
 
 bool locate_daemon_socket(const char *run_dir, sockaddr_un &address) {
   address = {};
   address.sun_family = AF_UNIX;
   const int length = std::snprintf(address.sun_path, sizeof address.sun_path, "%s/%s%u", run_dir,
-                                   VESK_WIRE_SAP_PREFIX, daemon_sap);
+                                   VESK_WIRE_SAP_PREFIX, unsigned{VESK_ACCESS_POINT});
   const bool fits = length > 0 && static_cast<size_t>(length) < sizeof address.sun_path;
   return fits && run_dir[0] != '\0';
 }

@@ -1,8 +1,8 @@
 #include "client/vesk_record_check.h"
 
-#include "store/vesk_catalogue.h"
-#include "store/vesk_format.h"
-#include "store/vesk_ring.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_format.h"
+#include "format/vesk_ring.h"
 
 namespace vesk::client {
 namespace {

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "daemon/vesk_messages.h"
 #include "daemon/vesk_send.h"
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
+#include "protocol/vesk_messages.h"
 #include "store/vesk_flash.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"

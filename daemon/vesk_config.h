@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "daemon/vesk_messages.h"
+#include "protocol/vesk_messages.h"
 
 namespace vesk {
 

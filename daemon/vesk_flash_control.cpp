@@ -3,14 +3,15 @@
 #include <sys/time.h>
 
 #include <cerrno>
-#include <cstddef>
 #include <cstring>
 
 #include "daemon/vesk_send.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_format.h"
 #include "platform/card.h"
 #include "platform/program.h"
-#include "store/vesk_catalogue.h"
-#include "store/vesk_format.h"
+#include "protocol/vesk_exception.h"
+#include "protocol/vesk_messages.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"
 
@@ -20,53 +21,9 @@ namespace {
 
 constexpr int32_t silent_remounts = 3;
 constexpr uint32_t not_able_to_mount = 0x40C90000;
-constexpr uint32_t exception_opcode = 7000;
-constexpr uint32_t flash_failure = 3;  // the kind of a failure notice that concerns the flash
 
-// A word in host byte order at an odd address.
-struct host32 {
-  uint8_t b[4];
-
-  host32 &operator=(uint32_t value) {
-    std::memcpy(b, &value, sizeof b);
-    return *this;
-  }
-};
-
-// The layout, and the constants in it, are those of the receiver of exception reports.
-struct exception_record {
-  host32 code;
-  uint16_t constant_48;
-  uint8_t severity;
-  host32 code_again;
-  char constant_a;
-  uint8_t zero_1[8];
-  host32 zero_2;
-  host32 identity;
-  char text[127];  // not terminated when full
-  uint8_t zero_3[6];
-  vesk::be32 secs;
-  vesk::be32 usecs;
-  uint8_t zero_4[161];
-};
-static_assert(sizeof(exception_record) == VESK_EXCEPTION_SIZE);
-static_assert(offsetof(exception_record, constant_48) == 4);
-static_assert(offsetof(exception_record, severity) == 6);
-static_assert(offsetof(exception_record, code_again) == 7);
-static_assert(offsetof(exception_record, constant_a) == 11);
-static_assert(offsetof(exception_record, zero_2) == 20);
-static_assert(offsetof(exception_record, identity) == 24);
-static_assert(offsetof(exception_record, text) == 28);
-static_assert(offsetof(exception_record, secs) == 161);
-static_assert(offsetof(exception_record, usecs) == 165);
-
-struct failure_notice {
-  vesk::be32 kind;
-  vesk::be32 slot;
-};
-
-exception_record make_exception(uint8_t severity, uint32_t code, const char *text) {
-  exception_record record{};
+vesk_exception_record make_exception(uint8_t severity, uint32_t code, const char *text) {
+  vesk_exception_record record{};
   record.code = code;
   record.constant_48 = 48;
   record.severity = severity;
@@ -109,9 +66,9 @@ int32_t vesk_remount_fs(void) {
 }
 
 int32_t vesk_send_exception(uint8_t severity, uint32_t code, const char *text) {
-  const exception_record record = make_exception(severity, code, text);
+  const vesk_exception_record record = make_exception(severity, code, text);
   ipq_msg handle{};
-  ipq_send(ipq_q, VESK_DEST_LISTENERS, 0, exception_opcode, &record, sizeof record, &handle,
+  ipq_send(ipq_q, IPQ_DEST_LISTENERS, 0, IPQ_OPC_EXCEPTION, &record, sizeof record, &handle,
            nullptr, 0);
   ipq_drop(ipq_q, &handle);
   return 0;
@@ -123,14 +80,14 @@ void vesk_remove_file(const char *path) {
 }
 
 int32_t vesk_ipq_hdlr_ruda_fail_notice(ipq_msg *msg) {
-  const auto *notice = static_cast<const failure_notice *>(ipq_payload_get(msg));
+  const auto *notice = static_cast<const vesk_failure_notice *>(ipq_payload_get(msg));
   if (notice == nullptr) {
     VESK_ERROR("ERROR: %s ipq_payload_get failed\n", "vesk_ipq_hdlr_ruda_fail_notice");
     return -1;
   }
   uint8_t slot = 0;
   card_get_slot_num(&slot);
-  if (notice->kind != flash_failure || notice->slot != slot) return 0;
+  if (notice->kind != VESK_FLASH_FAILURE || notice->slot != slot) return 0;
   bootflash_failure_flag = 1;
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   vesk_file_sanity.fill(VESK_SANITY_FLASH_FAILED);

@@ -7,8 +7,6 @@
 #include "platform/ipq.h"
 #include "store/vesk_flash.h"
 
-constexpr uint32_t VESK_EXCEPTION_SIZE = 330;
-inline constexpr char VESK_MOUNT_MARKER[] = "/kyte_mounted";
 inline constexpr char VESK_MOUNT_PROGRAM[] = "/vamo/bin/kytemount";
 
 extern "C" {

@@ -5,13 +5,13 @@
 
 #include <cerrno>
 
+#include "base/vesk_fd.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_ring.h"
 #include "store/vesk_append.h"
-#include "store/vesk_catalogue.h"
 #include "store/vesk_entry.h"
-#include "store/vesk_fd.h"
 #include "store/vesk_flash.h"
 #include "store/vesk_log.h"
-#include "store/vesk_ring.h"
 #include "store/vesk_state.h"
 
 namespace {

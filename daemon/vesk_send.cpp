@@ -14,5 +14,5 @@ int32_t vesk_ipq_send(uint32_t dest, uint32_t dest_sap, uint32_t opcode, void *p
 
 int32_t vesk_ipq_send_response(void *payload, uint32_t length, ipq_msg *request,
                                ipq_msg *out_handle) {
-  return vesk_ipq_send(VESK_DEST_ANSWER, 0, 0, payload, length, out_handle, request, 0);
+  return vesk_ipq_send(IPQ_DEST_ANSWER, 0, 0, payload, length, out_handle, request, 0);
 }

@@ -5,10 +5,6 @@
 
 #include "platform/ipq.h"
 
-// Addresses that are not a node's own.
-constexpr uint32_t VESK_DEST_ANSWER = 0xFE000000;     // the sender of the message answered
-constexpr uint32_t VESK_DEST_LISTENERS = 0xFE000001;  // everybody who subscribed
-
 extern "C" {
 
 extern int32_t ipq_q;  // the daemon's bound message queue, which the main loop watches

@@ -12,15 +12,16 @@
 #include "daemon/vesk_lifecycle.h"
 #include "daemon/vesk_send.h"
 #include "daemon/vesk_timer.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_format.h"
 #include "platform/card.h"
 #include "platform/ipq.h"
 #include "platform/program.h"
 #include "platform/runctl.h"
 #include "platform/tg.h"
+#include "protocol/vesk_messages.h"
 #include "recovery/vesk_validate.h"
-#include "store/vesk_catalogue.h"
 #include "store/vesk_flash.h"
-#include "store/vesk_format.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"
 
@@ -29,7 +30,6 @@ uint32_t vesk_ctrl;
 
 namespace {
 
-constexpr uint32_t access_point = 1016;
 constexpr std::array<uint32_t, 6> bind_block = {1, 1, 400, VESK_OWN_UUID, 0, 15};
 constexpr std::array<uint32_t, 2> tick_interval = {5, 0};  // seconds, sub-second units
 constexpr char old_log_dir[] = "/mnt/qvd/vesk/";
@@ -49,7 +49,7 @@ int32_t set_up_signals() {
 }
 
 int32_t bind_queue() {
-  ipq_q = ipq_bind(1, access_point, bind_block.data(), VESK_DISPLAY_NAME);
+  ipq_q = ipq_bind(1, VESK_ACCESS_POINT, bind_block.data(), VESK_DISPLAY_NAME);
   if (ipq_q < 0) {
     VESK_ERROR("ERROR: Failed to bind IPQ SAP.\n");
     return VESK_EXIT_BIND;
@@ -131,8 +131,9 @@ int32_t vesk_start_up(void) {
   if (const int32_t status = find_slot(); status != 0) return status;
   reset_file_types();
   check_log_dir();
-  if (vesk_restarted == 0)
+  if (vesk_restarted == 0) {
     vesk_validate_files();  // a restarted daemon trusts the files as they are
+  }
   VESK_TRACE("TRACE:Going to infinite loop \n");
   vesk::send_up();  // a second time where the first tick has sent it already
   return 0;

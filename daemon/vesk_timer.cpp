@@ -2,10 +2,10 @@
 
 #include <cerrno>
 
-#include "daemon/vesk_messages.h"
 #include "daemon/vesk_mount_check.h"
 #include "daemon/vesk_send.h"
 #include "platform/runctl.h"
+#include "protocol/vesk_messages.h"
 #include "store/vesk_log.h"
 
 uint32_t vesk_tg_handle;
@@ -13,8 +13,7 @@ uint8_t vesk_up_sent;
 uint8_t vesk_up_sent_retry_count;
 
 void vesk::send_up() {
-  if (vesk_ipq_send(VESK_DEST_LISTENERS, 0, IPQ_OPC_VESK_UP, nullptr, 0, nullptr, nullptr, 0) !=
-      0) {
+  if (vesk_ipq_send(IPQ_DEST_LISTENERS, 0, IPQ_OPC_VESK_UP, nullptr, 0, nullptr, nullptr, 0) != 0) {
     VESK_ERROR("ERROR: Failed to send IPQ_OPC_VESK_UP message errno %d\n", errno);
     ++vesk_up_sent_retry_count;
     return;

@@ -14,7 +14,7 @@
 
 #include "host/vesk_run_dir.h"
 #include "host/vesk_stderr.h"
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 namespace {

@@ -19,7 +19,7 @@ const void *dbgkit_sys_facility;
 namespace {
 
 // dbgprint() is not told the level of its line. It is the one that was just asked about.
-uint32_t line_level = vesk::line_error;
+uint32_t line_level = VESK_LEVEL_ERROR;
 
 void read_environment() {
   const char *value = std::getenv("VESK_DEBUG");
@@ -95,7 +95,7 @@ int32_t dbgkit_chk_int(uint32_t level, uint32_t, uint32_t, uint32_t) {
 }
 
 void dbgprint(const char *format, ...) {
-  const auto level = line_level == vesk::line_trace ? vesk::priority::debug : vesk::priority::error;
+  const auto level = line_level == VESK_LEVEL_TRACE ? vesk::priority::debug : vesk::priority::error;
   std::va_list args;
   va_start(args, format);
   vesk::print_line(level, format, args);

@@ -3,13 +3,10 @@
 
 #include <cstdint>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_levels.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
-
-// The levels of the daemon's lines.
-constexpr uint32_t line_trace = 100;
-constexpr uint32_t line_error = 101;
 
 // How much is wanted, each including the ones before.
 constexpr uint8_t want_nothing = 0;
@@ -18,7 +15,7 @@ constexpr uint8_t want_traces = 2;
 
 // How much must be wanted for a line of this level.
 constexpr uint8_t wanted_by(uint32_t level) {
-  return level == line_trace ? want_traces : want_errors;
+  return level == VESK_LEVEL_TRACE ? want_traces : want_errors;
 }
 
 // Errors are printed from the very first moment; recording begins when the history is set up.

@@ -6,7 +6,7 @@
 #include <span>
 #include <string_view>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 

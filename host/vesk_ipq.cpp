@@ -14,8 +14,6 @@
 
 namespace {
 
-constexpr uint32_t dest_answer = 0xFE000000;
-constexpr uint32_t dest_listeners = 0xFE000001;
 constexpr size_t bind_block_uuid = 3;  // which word of the bind block is the service's uuid
 
 // How many refused datagrams one call passes over: enough that honest senders behind them are not
@@ -46,9 +44,9 @@ int32_t send_message(uint32_t dest, uint32_t opcode, const void *payload, uint32
                      ipq_msg *reply_to) {
   if (length > VESK_WIRE_MAX_PAYLOAD) return fail(EMSGSIZE);
   switch (dest) {
-    case dest_answer:
+    case IPQ_DEST_ANSWER:
       return send_answer(reply_to, opcode, payload, length);
-    case dest_listeners:
+    case IPQ_DEST_LISTENERS:
       vesk::send_to_listeners(opcode, payload, length);
       return 0;
     default:

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/vesk_wire.h"
 #include "platform/ipq.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 

@@ -12,8 +12,8 @@
 #include "host/vesk_pid_file.h"
 #include "host/vesk_run_dir.h"
 #include "host/vesk_stderr.h"
-#include "host/vesk_wire.h"
 #include "platform/runctl.h"
+#include "protocol/vesk_wire.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk {
 

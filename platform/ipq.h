@@ -12,6 +12,10 @@ struct ipq_msg {
   uint32_t word[4];
 };
 
+// Addresses that are not a node's own.
+constexpr uint32_t IPQ_DEST_ANSWER = 0xFE000000;     // the sender of the message answered
+constexpr uint32_t IPQ_DEST_LISTENERS = 0xFE000001;  // everybody who subscribed
+
 extern "C" {
 
 // Binds the access point `sap` and returns its queue: a descriptor that select() reports readable

@@ -37,13 +37,14 @@ void byte_window::read_more() {
   const uint64_t offset = base_ + filled_;
   const auto wanted =
       static_cast<size_t>(std::min(uint64_t{buffer_.size() - filled_}, end_ - offset));
-  const ssize_t got = ::pread(fd_, buffer_.data() + filled_, wanted, static_cast<off_t>(offset));
-  if (got > 0)
+  const ssize_t got = pread(fd_, buffer_.data() + filled_, wanted, static_cast<off_t>(offset));
+  if (got > 0) {
     filled_ += static_cast<size_t>(got);
-  else if (got == 0)
+  } else if (got == 0) {
     end_ = offset;
-  else if (errno != EINTR)
+  } else if (errno != EINTR) {
     pass_over(offset, errno);
+  }
 }
 
 void byte_window::pass_over(uint64_t offset, int error) {
@@ -52,10 +53,11 @@ void byte_window::pass_over(uint64_t offset, int error) {
   const auto count = static_cast<size_t>(end - offset);
   std::memset(buffer_.data() + filled_, 0, count);
   filled_ += count;
-  if (!unreadable_.empty() && unreadable_.back().end == offset)
+  if (!unreadable_.empty() && unreadable_.back().end == offset) {
     unreadable_.back().end = end;
-  else
+  } else {
     unreadable_.push_back({offset, end, error});
+  }
 }
 
 ring_bytes byte_window::at_hand() const {
@@ -78,7 +80,7 @@ const unreadable_stretch *byte_window::unreadable_at(uint64_t offset) const {
 
 uint64_t byte_window::next_data(uint64_t offset) const {
   if (fd_ < 0) return offset;
-  const off_t data = ::lseek(fd_, static_cast<off_t>(offset), SEEK_DATA);
+  const off_t data = lseek(fd_, static_cast<off_t>(offset), SEEK_DATA);
   if (data >= 0) return static_cast<uint64_t>(data);
   return errno == ENXIO ? end_ : offset;  // nothing but a hole, or not known
 }

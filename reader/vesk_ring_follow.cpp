@@ -8,9 +8,9 @@
 #include <system_error>
 #include <utility>
 
+#include "format/vesk_checksum.h"
+#include "format/vesk_format.h"
 #include "reader/vesk_ring_image.h"
-#include "store/vesk_checksum.h"
-#include "store/vesk_format.h"
 
 namespace vesk {
 
@@ -87,8 +87,9 @@ void ring_follower::went(const ring_walk &walk) {
 ring_follower::look ring_follower::read_all(int fd, news what) {
   last_entry_.reset();
   broken_since_.reset();
-  if (auto reason = read_ring_image(fd, capacity_, image_); !reason.empty())
+  if (auto reason = read_ring_image(fd, capacity_, image_); !reason.empty()) {
     return {news::none, nothing(), std::move(reason)};
+  }
   const ring_walk walk = begin_walk(image_, capacity_);
   seen_ = walk.state;
   told_ = !seen_;
@@ -103,8 +104,9 @@ ring_follower::look ring_follower::read_added(int fd, const ring_state &ring,
                                 (!around || read_stretch(fd, VESK_GHEADER_SIZE, ring.end)));
   // What was read counts only where it was not overwritten meanwhile.
   const ring_walk again = begin_walk(read_header(fd, 0), capacity_);
-  if (!whole || !again.state || !has_place(*again.state, position_))
+  if (!whole || !again.state || !has_place(*again.state, position_)) {
     return {news::none, nothing(), {}};
+  }
 
   seen_ = ring;
   const ring_walk walk = resume_walk(image_, ring, position_, last_stamp_);
@@ -142,8 +144,9 @@ bool ring_follower::still_holds(int fd, uint32_t offset) const {
 // False where the file cannot be read; what lies beyond its end is left out of the image.
 bool ring_follower::read_stretch(int fd, uint32_t begin, uint32_t end) {
   struct stat status;
-  if (::fstat(fd, &status) != 0 || status.st_size > static_cast<off_t>(ring_image_limit))
+  if (fstat(fd, &status) != 0 || status.st_size > static_cast<off_t>(ring_image_limit)) {
     return false;
+  }
   image_.resize(static_cast<size_t>(status.st_size));
   if (begin >= image_.size()) return true;
   const std::span<uint8_t> stretch = std::span(image_).subspan(begin);

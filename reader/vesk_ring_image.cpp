@@ -29,15 +29,16 @@ std::string system_reason(int error) {
 std::string reason_not_to_read(const struct stat &status) {
   if (S_ISDIR(status.st_mode)) return system_reason(EISDIR);
   if (!S_ISREG(status.st_mode)) return "Not a regular file";
-  if (status.st_size > static_cast<off_t>(ring_image_limit))
+  if (status.st_size > static_cast<off_t>(ring_image_limit)) {
     return "Larger than " + std::to_string(ring_image_limit >> 20) + " MiB: not a log file";
+  }
   return {};
 }
 
 // Reads as much as the file holds at this moment.
 std::string read_once(int fd, std::vector<uint8_t> &image) {
   struct stat status;
-  if (::fstat(fd, &status) != 0) return system_reason(errno);
+  if (fstat(fd, &status) != 0) return system_reason(errno);
   if (auto reason = reason_not_to_read(status); !reason.empty()) return reason;
   image.resize(static_cast<size_t>(status.st_size));
   const ssize_t got = read_ring_bytes(fd, image, 0);
@@ -57,7 +58,7 @@ bool header_moved(int fd, const std::vector<uint8_t> &image) {
 bool written_just_now(int fd) {
   using namespace std::chrono;
   struct stat status;
-  if (::fstat(fd, &status) != 0) return false;
+  if (fstat(fd, &status) != 0) return false;
   const auto written = system_clock::from_time_t(status.st_mtim.tv_sec);
   return abs(system_clock::now() - written) <= live_time;
 }
@@ -68,7 +69,7 @@ ssize_t read_ring_bytes(int fd, std::span<uint8_t> buffer, size_t offset) {
   size_t done = 0;
   while (done < buffer.size()) {
     const ssize_t got =
-        ::pread(fd, buffer.data() + done, buffer.size() - done, static_cast<off_t>(offset + done));
+        pread(fd, buffer.data() + done, buffer.size() - done, static_cast<off_t>(offset + done));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return -1;
     if (got == 0) break;
@@ -79,7 +80,7 @@ ssize_t read_ring_bytes(int fd, std::span<uint8_t> buffer, size_t offset) {
 
 unique_fd open_ring(const std::string &path) {
   // Without O_NONBLOCK, opening a FIFO would wait for somebody to write to it.
-  return unique_fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  return unique_fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 std::string read_ring_image(int fd, uint32_t capacity, std::vector<uint8_t> &image) {

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "store/vesk_fd.h"
+#include "base/vesk_fd.h"
 
 namespace vesk {
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "format/vesk_ring.h"
 #include "reader/vesk_ring_summary.h"
-#include "store/vesk_ring.h"
 
 namespace vesk {
 

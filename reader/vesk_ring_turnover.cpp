@@ -1,7 +1,7 @@
 #include "reader/vesk_ring_turnover.h"
 
+#include "format/vesk_ring.h"
 #include "reader/vesk_ring_summary.h"
-#include "store/vesk_ring.h"
 
 namespace vesk {
 
@@ -61,12 +61,13 @@ std::optional<write_rate> present_rate(ring_walk walk, const whole_ring &ring) {
     ++number;
     const bool recent =
         passed > older_bytes || stamp + usecs_per_day >= ring.newest || number + 1 >= ring.entries;
-    if (part.begun && !follows_jump(*entry))
+    if (part.begun && !follows_jump(*entry)) {
       part.bytes += bytes_of(*entry);
-    else if (recent)
+    } else if (recent) {
       part = {true, stamp, 0};
-    else
+    } else {
       part = {};
+    }
   }
   if (part.bytes == 0 || ring.newest <= part.first) return {};
   return write_rate{part.bytes, ring.newest - part.first};

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <utility>
 
-#include "store/vesk_checksum.h"
-#include "store/vesk_ring.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_ring.h"
 
 namespace vesk {
 
@@ -20,34 +20,41 @@ std::string text(uint64_t number) {
 
 // What makes a global header unfit to walk by, if anything.
 std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
-  if (std::memcmp(header.magic, "vesk", sizeof header.magic) != 0)
+  if (std::memcmp(header.magic, "vesk", sizeof header.magic) != 0) {
     return damage_at(0, "not a log file: it does not begin with \"vesk\"");
-  if (header.version != VESK_VERSION)
+  }
+  if (header.version != VESK_VERSION) {
     return damage_at(offsetof(vesk_gheader, version),
                      "format version " + text(header.version) + " is not known");
-  if (!checksum_holds(header))
+  }
+  if (!checksum_holds(header)) {
     return damage_at(offsetof(vesk_gheader, checksum),
                      "the checksum of the global header does not hold");
+  }
 
   const uint64_t max = header.max, start = header.start, end = header.end;
-  if (start < VESK_GHEADER_SIZE || start + VESK_EHDR_SIZE >= max)
+  if (start < VESK_GHEADER_SIZE || start + VESK_EHDR_SIZE >= max) {
     return damage_at(
         offsetof(vesk_gheader, start),
         "start " + text(start) + " is no place for an entry in a ring of " + text(max) + " bytes");
-  if (end < VESK_GHEADER_SIZE || end > max)
+  }
+  if (end < VESK_GHEADER_SIZE || end > max) {
     return damage_at(offsetof(vesk_gheader, end),
                      "end " + text(end) + " lies outside a ring of " + text(max) + " bytes");
+  }
   // A small ring that gave up everything it held comes to this too, until its next record.
-  if (start == end && start != VESK_GHEADER_SIZE)
+  if (start == end && start != VESK_GHEADER_SIZE) {
     return damage_at(offsetof(vesk_gheader, start),
                      "start and end are both " + text(start) + ": no entry can be reached");
+  }
   return {};
 }
 
 std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &header) {
   if (image.empty()) return damage_at(0, "the file is empty");
-  if (image.size() < sizeof header)
+  if (image.size() < sizeof header) {
     return damage_at(image.size(), "the file ends inside its global header");
+  }
   std::memcpy(&header, image.data(), sizeof header);
   return gheader_damage(header);
 }
@@ -56,11 +63,13 @@ std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &header
 // all the same, so it is told only where the chain shows no damage of its own.
 std::optional<ring_damage> false_claim(const ring_walk &walk, uint32_t capacity) {
   const uint32_t max = walk.state->max;
-  if (capacity != unknown_capacity && max != capacity)
+  if (capacity != unknown_capacity && max != capacity) {
     return damage_at(offsetof(vesk_gheader, max),
                      "capacity " + text(max) + " is not the " + text(capacity) + " of this file");
-  if (walk.image.size() > max)
+  }
+  if (walk.image.size() > max) {
     return damage_at(max, "the file goes on beyond its capacity of " + text(max) + " bytes");
+  }
   return {};
 }
 

@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 namespace vesk {
 

@@ -4,10 +4,10 @@
 #include <array>
 #include <cstring>
 
+#include "format/vesk_catalogue.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_ring.h"
 #include "reader/vesk_salvage_header.h"
-#include "store/vesk_catalogue.h"
-#include "store/vesk_checksum.h"
-#include "store/vesk_ring.h"
 
 namespace vesk {
 
@@ -28,8 +28,9 @@ std::optional<vesk_gheader> gheader_in(ring_bytes bytes) {
   vesk_gheader header;
   if (bytes.size() < sizeof header) return {};
   std::memcpy(&header, bytes.data(), sizeof header);
-  if (std::memcmp(header.magic, VESK_MAGIC, sizeof header.magic) != 0 || !checksum_holds(header))
+  if (std::memcmp(header.magic, VESK_MAGIC, sizeof header.magic) != 0 || !checksum_holds(header)) {
     return {};
+  }
   return header;
 }
 
@@ -107,8 +108,9 @@ void salvage::pass_over_noise() {
     const ring_bytes ahead = window_.bytes(next_place_, UINT64_MAX);
     size_t passed = 0;
     while (passed + VESK_EHDR_SIZE <= ahead.size() && next_place_ + passed < in_chain &&
-           !may_be_header(ahead.data() + passed))
+           !may_be_header(ahead.data() + passed)) {
       passed += header_alignment;
+    }
     next_place_ += passed;
   }
   next_place_ = std::min(next_place_, in_chain);
@@ -148,17 +150,19 @@ std::optional<salvage::candidate> salvage::judge(const candidate &found,
   if (!holds && !confirmed && !rewrite_is_tied(found.offset, header, *former)) return {};
   if (!holds && is_in_gheader(found.offset, header)) return {};
   if (odd + cut > 0) return found;
-  if (holds)
+  if (holds) {
     return confirmed ? found.as(certainty::sure, rank_sure)
                      : found.as(certainty::likely, rank_likely);
+  }
   return found.as(certainty::rewritten, confirmed ? rank_rewritten_confirmed : rank_rewritten);
 }
 
 bool salvage::rewrite_is_tied(uint64_t offset, const vesk_ehdr &header, uint16_t former) const {
   if (former == 0 || header.prev_size == VESK_EHDR_SIZE) return true;
   if (const auto before = entry_ending_at(offset, header.prev_size);
-      before && is_neighbour(*before))
+      before && is_neighbour(*before)) {
     return true;
+  }
   const auto before = entry_ending_at(offset, former);
   return before && before->type == VESK_NULL_ENTRY_TYPE && is_neighbour(*before);
 }
@@ -214,10 +218,11 @@ void salvage::add_unreadable(const unreadable_stretch &stretch) {
 void salvage::add(const candidate &found) {
   const candidate *last = pending_.empty() ? nullptr : &pending_.back();
   if (last && last->what != kind::unreadable && found.offset - last->offset < VESK_EHDR_SIZE) {
-    if (last->surety < found.surety)
+    if (last->surety < found.surety) {
       pending_.pop_back();
-    else if (found.level != certainty::chain)
+    } else if (found.level != certainty::chain) {
       return;
+    }
   }
   pending_.push_back(found);
 }

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstring>
 
-#include "store/vesk_checksum.h"
+#include "format/vesk_checksum.h"
 
 namespace vesk {
 

@@ -38,7 +38,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 namespace vesk {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/vesk_ring.h"
+#include "format/vesk_ring.h"
 
 namespace vesk {
 

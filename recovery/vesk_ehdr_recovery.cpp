@@ -2,12 +2,12 @@
 
 #include <cerrno>
 
+#include "format/vesk_format.h"
+#include "format/vesk_ring.h"
 #include "recovery/vesk_damage.h"
 #include "store/vesk_entry.h"
-#include "store/vesk_format.h"
 #include "store/vesk_log.h"
 #include "store/vesk_probe.h"
-#include "store/vesk_ring.h"
 #include "store/vesk_update.h"
 
 namespace {

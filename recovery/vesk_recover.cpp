@@ -4,16 +4,16 @@
 
 #include <cerrno>
 
+#include "base/vesk_fd.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_format.h"
 #include "platform/runctl.h"
 #include "recovery/vesk_ehdr_recovery.h"
 #include "recovery/vesk_ghdr_recovery.h"
-#include "store/vesk_catalogue.h"
-#include "store/vesk_checksum.h"
 #include "store/vesk_entry.h"
-#include "store/vesk_fd.h"
 #include "store/vesk_file_info.h"
 #include "store/vesk_flash.h"
-#include "store/vesk_format.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"

@@ -5,15 +5,15 @@
 
 #include <cerrno>
 
+#include "base/vesk_fd.h"
+#include "format/vesk_catalogue.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_format.h"
 #include "recovery/vesk_corruption_check.h"
 #include "recovery/vesk_recover.h"
-#include "store/vesk_catalogue.h"
-#include "store/vesk_checksum.h"
 #include "store/vesk_entry.h"
-#include "store/vesk_fd.h"
 #include "store/vesk_file_info.h"
 #include "store/vesk_flash.h"
-#include "store/vesk_format.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "store/vesk_checksum.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_ring.h"
 #include "store/vesk_entry.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
 #include "store/vesk_make_space.h"
-#include "store/vesk_ring.h"
 #include "store/vesk_state.h"
 #include "store/vesk_update.h"
 

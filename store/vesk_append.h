@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 extern "C" {
 

@@ -6,10 +6,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "store/vesk_checksum.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_ring.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
-#include "store/vesk_ring.h"
 
 namespace {
 

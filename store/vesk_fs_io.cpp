@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-#include "store/vesk_errno.h"
+#include "base/vesk_errno.h"
 #include "store/vesk_flash.h"
 
 namespace {

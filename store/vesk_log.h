@@ -3,11 +3,9 @@
 
 #include <cstdint>
 
+#include "base/vesk_errno.h"
 #include "platform/dbgkit.h"
-#include "store/vesk_errno.h"
-
-constexpr uint32_t VESK_LEVEL_TRACE = 100;
-constexpr uint32_t VESK_LEVEL_ERROR = 101;
+#include "protocol/vesk_levels.h"
 
 constexpr uint32_t VESK_HIST_IDENTITY = 115;
 constexpr uint32_t VESK_HIST_EVENT = VESK_HIST_IDENTITY << 16;

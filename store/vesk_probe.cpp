@@ -1,6 +1,6 @@
 #include "store/vesk_probe.h"
 
-#include "store/vesk_checksum.h"
+#include "format/vesk_checksum.h"
 #include "store/vesk_fs_io.h"
 
 vesk::slot vesk::probe_slot(int32_t fd, uint32_t offset) {

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 namespace vesk {
 

@@ -2,12 +2,12 @@
 
 #include <cerrno>
 
-#include "store/vesk_checksum.h"
+#include "format/vesk_checksum.h"
+#include "format/vesk_ring.h"
 #include "store/vesk_entry.h"
 #include "store/vesk_fs_io.h"
 #include "store/vesk_log.h"
 #include "store/vesk_probe.h"
-#include "store/vesk_ring.h"
 
 namespace {
 

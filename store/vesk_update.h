@@ -7,7 +7,7 @@
 
 #include <cstdint>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 // What vesk_check_update_type() stores in `not_found`.
 constexpr uint8_t VESK_UPDATE_NOT_FOUND = 1;  // nothing to update: the caller appends instead

@@ -11,7 +11,8 @@ int main() {
                        .sync = VESK_CLIENT_SYNC_ANSWER},
                       "fan tray 2 removed");
   }
-  if (code != VESK_CLIENT_OK)
+  if (code != VESK_CLIENT_OK) {
     std::fprintf(stderr, "not logged: %s\n", vesk_client_error_text(code));
+  }
   return code == VESK_CLIENT_OK ? 0 : 1;
 }

@@ -6,13 +6,13 @@
 #include <string_view>
 #include <utility>
 
+#include "format/vesk_catalogue.h"
 #include "recovery/vesk_validate.h"
-#include "store/vesk_catalogue.h"
 #include "store/vesk_state.h"
-#include "tests/property/allowance.h"
-#include "tests/property/header_bytes.h"
-#include "tests/property/trial.h"
+#include "tests/support/allowance.h"
+#include "tests/support/header_bytes.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -185,8 +185,9 @@ workload append_to_torn() {
     for (row &row : some) {
       for (rule &rule : row.rules) {
         if (rule.then.back() == "= -1" || rule.then.back() == "= 0" ||
-            rule.then.back().starts_with("= -1, code"))
+            rule.then.back().starts_with("= -1, code")) {
           rule.refused_next = why;
+        }
       }
     }
     return some;

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "tests/property/header_bytes.h"
+#include "tests/support/header_bytes.h"
 #include "tests/support/recorder.h"
 
 namespace vesk::test {

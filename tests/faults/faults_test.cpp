@@ -106,17 +106,17 @@ TEST(Faults, ANextRecordThatIsStoredUnexpectedlyIsFound) {
 }
 
 TEST(Faults, ADescriptorThatStaysOpenIsFound) {
-  const auto open_only = [] { return ::open(path, O_RDWR) < 0 ? -1 : 0; };
+  const auto open_only = [] { return open(path, O_RDWR) < 0 ? -1 : 0; };
   const workload workload = made_of(open_only, {{"open " + std::string(path) + " 2"}, {"= 0"}});
   EXPECT_EQ(trials(workload).broken().back(), "  * = 0   |   = 0, open temperature_err.log");
 }
 
 TEST(Faults, AWriteBeyondTheCapacityIsFound) {
   const auto write_far = [] {
-    const int fd = ::open(path, O_RDWR);
-    ::lseek(fd, 8190, SEEK_SET);
-    const ssize_t count = ::write(fd, "abcd", 4);
-    ::close(fd);
+    const int fd = open(path, O_RDWR);
+    lseek(fd, 8190, SEEK_SET);
+    const ssize_t count = write(fd, "abcd", 4);
+    close(fd);
     return count == 4 ? 0 : -1;
   };
   const workload workload = made_of(write_far, {{"open " + std::string(path) + " 2"},
@@ -131,10 +131,10 @@ TEST(Faults, AWriteBeyondTheCapacityIsFound) {
 // The operation repeats a read until it succeeds.
 TEST(Faults, AnOperationThatWouldNotEndIsStopped) {
   const auto insist = [] {
-    const int fd = ::open(path, O_RDWR);
+    const int fd = open(path, O_RDWR);
     char buf[20];
-    for (int n = 0; n < 150'000 && ::read(fd, buf, sizeof buf) < 0;) ++n;
-    return ::close(fd);
+    for (int n = 0; n < 150'000 && read(fd, buf, sizeof buf) < 0;) ++n;
+    return close(fd);
   };
   const workload workload = made_of(insist, {{"open " + std::string(path) + " 2"},
                                              {"read 20", {{any_error(), {the_rest}}}},

@@ -6,8 +6,8 @@
 #include "tests/faults/record_rows.h"
 #include "tests/faults/remount.h"
 #include "tests/faults/workload.h"
-#include "tests/property/trial.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <span>
 
-#include "tests/property/header_bytes.h"
+#include "tests/support/header_bytes.h"
 
 namespace vesk::test {
 

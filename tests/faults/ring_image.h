@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "tests/property/ram_flash.h"
+#include "tests/support/ram_flash.h"
 
 namespace vesk::test {
 

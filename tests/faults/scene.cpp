@@ -11,9 +11,9 @@
 #include "store/vesk_append.h"
 #include "store/vesk_state.h"
 #include "tests/faults/event_text.h"
-#include "tests/property/stray_write.h"
+#include "tests/support/intercept.h"
 #include "tests/support/recorder.h"
-#include "tests/unit/daemon/intercept.h"
+#include "tests/support/stray_write.h"
 
 extern "C" int32_t __real_vesk_append(int32_t fd, const vesk_log_req *record, uint32_t file_size,
                                       uint32_t max_size, uint32_t *error_code);

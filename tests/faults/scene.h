@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "tests/faults/failure.h"
-#include "tests/property/ram_flash.h"
+#include "tests/support/ram_flash.h"
 #include "tests/support/record.h"
 
 namespace vesk::test {

@@ -103,8 +103,9 @@ workload recover_global_gap() {
     add(rows,
         probe_rows(offset, first_pass_read(offset),
                    {broken_off + probes({20}) + rebuilt(20, 80), empty_by_seek, empty_by_read}));
-    if (offset != 124)
+    if (offset != 124) {
       rows.push_back({"! ERROR: Bad ehdr at offset " + std::to_string(offset) + "\n"});
+    }
   }
   rows.push_back({adding});
   add(rows, null_entry_rows(lost, event_list{updating} + link_calls + probes({184}) + second +
@@ -163,8 +164,9 @@ call_table entry_repair_rows(const swept_file &swept) {
   add(rows, probe_rows(20, entries_read(), always(unreadable)));
   for (const uint32_t offset : every(4, 80, 124)) {
     add(rows, probe_rows(offset, entries_read(), always(unreadable)));
-    if (offset != 124)
+    if (offset != 124) {
       rows.push_back({"! ERROR: Bad ehdr at offset " + std::to_string(offset) + "\n"});
+    }
   }
   rows.push_back({adding});
   add(rows, null_entry_rows(lost, event_list{updating} + link_calls + behind));

@@ -7,10 +7,10 @@
 
 #include "daemon/vesk_start.h"
 #include "daemon/vesk_timer.h"
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
 #include "store/vesk_state.h"
-#include "tests/property/trial.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -4,7 +4,7 @@
 #include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
-#include "tests/property/trial.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -11,9 +11,9 @@
 #include <filesystem>
 
 #include "tests/flash/mount_point.h"
-#include "tests/system/poll.h"
-#include "tests/system/program.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/poll.h"
+#include "tests/support/program.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -5,7 +5,7 @@
 
 #include <new>
 
-#include "store/vesk_fd.h"
+#include "base/vesk_fd.h"
 
 namespace vesk::test {
 

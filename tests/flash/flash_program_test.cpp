@@ -8,12 +8,12 @@
 
 #include <cerrno>
 
-#include "store/vesk_fd.h"
+#include "base/vesk_fd.h"
 #include "tests/flash/broken_flash.h"
 #include "tests/flash/mount_point.h"
-#include "tests/system/poll.h"
-#include "tests/system/program.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/poll.h"
+#include "tests/support/program.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -7,8 +7,8 @@
 
 #include "tests/flash/broken_flash.h"
 #include "tests/flash/mount_point.h"
-#include "tests/system/poll.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/poll.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

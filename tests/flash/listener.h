@@ -4,8 +4,8 @@
 #include <chrono>
 #include <optional>
 
-#include "store/vesk_fd.h"
-#include "tests/system/wire_socket.h"
+#include "base/vesk_fd.h"
+#include "tests/support/wire_socket.h"
 
 namespace vesk::test {
 

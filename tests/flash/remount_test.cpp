@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "store/vesk_fd.h"
+#include "base/vesk_fd.h"
 #include "tests/flash/flash_test.h"
 
 namespace vesk::test {

@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <thread>
 
-#include "store/vesk_fd.h"
+#include "base/vesk_fd.h"
 #include "tests/flash/flash_files.h"
 #include "tests/flash/flash_plan.h"
 #include "tests/flash/mount_point.h"

@@ -25,15 +25,15 @@
 #include <string>
 
 #include "daemon/vesk_dispatch.h"
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
 #include "store/vesk_state.h"
 #include "tests/fuzz/dispatch_input.h"
-#include "tests/property/allowance.h"
-#include "tests/property/header_bytes.h"
-#include "tests/property/ram_flash.h"
-#include "tests/property/stray_write.h"
-#include "tests/property/trial.h"
+#include "tests/support/allowance.h"
+#include "tests/support/header_bytes.h"
+#include "tests/support/ram_flash.h"
 #include "tests/support/recorder.h"
+#include "tests/support/stray_write.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 namespace {
@@ -291,8 +291,9 @@ void dispatch_run::expect_drops(const step &next) {
 void dispatch_run::expect_files_closed(const step &next) {
   const std::vector<std::string> open = flash_.open_files();
   promise(open.size() <= (next.opcode == 1158 ? 1 : 0), "no descriptor is left open");
-  for (const std::string &path : open)
+  for (const std::string &path : open) {
     promise(path == path_of(21) || path == path_of(22), "a repair ends at a kernel log only");
+  }
   flash_.close_all();
 }
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
 
 namespace vesk::test {
 

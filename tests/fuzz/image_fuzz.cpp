@@ -10,7 +10,7 @@
 #include <string>
 
 #include "tests/fuzz/image_input.h"
-#include "tests/property/trial.h"
+#include "tests/support/trial.h"
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   // What the recording platform finds wrong with a call counts as well.

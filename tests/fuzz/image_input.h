@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-#include "tests/property/trial.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <span>
 
-#include "tests/property/dice.h"
-#include "tests/property/header_bytes.h"
+#include "tests/support/dice.h"
+#include "tests/support/header_bytes.h"
 
 extern "C" size_t LLVMFuzzerMutate(uint8_t *data, size_t size, size_t max_size);
 

@@ -5,8 +5,8 @@
 
 #include "tests/fuzz/dispatch_input.h"
 #include "tests/fuzz/write_seeds.h"
+#include "tests/support/file_bytes.h"
 #include "tests/support/record.h"
-#include "tests/unit/reader/file_bytes.h"
 
 namespace vesk::test {
 namespace {

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "tests/fuzz/image_input.h"
-#include "tests/property/random_trial.h"
-#include "tests/property/trial.h"
+#include "tests/support/random_trial.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "tests/fuzz/write_seeds.h"
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 namespace {

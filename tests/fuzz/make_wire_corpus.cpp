@@ -3,7 +3,7 @@
 #include <map>
 #include <string>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 #include "tests/fuzz/wire_input.h"
 #include "tests/fuzz/write_seeds.h"
 
@@ -35,8 +35,9 @@ std::map<std::string, std::string> seeds() {
   const std::string word(4, '\x07');
   const std::string log = request(1151, "a record");
   std::string burst;
-  for (int i = 0; i < 8; ++i)
+  for (int i = 0; i < 8; ++i) {
     burst += sends(i % 3 == 0 ? log : with_byte(log, static_cast<size_t>(i), 0), more_follow);
+  }
   return {
       {"answer", sends(log)},
       {"receipt", sends(log, not_answered)},

@@ -11,12 +11,12 @@
 #include <span>
 #include <vector>
 
-#include "reader/vesk_forecast.h"
+#include "forecast/vesk_forecast.h"
+#include "format/vesk_catalogue.h"
 #include "reader/vesk_ring_summary.h"
 #include "reader/vesk_ring_walk.h"
 #include "reader/vesk_salvage.h"
-#include "store/vesk_catalogue.h"
-#include "tests/property/header_bytes.h"
+#include "tests/support/header_bytes.h"
 #include "tests/support/log_file.h"
 
 namespace vesk::test {
@@ -83,10 +83,11 @@ void expect_same(const ring_summary &summary, const entries_by_offset &chain) {
 
 void expect_likely(const salvaged_entry &found, ring_bytes file) {
   const bool holds = sum_holds(file.data() + found.offset);
-  if (found.level == certainty::rewritten)
+  if (found.level == certainty::rewritten) {
     promise(!holds, "a rewritten entry is one whose checksum does not hold");
-  else if (found.level != certainty::doubtful)
+  } else if (found.level != certainty::doubtful) {
     promise(holds, "an entry is sure, or likely, by its checksum");
+  }
   promise(found.level == certainty::doubtful || found.whole(), "what is not doubtful is whole");
 }
 
@@ -130,9 +131,10 @@ void expect_chain(const std::vector<salvaged_entry> &entries, const entries_by_o
 
 // The same bytes behind a descriptor, of which nothing is known.
 void expect_same_in_pieces(const std::vector<salvaged_entry> &entries, ring_bytes file) {
-  const int fd = ::memfd_create("reader_fuzz", MFD_CLOEXEC);
-  if (fd < 0 || ::write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size()))
+  const int fd = memfd_create("reader_fuzz", MFD_CLOEXEC);
+  if (fd < 0 || write(fd, file.data(), file.size()) != static_cast<ssize_t>(file.size())) {
     std::abort();
+  }
   salvage search(fd, file.size());
   size_t i = 0;
   while (const auto next = search.next()) {
@@ -146,7 +148,7 @@ void expect_same_in_pieces(const std::vector<salvaged_entry> &entries, ring_byte
     ++i;
   }
   promise(i == entries.size(), "a search in pieces finds all that one in memory finds");
-  ::close(fd);
+  close(fd);
 }
 
 void expect_sound_search(const input &in, const entries_by_offset &chain) {
@@ -198,8 +200,9 @@ void expect_found_after_repair(const input &in, const entries_by_offset &chain,
     const auto at = static_cast<uint32_t>(offset);
     const uint32_t end = at + header_size + static_cast<uint32_t>(entry.data.size());
     if (!is_usual(in.file, at) || entry.prev_size != 0 ||
-        !differs_only_by_a_rewrite(in.file, rebuilt, at, end) || rebuilt[at + 11] % 4 != 0)
+        !differs_only_by_a_rewrite(in.file, rebuilt, at, end) || rebuilt[at + 11] % 4 != 0) {
       continue;
+    }
     const auto nearest = std::find_if(headers.begin(), headers.end(), [at](const uint64_t header) {
       return header + header_size > at;
     });

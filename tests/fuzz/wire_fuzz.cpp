@@ -23,10 +23,10 @@
 #include <string>
 #include <vector>
 
-#include "host/vesk_wire.h"
 #include "platform/dbgkit.h"
 #include "platform/ipq.h"
 #include "platform/runctl.h"
+#include "protocol/vesk_wire.h"
 #include "tests/fuzz/wire_input.h"
 
 uint32_t runctlcb_switchover(uint32_t context) {
@@ -66,8 +66,9 @@ class service {
     std::snprintf(address.sun_path, sizeof address.sun_path, "%s/sap-1016", directory_);
   }
   ~service() {
-    for (const char *name : {"/sap-1016", "/sap-1016.lock"})
+    for (const char *name : {"/sap-1016", "/sap-1016.lock"}) {
       unlink((directory_ + std::string(name)).c_str());
+    }
     rmdir((directory_ + std::string("/listeners")).c_str());
     rmdir(directory_);
   }
@@ -192,8 +193,9 @@ struct waiting {
 class daemon_of_one_burst {
  public:
   explicit daemon_of_one_burst(const std::vector<waiting> &burst) {
-    for (const waiting &sent : burst)
+    for (const waiting &sent : burst) {
       if (sent.fate.what == outcome::daemons) mine_.push_back(&sent.step);
+    }
   }
 
   void look_at_everything() {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/vesk_wire.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::test {
 

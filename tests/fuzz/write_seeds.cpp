@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 

@@ -4,9 +4,9 @@
 #include <stdexcept>
 
 #include "tests/powercut/daemon_in_memory.h"
-#include "tests/property/dice.h"
-#include "tests/property/header_bytes.h"
-#include "tests/property/trial.h"
+#include "tests/support/dice.h"
+#include "tests/support/header_bytes.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

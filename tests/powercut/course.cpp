@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "tests/powercut/ledger.h"
-#include "tests/property/header_bytes.h"
+#include "tests/support/header_bytes.h"
 
 namespace vesk::test {
 
@@ -16,7 +16,7 @@ constexpr entry_place nowhere{.id = 0, .offset = 0, .span = 0};
 file_forecast foretell(const power_case &c, const maybe_image &file) {
   if (!file) return {};
   timeval now;
-  ::gettimeofday(&now, nullptr);  // which stands still
+  gettimeofday(&now, nullptr);  // which stands still
   return forecast(c.file_type, *file, false,
                   {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_usec)});
 }

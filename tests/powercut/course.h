@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "reader/vesk_forecast.h"
+#include "forecast/vesk_forecast.h"
 #include "tests/powercut/cases.h"
 #include "tests/powercut/daemon_in_memory.h"
 

@@ -7,9 +7,9 @@
 #include "daemon/vesk_request.h"
 #include "recovery/vesk_validate.h"
 #include "store/vesk_state.h"
-#include "tests/property/allowance.h"
-#include "tests/property/trial.h"
+#include "tests/support/allowance.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

@@ -7,7 +7,7 @@
 
 #include "reader/vesk_ring_walk.h"
 #include "reader/vesk_salvage.h"
-#include "tests/property/header_bytes.h"
+#include "tests/support/header_bytes.h"
 
 namespace vesk::test {
 

@@ -46,7 +46,7 @@ int try_all(const options &chosen) {
   const std::string committed = chosen.committed.empty() ? "" : content_of(chosen.committed);
   const work_limits limits{.processes = chosen.jobs,
                            .most_repairs = chosen.full ? 5u : 2u,
-                           .show_progress = ::isatty(STDERR_FILENO) != 0};
+                           .show_progress = isatty(STDERR_FILENO) != 0};
   const std::vector<named_tally> rows =
       try_cases(planned_cases(chosen.full ? extent::full : extent::quick), limits);
   std::cout << as_table(rows) << std::flush;

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "tests/property/ram_flash.h"
+#include "tests/support/ram_flash.h"
 
 namespace vesk::test {
 

@@ -18,9 +18,9 @@ std::string picture_of(const maybe_image &file) {
   if (!file) return "(no file)";
   const char *const folder = std::getenv("TMPDIR");
   std::string path = std::string(folder != nullptr ? folder : "/tmp") + "/powercut.XXXXXX";
-  const int fd = ::mkstemp(path.data());
+  const int fd = mkstemp(path.data());
   if (fd < 0) throw std::runtime_error("no temporary file can be made");
-  ::close(fd);
+  close(fd);
   std::ofstream(path, std::ios::binary)
       .write(reinterpret_cast<const char *>(file->data()),
              static_cast<std::streamsize>(file->size()));

@@ -35,12 +35,12 @@ struct worker {
 class shared_count {
  public:
   shared_count() {
-    void *const place = ::mmap(nullptr, sizeof(std::atomic<uint64_t>), PROT_READ | PROT_WRITE,
-                               MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    void *const place = mmap(nullptr, sizeof(std::atomic<uint64_t>), PROT_READ | PROT_WRITE,
+                             MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (place == MAP_FAILED) throw std::runtime_error("no memory for a counter");
     count_ = new (place) std::atomic<uint64_t>(0);
   }
-  ~shared_count() { ::munmap(count_, sizeof *count_); }
+  ~shared_count() { munmap(count_, sizeof *count_); }
   shared_count(const shared_count &) = delete;
   shared_count &operator=(const shared_count &) = delete;
 
@@ -55,8 +55,8 @@ constexpr char between[] = "--\n";  // the two tallies of one job
 
 void write_all(int fd, const std::string &text) {
   for (size_t done = 0; done < text.size();) {
-    const ssize_t count = ::write(fd, text.data() + done, text.size() - done);
-    if (count <= 0) ::_exit(1);
+    const ssize_t count = write(fd, text.data() + done, text.size() - done);
+    if (count <= 0) _exit(1);
     done += static_cast<size_t>(count);
   }
 }
@@ -86,8 +86,9 @@ class team {
 team::team(const std::vector<case_plan> &plans, const work_limits &limits)
     : plans_(plans), limits_(limits) {
   for (size_t i = 0; i < plans.size(); ++i) {
-    for (uint32_t variant = 0; variant < plans[i].variants; ++variant)
+    for (uint32_t variant = 0; variant < plans[i].variants; ++variant) {
       jobs_.push_back({i, variant});
+    }
     rows_.push_back({plans[i].name, {}});
     rows_.push_back({plans[i].name + ",repair", {}});
   }
@@ -103,32 +104,32 @@ void team::do_job(const job &job, int to) {
   } catch (const std::exception &e) {
     std::fprintf(stderr, "powercut: %s: %s\n", plans_[job.plan].name.c_str(), e.what());
   }
-  ::_exit(status);
+  _exit(status);
 }
 
 void team::start(const job &job) {
   int ends[2];
-  if (::pipe(ends) != 0) throw std::runtime_error("no pipe to a process");
+  if (pipe(ends) != 0) throw std::runtime_error("no pipe to a process");
   std::fflush(nullptr);
-  const pid_t pid = ::fork();
+  const pid_t pid = fork();
   if (pid < 0) throw std::runtime_error("no process can be started");
   if (pid == 0) do_job(job, ends[1]);
-  ::close(ends[1]);
+  close(ends[1]);
   workers_.push_back({.pid = pid, .from = ends[0], .doing = job, .told = {}});
 }
 
 // Whether there is more to come.
 bool team::hear(worker &worker) {
   char buffer[4096];
-  const ssize_t count = ::read(worker.from, buffer, sizeof buffer);
+  const ssize_t count = read(worker.from, buffer, sizeof buffer);
   if (count > 0) worker.told.append(buffer, static_cast<size_t>(count));
   return count > 0;
 }
 
 void team::finish(worker &worker) {
-  ::close(worker.from);
+  close(worker.from);
   int status = 0;
-  ::waitpid(worker.pid, &status, 0);
+  waitpid(worker.pid, &status, 0);
   tally &cuts = rows_[worker.doing.plan * 2].row;
   tally &repair_cuts = rows_[worker.doing.plan * 2 + 1].row;
   const size_t middle = worker.told.find(between);
@@ -146,7 +147,7 @@ void team::finish(worker &worker) {
 void team::listen() {
   std::vector<pollfd> waited;
   for (const worker &worker : workers_) waited.push_back({worker.from, POLLIN, 0});
-  ::poll(waited.data(), waited.size(), patience_ms);
+  poll(waited.data(), waited.size(), patience_ms);
   for (size_t i = workers_.size(); i-- > 0;) {
     if (waited[i].revents == 0 || hear(workers_[i])) continue;
     finish(workers_[i]);

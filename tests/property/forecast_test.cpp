@@ -2,7 +2,7 @@
 //
 // Each directory of files belongs to a number. With VESK_SEED=<number> in the environment that one
 // runs alone and is told, with pictures of its files.
-#include "reader/vesk_forecast.h"
+#include "forecast/vesk_forecast.h"
 
 #include <gtest/gtest.h>
 #include <sys/time.h>
@@ -20,15 +20,15 @@
 #include <utility>
 #include <vector>
 
+#include "format/vesk_catalogue.h"
 #include "reader/vesk_ring_summary.h"
 #include "recovery/vesk_validate.h"
-#include "store/vesk_catalogue.h"
 #include "store/vesk_state.h"
-#include "tests/property/header_bytes.h"
 #include "tests/property/random_directory.h"
-#include "tests/property/trial.h"
+#include "tests/support/header_bytes.h"
 #include "tests/support/log_file.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 namespace {
@@ -46,7 +46,7 @@ std::optional<uint64_t> the_one_seed() {
 // The tests' clock stands still.
 start_time now() {
   timeval tv;
-  ::gettimeofday(&tv, nullptr);
+  gettimeofday(&tv, nullptr);
   return {static_cast<uint32_t>(tv.tv_sec), static_cast<uint32_t>(tv.tv_usec)};
 }
 
@@ -287,8 +287,9 @@ void tell(totals &t) {
             << ", left marked " << t.fates[file_fate::stay_marked] << " (" << t.ends
             << " that end the repairs)\n";
   for (const auto &[reason, count] : t.reasons) std::cout << "  " << count << " " << reason << "\n";
-  for (const auto &[failure, count] : t.failures)
+  for (const auto &[failure, count] : t.failures) {
     std::cout << "  " << count << " not repaired: " << failure << "\n";
+  }
 }
 
 // Each way to end has to occur, or the files are not what they are meant to be.

@@ -12,9 +12,9 @@
 #include "recovery/vesk_recover.h"
 #include "recovery/vesk_validate.h"
 #include "store/vesk_state.h"
-#include "tests/property/random_trial.h"
-#include "tests/property/trial.h"
+#include "tests/support/random_trial.h"
 #include "tests/support/recorder.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 namespace {
@@ -59,7 +59,7 @@ outcome on_disk(const trial &t) {
   if (std::ifstream file(path, std::ios::binary); file) {
     done.file.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
   }
-  ::unlink(path.c_str());
+  unlink(path.c_str());
   return done;
 }
 

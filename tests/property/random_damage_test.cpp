@@ -13,10 +13,10 @@
 #include <optional>
 #include <string>
 
-#include "tests/property/header_bytes.h"
-#include "tests/property/random_trial.h"
-#include "tests/property/stray_write.h"
-#include "tests/property/trial.h"
+#include "tests/support/header_bytes.h"
+#include "tests/support/random_trial.h"
+#include "tests/support/stray_write.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 namespace {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "tests/property/damage.h"
-#include "tests/property/header_bytes.h"
-#include "tests/property/random_trial.h"
-#include "tests/property/trial.h"
+#include "tests/support/damage.h"
+#include "tests/support/header_bytes.h"
+#include "tests/support/random_trial.h"
+#include "tests/support/trial.h"
 
 namespace vesk::test {
 

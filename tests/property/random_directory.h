@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <map>
 
-#include "tests/property/ram_flash.h"
+#include "tests/support/ram_flash.h"
 
 namespace vesk::test {
 

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "tests/soak/sender.h"
-#include "tests/system/program.h"
+#include "tests/support/program.h"
 
 namespace vesk::soak {
 namespace {

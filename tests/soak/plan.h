@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "store/vesk_ring.h"
+#include "format/vesk_ring.h"
 
 namespace vesk::soak {
 

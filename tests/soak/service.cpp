@@ -9,9 +9,9 @@
 #include <stdexcept>
 
 #include "client/vesk_client.hpp"
-#include "tests/system/poll.h"
-#include "tests/system/process_usage.h"
-#include "tests/system/program.h"
+#include "tests/support/poll.h"
+#include "tests/support/process_usage.h"
+#include "tests/support/program.h"
 
 namespace vesk::soak {
 namespace {

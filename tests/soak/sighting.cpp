@@ -5,7 +5,7 @@
 #include <iterator>
 #include <variant>
 
-#include "reader/vesk_forecast_judgement.h"
+#include "forecast/vesk_forecast_judgement.h"
 #include "reader/vesk_salvage.h"
 
 namespace vesk::soak {

@@ -73,7 +73,7 @@ bool sum_holds(const uint8_t *bytes) {
 }
 
 log_file::log_file(std::string path)
-    : path_(std::move(path)), fd_(::openat(AT_FDCWD, path_.c_str(), O_RDWR)) {
+    : path_(std::move(path)), fd_(openat(AT_FDCWD, path_.c_str(), O_RDWR)) {
   if (fd_ < 0) throw std::runtime_error(path_ + ": " + std::strerror(errno));
 }
 
@@ -82,19 +82,19 @@ log_file::log_file(log_file &&other) noexcept
 
 log_file::~log_file() {
   if (fd_ < 0) return;
-  ::close(fd_);
-  ::unlink(path_.c_str());
+  close(fd_);
+  unlink(path_.c_str());
 }
 
 uint32_t log_file::size() const {
   struct stat st {};
-  ::fstat(fd_, &st);
+  fstat(fd_, &st);
   return static_cast<uint32_t>(st.st_size);
 }
 
 std::vector<uint8_t> log_file::bytes() const {
   std::vector<uint8_t> content(size());
-  if (::pread(fd_, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size())) {
+  if (pread(fd_, content.data(), content.size(), 0) != static_cast<ssize_t>(content.size())) {
     throw std::runtime_error(path_ + ": cannot be read whole");
   }
   return content;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "store/vesk_format.h"
+#include "format/vesk_format.h"
 
 namespace vesk::test {
 

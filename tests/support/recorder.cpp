@@ -181,7 +181,7 @@ void recorder::remove_for_real() {
   on_call = [](const std::string &call) {
     const std::string prefix = "execute_program_and_let_go(/bin/rm, ";
     if (!call.starts_with(prefix)) return;
-    ::unlink(call.substr(prefix.size(), call.size() - prefix.size() - 1).c_str());
+    unlink(call.substr(prefix.size(), call.size() - prefix.size() - 1).c_str());
   };
 }
 

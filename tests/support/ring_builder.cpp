@@ -9,7 +9,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
 
 namespace vesk::test {
 
@@ -151,9 +151,9 @@ log_file ring::make() const {
     file.resize(std::max(file.size(), offset + bytes.size()));
     std::copy(bytes.begin(), bytes.end(), file.begin() + offset);
   }
-  const int fd = ::openat(AT_FDCWD, path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  const ssize_t written = fd < 0 ? -1 : ::pwrite(fd, file.data(), file.size(), 0);
-  if (fd >= 0) ::close(fd);
+  const int fd = openat(AT_FDCWD, path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  const ssize_t written = fd < 0 ? -1 : pwrite(fd, file.data(), file.size(), 0);
+  if (fd >= 0) close(fd);
   if (written != static_cast<ssize_t>(file.size())) {
     throw std::runtime_error(path_ + ": " + std::strerror(errno));
   }

@@ -4,7 +4,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "tests/system/program.h"
+#include "tests/support/program.h"
 
 namespace vesk::test {
 

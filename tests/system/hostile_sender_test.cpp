@@ -15,11 +15,11 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/other_user.h"
+#include "tests/support/poll.h"
+#include "tests/support/process_usage.h"
+#include "tests/support/running_daemon.h"
 #include "tests/system/crowd.h"
-#include "tests/system/other_user.h"
-#include "tests/system/poll.h"
-#include "tests/system/process_usage.h"
-#include "tests/system/running_daemon.h"
 
 namespace vesk::test {
 
@@ -281,8 +281,9 @@ TEST_F(refused_datagrams, of_an_ordinary_user_change_nothing) {
   };
   EXPECT_EQ(as_nobody([&] {
               wire_socket own;
-              for (uint32_t opcode = 1100; opcode < 1200; ++opcode)
+              for (uint32_t opcode = 1100; opcode < 1200; ++opcode) {
                 own.request(opcode, harm(opcode));
+              }
               for (uint32_t opcode = 59990; opcode < 60010; ++opcode) {
                 own.request(opcode, harm(opcode));
               }

@@ -3,7 +3,7 @@
 #include <signal.h>
 
 #include "tests/support/pattern.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/system/other_user.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/other_user.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

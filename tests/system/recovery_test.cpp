@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "tests/system/poll.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/poll.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/system/running_daemon.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -7,9 +7,9 @@
 #include <cstring>
 #include <fstream>
 
+#include "tests/support/other_user.h"
 #include "tests/support/pattern.h"
-#include "tests/system/other_user.h"
-#include "tests/system/running_daemon.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -23,7 +23,7 @@
 #include <cstdio>
 #include <string>
 
-#include "tests/system/running_daemon.h"
+#include "tests/support/running_daemon.h"
 
 namespace vesk::test {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "client/vesk_client.hpp"
-#include "tests/unit/client/fake_service.h"
+#include "tests/support/fake_service.h"
 
 namespace vesk::test {
 namespace {

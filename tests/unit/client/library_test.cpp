@@ -11,9 +11,9 @@
 #include <set>
 
 #include "client/vesk_client.h"
-#include "tests/unit/client/fake_service.h"
+#include "tests/support/fake_service.h"
+#include "tests/support/without_override.h"
 #include "tests/unit/client/from_c.h"
-#include "tests/unit/client/without_override.h"
 
 namespace vesk::test {
 namespace {
@@ -325,8 +325,9 @@ vesk_client_code fill_queue(vesk_client *client) {
   const std::string data = "x";
   const vesk_client_record record = record_of(data, VESK_CLIENT_SYNC_NONE);
   auto code = VESK_CLIENT_OK;
-  for (int i = 0; i < 100000 && code == VESK_CLIENT_OK; ++i)
+  for (int i = 0; i < 100000 && code == VESK_CLIENT_OK; ++i) {
     code = vesk_client_log(client, &record);
+  }
   return code;
 }
 

@@ -9,7 +9,7 @@
 
 #include "daemon/vesk_flash_control.h"
 #include "daemon/vesk_send.h"
-#include "tests/unit/daemon/intercept.h"
+#include "tests/support/intercept.h"
 
 namespace fs = std::filesystem;
 

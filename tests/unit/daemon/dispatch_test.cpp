@@ -1,8 +1,8 @@
 #include "daemon/vesk_dispatch.h"
 
 #include "daemon/vesk_flash_control.h"
-#include "daemon/vesk_messages.h"
 #include "daemon/vesk_mount_check.h"
+#include "protocol/vesk_messages.h"
 #include "store/vesk_state.h"
 #include "tests/support/faults.h"
 #include "tests/support/log_file.h"

@@ -32,7 +32,7 @@ TEST_F(lifecycle_test, the_handler_prints_the_signal_that_it_was_called_for) {
 TEST_F(lifecycle_test, sigterm_runs_no_exit_handlers) {
   EXPECT_EXIT(
       {
-        std::atexit([] { ::_exit(99); });
+        std::atexit([] { _exit(99); });
         handle(SIGTERM);
       },
       ::testing::ExitedWithCode(3), "");

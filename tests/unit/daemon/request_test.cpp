@@ -8,11 +8,11 @@
 #include "daemon/vesk_flash_control.h"
 #include "store/vesk_state.h"
 #include "tests/support/faults.h"
+#include "tests/support/intercept.h"
 #include "tests/support/log_file.h"
 #include "tests/support/record.h"
 #include "tests/support/ring_builder.h"
 #include "tests/unit/daemon/daemon_test.h"
-#include "tests/unit/daemon/intercept.h"
 
 namespace vesk::test {
 
@@ -203,11 +203,11 @@ TEST_F(request_test, the_first_record_costs_these_system_calls_and_no_others) {
 }
 
 TEST_F(request_test, a_file_is_created_with_mode_0644) {
-  const mode_t mask = ::umask(0);
+  const mode_t mask = umask(0);
   vesk_do_vesk(record(good));
-  ::umask(mask);
+  umask(mask);
   struct stat st {};
-  ASSERT_EQ(::stat(vesk_log, &st), 0);
+  ASSERT_EQ(stat(vesk_log, &st), 0);
   EXPECT_EQ(st.st_mode & 07777u, 0644u);
 }
 
@@ -316,7 +316,7 @@ TEST_F(request_test, only_sync_2_opens_the_file_for_synchronous_writes) {
   for (const uint8_t sync : each<uint8_t>{0, 1, 2, 3, 255}) {
     int flags = 0;
     append_instead = [&](int32_t fd, const vesk_log_req *, uint32_t, uint32_t, uint32_t *) {
-      flags = ::fcntl(fd, F_GETFL);
+      flags = fcntl(fd, F_GETFL);
       return 0;
     };
     good.sync = sync;
@@ -511,7 +511,7 @@ TEST_F(request_test, the_file_is_closed_after_success_and_failure) {
       return result;
     };
     vesk_do_vesk(record(good));
-    EXPECT_EQ(::fcntl(used, F_GETFD), -1);
+    EXPECT_EQ(fcntl(used, F_GETFD), -1);
   }
 }
 

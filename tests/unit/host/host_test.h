@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "host/vesk_wire.h"
 #include "platform/ipq.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::test {
 

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 namespace {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "reader/vesk_ring_walk.h"
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 #include "tests/unit/reader/pread_faults.h"
 
 namespace vesk::test {
@@ -29,9 +29,9 @@ reading read(const std::string &path) {
 }
 
 void overwrite(const std::string &path, const std::string &bytes) {
-  const int fd = ::open(path.c_str(), O_WRONLY);
-  EXPECT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-  ::close(fd);
+  const int fd = open(path.c_str(), O_WRONLY);
+  EXPECT_EQ(pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+  close(fd);
 }
 
 class Image : public ::testing::Test {
@@ -72,13 +72,13 @@ TEST_F(Image, Directory) {
 }
 
 TEST_F(Image, FifoIsRefusedWithoutWaiting) {
-  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(read(path).reason, "Not a regular file");
 }
 
 TEST_F(Image, FileThatIsTooLargeIsNotRead) {
   store(path, sound);
-  ASSERT_EQ(::truncate(path.c_str(), 64 * 1024 * 1024 + 1), 0);
+  ASSERT_EQ(truncate(path.c_str(), 64 * 1024 * 1024 + 1), 0);
   EXPECT_EQ(read(path).reason, "Larger than 64 MiB: not a log file");
 }
 
@@ -113,7 +113,7 @@ TEST_F(Image, IsWhatIsLeftOfAFileThatShrinks) {
   store(path, sound);
   faulty_pread.after = [&](int calls) {
     if (calls == 1) {
-      EXPECT_EQ(::truncate(path.c_str(), 50), 0);
+      EXPECT_EQ(truncate(path.c_str(), 50), 0);
     }
   };
   EXPECT_EQ(read(path).bytes, sound);
@@ -143,9 +143,9 @@ TEST_F(Image, IsNotAwaitedForEver) {
 TEST_F(Image, ReadsOnlyAndLeavesTheFileAlone) {
   store(path, broken);
   struct stat before, after;
-  ASSERT_EQ(::stat(path.c_str(), &before), 0);
+  ASSERT_EQ(stat(path.c_str(), &before), 0);
   read(path);
-  ASSERT_EQ(::stat(path.c_str(), &after), 0);
+  ASSERT_EQ(stat(path.c_str(), &after), 0);
   EXPECT_EQ(before.st_size, after.st_size);
   EXPECT_EQ(before.st_mtim.tv_sec, after.st_mtim.tv_sec);
   EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);

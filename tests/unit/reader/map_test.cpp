@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 namespace {
@@ -51,10 +51,11 @@ std::string mapped(const std::string &file, uint32_t capacity = 120) {
 // 'h' for the header, and so on by the first letters; '~' for stale, '?' for not reached.
 std::string cells(const std::string &file, uint32_t bytes_per_cell) {
   std::string text;
-  for (const ring_part part : cells_of(map_of(file), bytes_per_cell))
+  for (const ring_part part : cells_of(map_of(file), bytes_per_cell)) {
     text += part == ring_part::stale         ? '~'
             : part == ring_part::not_reached ? '?'
                                              : name_of(part)[0];
+  }
   return text;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 namespace {

@@ -22,8 +22,9 @@ ssize_t __wrap_pread(int fd, void *buffer, size_t length, off_t offset) {
     --faults.errors;
     return -1;
   }
-  if (offset < faults.bad_from)
+  if (offset < faults.bad_from) {
     length = std::min(length, static_cast<size_t>(faults.bad_from - offset));
+  }
   const ssize_t got = __real_pread(fd, buffer, length, offset);
   ++faults.calls;
   if (faults.after) faults.after(faults.calls);

@@ -7,8 +7,8 @@
 #include <random>
 #include <vector>
 
+#include "format/vesk_checksum.h"
 #include "reader/vesk_ring_walk.h"
-#include "store/vesk_checksum.h"
 
 namespace vesk::test {
 namespace {
@@ -55,8 +55,9 @@ class generator {
 
   void scratch(image &bytes) {
     if (bytes.empty()) return;
-    for (uint32_t n = below(3); n > 0; --n)
+    for (uint32_t n = below(3); n > 0; --n) {
       bytes[below(static_cast<uint32_t>(bytes.size()))] = static_cast<uint8_t>(engine_());
+    }
   }
 
  private:

@@ -44,8 +44,9 @@ types spared(uint32_t count, uint32_t damaged_at, uint32_t length) {
   types found;
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t header = 20 + span * i;
-    if (header + 20 <= damaged_at || damaged_at + length <= header)
+    if (header + 20 <= damaged_at || damaged_at + length <= header) {
       found.insert(static_cast<uint16_t>(first_type + i));
+    }
   }
   return found;
 }
@@ -104,11 +105,12 @@ TEST_F(SalvageOfRepaired, EntriesOfAWrappedRing) {
 TEST_F(SalvageOfRepaired, EntriesThatHeldAnyPreviousSize) {
   for (const uint16_t prev_size : std::initializer_list<uint16_t>{20, 40, 44, 65532}) {
     ring sound(7);
-    for (uint16_t i = 0; i < 12; ++i)
+    for (uint16_t i = 0; i < 12; ++i) {
       sound.entry({.type = static_cast<uint16_t>(first_type + i),
                    .size = 40,
                    .prev_size = prev_size,
                    .usecs = 7777u * i});
+    }
     expect_all_spared(sound, 12, [](const log_file &file) { repair_headers(file, 20, 740); });
   }
 }

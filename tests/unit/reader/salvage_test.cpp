@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 #include "tests/unit/reader/salvaged.h"
 
 namespace vesk::test {
@@ -140,8 +140,9 @@ TEST(Salvage, GlobalHeaderWhoseChecksumDoesNotHoldIsNone) {
 
 // Its last sixteen bytes are almost those of a rewritten entry, with the start for its prev_size.
 TEST(Salvage, DamagedGlobalHeaderHoldsNoEntry) {
-  for (const uint32_t max : {8192u, 262144u, 8388608u})
+  for (const uint32_t max : {8192u, 262144u, 8388608u}) {
     EXPECT_EQ(salvaged_from(gheader(max, 20, 104, 0x1234) + stale(80)), "");
+  }
 }
 
 TEST(Salvage, EntryMayFollowDataThatEndLikeAGlobalHeaderBegins) {
@@ -199,8 +200,9 @@ TEST(Salvage, EntryWithTwoOddThingsIsNone) {
 }
 
 TEST(Salvage, NothingIsFoundInStretchesOfEqualBytes) {
-  for (const char byte : {'\0', '\xFF', '\x33', '\x66', '\x99', '\xCC', '\xDB', ' '})
+  for (const char byte : {'\0', '\xFF', '\x33', '\x66', '\x99', '\xCC', '\xDB', ' '}) {
     EXPECT_EQ(salvaged_from(std::string(5000, byte)), "") << "of bytes " << int{byte};
+  }
 }
 
 TEST(Salvage, EntriesAmongErasedFlashAreFound) {

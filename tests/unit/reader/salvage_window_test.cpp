@@ -9,7 +9,7 @@
 #include <map>
 #include <string>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 #include "tests/unit/reader/pread_faults.h"
 #include "tests/unit/reader/salvaged.h"
 
@@ -63,7 +63,7 @@ TEST_F(SalvageInPieces, DataAreThoseOfTheFileInEveryPiece) {
     bytes += entry({}, number + "." + std::string(static_cast<size_t>(i % 250) * 4, '.'));
   }
   store(path, bytes);
-  const int fd = ::open(path.c_str(), O_RDONLY);
+  const int fd = open(path.c_str(), O_RDONLY);
   salvage search(fd, bytes.size());
   size_t end = 0;
   int i = 0;
@@ -76,7 +76,7 @@ TEST_F(SalvageInPieces, DataAreThoseOfTheFileInEveryPiece) {
     end += 20 + data.size();
   }
   EXPECT_EQ(end, bytes.size());
-  ::close(fd);
+  close(fd);
 }
 
 TEST_F(SalvageInPieces, EntryRewrittenBehindALargeOneInAnotherPiece) {
@@ -169,14 +169,15 @@ TEST_F(SalvageInPieces, WhatCannotBeReadConfirmsNothing) {
   faulty_pread.bad_from = 2 * window;
   faulty_pread.bad_to = 2 * window + 4096;
   store(path, bytes);
-  const int fd = ::open(path.c_str(), O_RDONLY);
+  const int fd = open(path.c_str(), O_RDONLY);
   salvage search(fd, bytes.size());
   std::map<uint64_t, certainty> levels;
   while (const auto found = search.next()) {
-    if (const auto *entry = std::get_if<salvaged_entry>(&*found))
+    if (const auto *entry = std::get_if<salvaged_entry>(&*found)) {
       levels[entry->offset] = entry->level;
+    }
   }
-  ::close(fd);
+  close(fd);
   EXPECT_EQ(levels.size(), (3 * window - 4096) / 32);
   EXPECT_EQ(levels.at(2 * window - 64), certainty::sure);
   EXPECT_EQ(levels.at(2 * window - 32), certainty::likely);

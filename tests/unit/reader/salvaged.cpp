@@ -46,9 +46,9 @@ std::string salvaged_from(const std::string &file, uint32_t capacity) {
 }
 
 std::string salvaged_in_pieces(const std::string &path) {
-  const int fd = ::open(path.c_str(), O_RDONLY);
+  const int fd = open(path.c_str(), O_RDONLY);
   const std::string seen = all_of(salvage(fd, std::filesystem::file_size(path)));
-  ::close(fd);
+  close(fd);
   return seen;
 }
 

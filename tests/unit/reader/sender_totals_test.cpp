@@ -26,15 +26,17 @@ class SenderCount : public ::testing::Test {
   // "510:2/48 677:1/24": sender, entries and bytes, in order.
   std::string listed() const {
     std::string text;
-    for (const auto &[uuid, totals] : count.by_bytes())
+    for (const auto &[uuid, totals] : count.by_bytes()) {
       text += std::string(text.empty() ? "" : " ") + std::to_string(uuid) + ":" +
               std::to_string(totals.entries) + "/" + std::to_string(totals.bytes);
+    }
     return text;
   }
 
   sender_totals of(uint16_t uuid) const {
-    for (const auto &[sender, totals] : count.by_bytes())
+    for (const auto &[sender, totals] : count.by_bytes()) {
       if (sender == uuid) return totals;
+    }
     ADD_FAILURE() << "no sender " << uuid;
     return {};
   }

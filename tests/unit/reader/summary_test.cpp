@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "tests/unit/reader/file_bytes.h"
+#include "tests/support/file_bytes.h"
 
 namespace vesk::test {
 namespace {

@@ -33,7 +33,7 @@ RecoveryTest::RecoveryTest() {
 }
 
 RecoveryTest::~RecoveryTest() {
-  ::unlink(mount_marker);
+  unlink(mount_marker);
 }
 
 log_lines RecoveryTest::errors() {

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "store/vesk_catalogue.h"
+#include "format/vesk_catalogue.h"
 #include "tests/unit/store/store_test.h"
 
 namespace vesk::test {

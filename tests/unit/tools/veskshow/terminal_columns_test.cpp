@@ -1,0 +1,88 @@
+// How wide a map may be.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "tools/veskshow/map.h"
+
+namespace vesk::test {
+
+using namespace veskshow;
+namespace {
+
+// Standard input and output come from nothing and go to nothing, unless a test puts a terminal in
+// their place.
+class TerminalColumns : public ::testing::Test {
+ protected:
+  TerminalColumns() {
+    unsetenv("COLUMNS");
+    replace(STDIN_FILENO, open("/dev/null", O_RDWR | O_CLOEXEC));
+    replace(STDOUT_FILENO, open("/dev/null", O_RDWR | O_CLOEXEC));
+  }
+
+  ~TerminalColumns() override {
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO}) {
+      ::dup2(saved_[fd], fd);
+      close(saved_[fd]);
+    }
+    if (outer_ >= 0) close(outer_);
+    unsetenv("COLUMNS");
+  }
+
+  // Whether there are terminals to be had here.
+  bool put_terminal(int fd, unsigned short columns) {
+    winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
+    int inner = -1;
+    if (openpty(&outer_, &inner, nullptr, nullptr, &size) != 0) return false;
+    ::dup2(inner, fd);
+    close(inner);
+    return true;
+  }
+
+ private:
+  void replace(int fd, int replacement) {
+    saved_[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 3);
+    ::dup2(replacement, fd);
+    close(replacement);
+  }
+
+  int saved_[2];
+  int outer_ = -1;
+};
+
+TEST_F(TerminalColumns, AreEightyWithoutATerminal) {
+  EXPECT_EQ(terminal_columns(), 80u);
+}
+
+TEST_F(TerminalColumns, AreThoseOfTheEnvironmentWithoutATerminal) {
+  setenv("COLUMNS", "132", 1);
+  EXPECT_EQ(terminal_columns(), 132u);
+}
+
+TEST_F(TerminalColumns, AreThoseOfStandardOutputBeforeAll) {
+  setenv("COLUMNS", "132", 1);
+  if (!put_terminal(STDOUT_FILENO, 100)) {
+    GTEST_SKIP() << "this private root has no pseudo-terminals";
+  }
+  EXPECT_EQ(terminal_columns(), 100u);
+}
+
+TEST_F(TerminalColumns, AreThoseOfStandardInputWhereOutputGoesThroughAPager) {
+  if (!put_terminal(STDIN_FILENO, 100)) GTEST_SKIP() << "this private root has no pseudo-terminals";
+  EXPECT_EQ(terminal_columns(), 100u);
+  setenv("COLUMNS", "132", 1);
+  EXPECT_EQ(terminal_columns(), 132u);
+}
+
+TEST_F(TerminalColumns, OfATerminalThatDoesNotKnowItsWidthAreThoseOfTheEnvironment) {
+  if (!put_terminal(STDOUT_FILENO, 0)) GTEST_SKIP() << "this private root has no pseudo-terminals";
+  EXPECT_EQ(terminal_columns(), 80u);
+  setenv("COLUMNS", "132", 1);
+  EXPECT_EQ(terminal_columns(), 132u);
+}
+
+}  // namespace
+}  // namespace vesk::test

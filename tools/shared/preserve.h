@@ -1,0 +1,69 @@
+// Copies of log files that something is about to change or remove, kept within bounds.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "forecast/vesk_forecast.h"
+#include "tools/shared/files.h"
+
+namespace vesk::shared {
+
+inline constexpr uint32_t preserve_limit_mib = 64;
+
+// Where the packaged service has its copies, and veskctl too.
+inline constexpr char preserve_directory[] = "/var/lib/vesk/preserved";
+
+// A log file as it is now.
+struct evidence {
+  log_file file;  // of the catalogue
+  std::vector<uint8_t> bytes;
+  timespec modified;
+  file_forecast foretold;  // without the rebuilt file
+};
+
+// Reads the file and foretells its fate. Returns an empty string, or why it cannot be read;
+// `found` then holds nothing of use. `repairs_ended` as for forecast().
+std::string examine(const log_file &file, bool repairs_ended, evidence &found);
+
+struct preserve_request {
+  std::string directory;  // where the copies are kept
+  uint64_t limit;         // bytes that they may take there, all together
+  std::string source;     // the directory of the log files
+  std::string occasion;   // "start" or "recover"
+};
+
+// What became of one file.
+struct preserved_file {
+  std::string name;
+  std::string path;  // of the copy
+  file_fate fate;
+  bool known;  // the newest copy of this file already held the same bytes, and no other was made
+};
+
+struct preserve_trouble {
+  std::string subject;
+  std::string reason;
+};
+
+struct preserve_result {
+  std::vector<preserved_file> files;
+  std::vector<std::string> evicted;  // paths of sets that were removed to make room
+  std::vector<preserve_trouble> troubles;
+};
+
+// Copies the files of one directory into a new set, and removes the oldest sets to make room. Sets
+// with bytes that lie in the log directory now are never removed. What does not fit is left out and
+// told as a trouble: files that would be removed come first, then those that would be rebuilt, then
+// the rest, and of them the smaller ones first.
+preserve_result preserve(const preserve_request &asked, const std::vector<evidence> &found);
+
+// The note that lies beside the copies of a set, in JSON.
+inline constexpr char verdicts_name[] = "verdicts.json";
+std::string verdicts_of(const preserve_request &asked, const timespec &now,
+                        const std::vector<const evidence *> &copied);
+
+}  // namespace vesk::shared

@@ -1,0 +1,72 @@
+// The note that lies beside the copies of a set.
+#include <rapidjson/prettywriter.h>
+
+#include <filesystem>
+
+#include "tools/shared/copy_note.h"
+#include "tools/shared/json.h"
+#include "tools/shared/preserve.h"
+
+namespace vesk::shared {
+
+namespace {
+
+using json_writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+
+void write_member(json_writer &writer, const char *name, std::string_view text) {
+  writer.Key(name);
+  write_text(writer, text);
+}
+
+void write_forecast(json_writer &writer, const file_forecast &foretold) {
+  write_member(writer, "fate", fate_name(foretold.fate));
+  if (foretold.fate == file_fate::keep) return;
+  writer.Key("offset");
+  writer.Uint(foretold.offset);
+  write_member(writer, "reason", foretold.reason);
+  if (!foretold.repair_failure.empty()) {
+    write_member(writer, "repair_failure", foretold.repair_failure);
+  }
+}
+
+void write_file(json_writer &writer, const evidence &copied) {
+  const std::string_view content(reinterpret_cast<const char *>(copied.bytes.data()),
+                                 copied.bytes.size());
+  writer.StartObject();
+  write_member(writer, "name", copied.file.row->name);
+  writer.Key("type");
+  writer.Uint(copied.file.row->file_type());
+  writer.Key("size");
+  writer.Uint64(copied.bytes.size());
+  write_member(writer, "modified", utc_text(copied.modified));
+  write_member(writer, "sha256", sha256_of(content));
+  write_forecast(writer, copied.foretold);
+  writer.EndObject();
+}
+
+std::string absolute(const std::string &directory) {
+  std::error_code trouble;
+  const auto whole = std::filesystem::canonical(directory, trouble);
+  return trouble ? directory : whole.string();
+}
+
+}  // namespace
+
+std::string verdicts_of(const preserve_request &asked, const timespec &now,
+                        const std::vector<const evidence *> &copied) {
+  rapidjson::StringBuffer written;
+  json_writer writer(written);
+  writer.SetIndent(' ', 2);
+  writer.StartObject();
+  write_member(writer, "preserved", utc_text(now));
+  write_member(writer, "directory", absolute(asked.source));
+  write_member(writer, "occasion", asked.occasion);
+  writer.Key("files");
+  writer.StartArray();
+  for (const evidence *file : copied) write_file(writer, *file);
+  writer.EndArray();
+  writer.EndObject();
+  return written.GetString() + std::string("\n");
+}
+
+}  // namespace vesk::shared

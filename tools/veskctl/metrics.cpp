@@ -1,0 +1,232 @@
+// veskctl metrics: the state of the log files and of the daemon, for a monitoring system.
+#include <cstdio>
+#include <filesystem>
+
+#include "reader/vesk_ring_image.h"
+#include "reader/vesk_ring_summary.h"
+#include "tools/shared/files.h"
+#include "tools/shared/flash.h"
+#include "tools/shared/new_file.h"
+#include "tools/shared/text.h"
+#include "tools/veskctl/exposition.h"
+#include "tools/veskctl/host_status.h"
+#include "tools/veskctl/support.h"
+
+namespace vesk::veskctl {
+namespace {
+
+struct metrics_options {
+  std::string directory = shared::log_directory;
+  std::string output;
+};
+
+// --- the log files ---
+
+struct measured_file {
+  const vesk_catalogue_row *row;
+  bool readable;
+  // Of a readable file:
+  uint64_t size;
+  ring_summary summary;  // the data of its entries are gone
+};
+
+measured_file measure(const shared::log_file &file) {
+  std::vector<uint8_t> image;
+  const std::string trouble = read_ring_image(file.path, file.row->max_size, image);
+  if (!trouble.empty()) {
+    complain(file.path + ": " + trouble);
+    return {file.row, false, 0, {}};
+  }
+  return {file.row, true, image.size(), summarize(image, file.row->max_size)};
+}
+
+std::vector<measured_file> measure_files(const std::string &directory) {
+  std::error_code trouble;
+  const std::filesystem::directory_iterator probe(directory, trouble);
+  if (trouble) complain(directory + ": " + trouble.message());
+  std::vector<measured_file> measured;
+  for (const shared::log_file &file : shared::files_in(directory)) {
+    measured.push_back(measure(file));
+  }
+  return measured;
+}
+
+std::string hundredths(uint32_t percent) {
+  char text[24];
+  std::snprintf(text, sizeof text, "%u.%02u", percent / 100, percent % 100);
+  return text;
+}
+
+std::string seconds_text(const ring_entry &entry) {
+  const uint64_t stamp = stamp_of(entry);
+  char text[48];
+  std::snprintf(text, sizeof text, "%llu.%06llu", static_cast<unsigned long long>(stamp / 1000000),
+                static_cast<unsigned long long>(stamp % 1000000));
+  return text;
+}
+
+std::string flag(bool value) {
+  return value ? "1" : "0";
+}
+
+// Empty where there is none. Of a file that cannot be read, only capacity and soundness are known.
+using file_value = std::string (*)(const measured_file &);
+
+struct file_family {
+  const char *name;
+  const char *help;
+  file_value value;
+};
+
+constexpr file_family file_families[] = {
+    {"vesk_file_size_bytes", "Size of the log file.",
+     [](const measured_file &f) { return f.readable ? std::to_string(f.size) : ""; }},
+    {"vesk_file_capacity_bytes", "Size up to which the log file grows before it wraps.",
+     [](const measured_file &f) { return std::to_string(f.row->max_size); }},
+    {"vesk_file_fill_ratio", "Part of the log file's room that its live entries take.",
+     [](const measured_file &f) {
+       return f.summary.state ? hundredths(fill_percent(*f.summary.state)) : "";
+     }},
+    {"vesk_file_entries", "Entries that can be read.",
+     [](const measured_file &f) { return f.readable ? std::to_string(f.summary.entries) : ""; }},
+    {"vesk_file_oldest_entry_timestamp_seconds", "Time stamp of the oldest entry.",
+     [](const measured_file &f) {
+       return f.summary.oldest ? seconds_text(*f.summary.oldest) : "";
+     }},
+    {"vesk_file_newest_entry_timestamp_seconds", "Time stamp of the newest entry.",
+     [](const measured_file &f) {
+       return f.summary.newest ? seconds_text(*f.summary.newest) : "";
+     }},
+    {"vesk_file_wrapped", "Whether the newest entries lie before the oldest ones.",
+     [](const measured_file &f) {
+       return f.summary.state ? flag(f.summary.state->wrapped()) : "";
+     }},
+    {"vesk_file_sound", "Whether the log file can be read and no damage was found.",
+     [](const measured_file &f) { return flag(f.readable && !f.summary.damage); }},
+};
+
+void expose_files(exposition &out, const std::vector<measured_file> &files) {
+  if (files.empty()) return;
+  for (const file_family &family : file_families) {
+    out.family(family.name, metric_type::gauge, family.help);
+    for (const measured_file &file : files) {
+      const std::string value = family.value(file);
+      if (!value.empty()) out.sample({{"file", file.row->name}}, value);
+    }
+  }
+}
+
+// --- the daemon ---
+
+void expose_host(exposition &out, const vesk_wire_status &host) {
+  char uptime[48];
+  std::snprintf(uptime, sizeof uptime, "%.6f", static_cast<double>(host.uptime_usecs) / 1e6);
+  out.family("vesk_uptime_seconds", metric_type::gauge, "Time since the daemon started.");
+  out.sample({}, uptime);
+
+  const auto count = [&out](const char *name, const char *help, uint64_t value) {
+    out.family(name, metric_type::counter, help);
+    out.sample({}, value);
+  };
+  count("vesk_messages_received_total", "Messages accepted.", host.received);
+  out.family("vesk_messages_refused_total", metric_type::counter,
+             "Messages refused or dropped before the daemon saw them, by reason.");
+  for (const auto &reason : refusal_counts) {
+    out.sample({{"reason", reason.label}}, host.*reason.count);
+  }
+  count("vesk_answers_sent_total", "Answers and receipts sent.", host.answered);
+  count("vesk_answers_lost_total", "Answers, receipts and refusals that reached nobody.",
+        host.unanswered);
+  count("vesk_listener_messages_sent_total", "Messages that a listener got.",
+        host.listeners_reached);
+  count("vesk_listener_messages_missed_total", "Messages that a listener did not take.",
+        host.listeners_missed);
+}
+
+void expose_senders(exposition &out, const std::vector<vesk_client_sender_statistics> &rows) {
+  const auto count = [&](const char *name, const char *help, auto member) {
+    out.family(name, metric_type::counter, help);
+    for (size_t uuid = 0; uuid < rows.size(); ++uuid) {
+      if (rows[uuid].entry_count == 0 && rows[uuid].byte_count == 0) continue;
+      out.sample({{"uuid", std::to_string(uuid)}}, uint64_t{rows[uuid].*member});
+    }
+  };
+  count("vesk_sender_entries_total",
+        "Entries stored, by the sender's uuid; a clear sets them to 0.",
+        &vesk_client_sender_statistics::entry_count);
+  count("vesk_sender_bytes_total", "Bytes that those entries take, headers and padding included.",
+        &vesk_client_sender_statistics::byte_count);
+}
+
+void expose_daemon(exposition &out, vesk_client &client) {
+  vesk_wire_status host{};
+  const auto found = fetch_host_status(client, host);
+  if (found != VESK_CLIENT_OK) complain(advice(client, found));
+  out.family("vesk_up", metric_type::gauge, "Whether the daemon answers.");
+  out.sample({}, flag(found == VESK_CLIENT_OK));
+  if (found != VESK_CLIENT_OK) return;
+  expose_host(out, host);
+
+  std::vector<vesk_client_sender_statistics> rows(VESK_CLIENT_STATISTICS_ROWS);
+  const auto counted = vesk_client_statistics(&client, rows.data());
+  if (counted != VESK_CLIENT_OK) {
+    complain("no sender statistics: " + advice(client, counted));
+  } else {
+    expose_senders(out, rows);
+  }
+}
+
+// --- all of it ---
+
+int put_out(const std::string &text, const std::string &path) {
+  if (path.empty()) {
+    const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+    if (whole && std::fflush(stdout) == 0) return 0;
+    complain("standard output cannot be written");
+    return 1;
+  }
+  const std::string trouble = shared::replace_file(path, text);
+  if (trouble.empty()) return 0;
+  complain("cannot write " + path + ": " + trouble);
+  return 1;
+}
+
+int run(const context &ctx, const metrics_options &options) {
+  const client_ptr client = open_client(ctx);
+  if (!client) return 1;
+  exposition out;
+  std::string directory;
+  shared::append_safely(directory, options.directory);
+  out.family("vesk_metrics_info", metric_type::gauge, "Where these metrics come from.");
+  out.sample({{"directory", directory}, {"version", VESK_VERSION_TEXT}}, flag(true));
+  expose_daemon(out, *client);
+  out.family("vesk_flash_marked", metric_type::gauge,
+             "Whether the flash is marked as mounted; if not, the daemon drops every message.");
+  out.sample({}, flag(shared::is_marked_mounted()));
+  expose_files(out, measure_files(options.directory));
+  return put_out(out.text(), options.output);
+}
+
+}  // namespace
+
+void add_metrics(CLI::App &app, context &ctx) {
+  auto *sub = app.add_subcommand(
+      "metrics", "Print the state of the log files and of the daemon for a monitoring system");
+  auto options = std::make_shared<metrics_options>();
+  add_directory(*sub, options->directory);
+  sub->add_option("--output", options->output,
+                  "Write to this file in place of standard output, so that a reader meets it whole")
+      ->type_name("FILE");
+  sub->footer(
+      "The format is the text format of Prometheus. A daemon that does not answer is no failure:\n"
+      "vesk_up is 0 then, standard error says why, and the metrics of the files are there all the\n"
+      "same. The exit status is 1 only when nothing could be written.\n"
+      "Whatever could not be found out is left out, with a line on standard error.\n\n"
+      "Examples:\n"
+      "  veskctl metrics\n"
+      "  veskctl metrics --output /var/lib/prometheus/node-exporter/vesk.prom\n"
+      "  veskctl metrics -D /var/tmp/evidence");
+  sub->callback([&ctx, options] { ctx.status = run(ctx, *options); });
+}
+
+}  // namespace vesk::veskctl

@@ -1,0 +1,111 @@
+#include <cinttypes>
+#include <cstdio>
+
+#include "tools/veskctl/host_status.h"
+#include "tools/veskctl/status.h"
+
+namespace vesk::veskctl {
+namespace {
+
+void print_line(const char *name, const std::string &text) {
+  std::printf("%-11s%s\n", (std::string(name) + ':').c_str(), text.c_str());
+}
+
+// "3d 4:05:06", without the days where there are none.
+std::string duration_text(uint64_t seconds) {
+  const uint64_t days = seconds / 86400;
+  char text[48];
+  std::snprintf(text, sizeof text, "%" PRIu64 ":%02" PRIu64 ":%02" PRIu64, seconds / 3600 % 24,
+                seconds / 60 % 60, seconds % 60);
+  return days == 0 ? text : std::to_string(days) + "d " + text;
+}
+
+// "64.0 MiB"
+std::string size_text(uint64_t bytes) {
+  constexpr const char *units[] = {"bytes", "KiB", "MiB", "GiB", "TiB", "PiB", "EiB"};
+  double size = static_cast<double>(bytes);
+  size_t unit = 0;
+  for (; size >= 1024; ++unit) size /= 1024;
+  char text[32];
+  std::snprintf(text, sizeof text, "%.*f %s", unit == 0 ? 0 : 1, size, units[unit]);
+  return text;
+}
+
+std::string daemon_text(const findings &found) {
+  if (!found.answers) return found.daemon_trouble;
+  char took[48];
+  std::snprintf(took, sizeof took, "answered in %.3f ms", found.answer_seconds * 1000);
+  if (!found.host) return took + std::string(", but ") + found.daemon_trouble;
+  return took + std::string(", process ") + std::to_string(found.host->pid) + ", up " +
+         duration_text(found.host->uptime_usecs / 1000000);
+}
+
+std::string marker_text(const findings &found) {
+  return shared::marker_path() +
+         std::string(found.marked ? " is there"
+                                  : " is missing: the daemon lets every message go unread");
+}
+
+std::string space_text(const shared::file_system &flash) {
+  const std::string where = std::string(shared::log_directory) + ": ";
+  if (!flash.trouble.empty()) return where + flash.trouble;
+  return where + size_text(flash.free) + " of " + size_text(flash.size) + " free, " +
+         (flash.mount_point ? "a mount point" : "no mount point but part of a larger file system");
+}
+
+uint64_t refused_in_all(const vesk_wire_status &host) {
+  uint64_t all = 0;
+  for (const auto &reason : refusal_counts) all += host.*reason.count;
+  return all;
+}
+
+std::string refused_text(const vesk_wire_status &host) {
+  std::string reasons;
+  for (const auto &reason : refusal_counts) {
+    if (host.*reason.count == 0) continue;
+    reasons +=
+        (reasons.empty() ? " (" : ", ") + std::to_string(host.*reason.count) + ' ' + reason.name;
+  }
+  return std::to_string(refused_in_all(host)) + reasons + (reasons.empty() ? "" : ")");
+}
+
+void print_counters(const findings &found) {
+  const auto print = [&](const char *name, auto text_of) {
+    print_line(name, found.host ? text_of(*found.host) : std::string("not known"));
+  };
+  print("received", [](const auto &host) { return std::to_string(host.received); });
+  print("refused", refused_text);
+  print("answers", [](const auto &host) {
+    return std::to_string(host.answered) + " sent, " + std::to_string(host.unanswered) +
+           " reached nobody";
+  });
+  print("listeners", [](const auto &host) {
+    return std::to_string(host.listeners_reached) + " reached, " +
+           std::to_string(host.listeners_missed) + " missed";
+  });
+}
+
+void print_errors(const findings &found) {
+  if (!found.errors_trouble.empty()) {
+    print_line("errors", "not known: " + found.errors_trouble);
+    return;
+  }
+  print_line("errors", found.errors.empty() ? "none in the event history"
+                                            : std::to_string(found.errors.size()) +
+                                                  " in the event history, the latest:");
+  for (const event &e : latest_errors(found)) {
+    std::printf("  %s %s\n", time_text(e.secs, e.usecs).c_str(), printable(e.text).c_str());
+  }
+}
+
+}  // namespace
+
+void print_status(const findings &found) {
+  print_line("daemon", daemon_text(found));
+  print_line("marker", marker_text(found));
+  print_line("space", space_text(found.flash));
+  print_counters(found);
+  print_errors(found);
+}
+
+}  // namespace vesk::veskctl

@@ -1,0 +1,34 @@
+// What veskshow can do with files; each job is one file, veskshow_<job>.cpp. A job shows what it
+// can of every file, reports the others with output::problem(), and goes on.
+#pragma once
+
+#include <vector>
+
+#include "tools/shared/files.h"
+#include "tools/veskshow/format.h"
+#include "tools/veskshow/options.h"
+#include "tools/veskshow/output.h"
+
+namespace vesk::veskshow {
+
+struct entry_filter;
+
+// Everything that a job needs to know; outlives it.
+struct request {
+  const options &wanted;
+  const std::vector<shared::log_file> &files;
+  const entry_filter &filter;
+  const entry_style &style;
+};
+
+void show_entries(const request &asked, output &out);    // all files merged by time; -n, -r
+void follow_entries(const request &asked, output &out);  // the same, and then what is added: -f
+void show_list(const request &asked, output &out);
+void show_headers(const request &asked, output &out);
+void show_verdicts(const request &asked, output &out);
+void show_maps(const request &asked, output &out);
+void show_salvage(const request &asked, output &out);
+void show_statistics(const request &asked, output &out);
+void show_preserved(const request &asked, output &out);
+
+}  // namespace vesk::veskshow

@@ -1,0 +1,72 @@
+#include "tools/veskshow/json.h"
+
+#include <rapidjson/prettywriter.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
+#include <sodium.h>
+
+#include "tools/veskshow/fields.h"
+
+namespace vesk::veskshow {
+
+namespace {
+
+// What writing an object takes in memory, kept for the next one.
+template <typename Writer>
+struct workshop {
+  rapidjson::StringBuffer written;
+  Writer writer{written};
+  std::string value;
+};
+
+template <typename Writer>
+void write(Writer &writer, std::string_view name, std::string_view value) {
+  writer.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
+  writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+}
+
+void store_base64(std::string &out, ring_bytes data) {
+  constexpr int variant = sodium_base64_VARIANT_ORIGINAL;
+  out.resize(sodium_base64_encoded_len(data.size(), variant));
+  sodium_bin2base64(out.data(), out.size(), data.data(), data.size(), variant);
+  out.pop_back();  // the terminator
+}
+
+template <typename Writer>
+void append_object(std::string &out, const shown_entry &shown, const entry_style &style) {
+  thread_local workshop<Writer> shop;
+  rapidjson::StringBuffer &written = shop.written;
+  Writer &writer = shop.writer;
+  std::string &value = shop.value;
+  written.Clear();
+  writer.Reset(written);
+
+  writer.StartObject();
+  value.clear();
+  append_cursor(value, shown);
+  write(writer, "__CURSOR", value);
+  write(writer, "__REALTIME_TIMESTAMP", decimal(stamp_of(shown.entry)));
+  if (const auto message = message_of(shown.entry)) {
+    write(writer, "MESSAGE", *message);
+  } else {
+    store_base64(value, shown.entry.data);
+    write(writer, "VESK_DATA_BASE64", value);
+  }
+  each_field(shown, style, [&writer](std::string_view name, std::string_view text) {
+    write(writer, name, text);
+  });
+  writer.EndObject();
+  out.append(written.GetString(), written.GetSize()).append("\n");
+}
+
+}  // namespace
+
+void append_json(std::string &out, const shown_entry &shown, const entry_style &style) {
+  append_object<rapidjson::Writer<rapidjson::StringBuffer>>(out, shown, style);
+}
+
+void append_pretty_json(std::string &out, const shown_entry &shown, const entry_style &style) {
+  append_object<rapidjson::PrettyWriter<rapidjson::StringBuffer>>(out, shown, style);
+}
+
+}  // namespace vesk::veskshow

@@ -1,0 +1,198 @@
+#include "tools/veskshow/lines.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+
+#include "tools/shared/text.h"
+#include "tools/shared/time.h"
+#include "tools/veskshow/fields.h"
+
+namespace vesk::veskshow {
+
+namespace {
+
+// --- colours ---
+
+constexpr std::string_view dim = "\x1b[2m";
+constexpr std::string_view bold = "\x1b[1m";
+constexpr std::string_view yellow = "\x1b[33m";
+constexpr std::string_view plain = "\x1b[0m";
+
+// While it lives, what is appended has the color, if the style has colors.
+class painted {
+ public:
+  painted(std::string &out, std::string_view color, const entry_style &style)
+      : out_(out), on_(style.color) {
+    if (on_) out_ += color;
+  }
+  ~painted() {
+    if (on_) out_ += plain;
+  }
+  painted(const painted &) = delete;
+  painted &operator=(const painted &) = delete;
+
+ private:
+  std::string &out_;
+  const bool on_;
+};
+
+// --- the time ---
+
+// "+02:00", by which the zone's time differed from UTC at that moment.
+void append_zone_offset(std::string &out, uint32_t secs, shared::time_zone zone) {
+  const time_t time = secs;
+  struct tm parts = {};
+  if (zone == shared::time_zone::local) localtime_r(&time, &parts);
+  const long minutes = std::abs(parts.tm_gmtoff) / 60;
+  const auto append_two = [&out](long number) {
+    out += static_cast<char>('0' + number / 10);
+    out += static_cast<char>('0' + number % 10);
+  };
+  out += parts.tm_gmtoff < 0 ? '-' : '+';
+  append_two(minutes / 60);
+  out += ':';
+  append_two(minutes % 60);
+}
+
+void append_time(std::string &out, const ring_entry &entry, const entry_style &style) {
+  const painted as(out, dim, style);
+  if (style.format == output_format::short_unix) {
+    out += decimal(entry.secs);
+    shared::append_usecs(out, entry.usecs);
+    return;
+  }
+  const size_t start = out.size();
+  shared::append_date_time(out, entry.secs, style.zone);
+  shared::append_usecs(out, entry.usecs);
+  if (style.format == output_format::short_iso) {
+    std::replace(out.begin() + static_cast<ptrdiff_t>(start), out.end(), ' ', 'T');
+    append_zone_offset(out, entry.secs, style.zone);
+  }
+}
+
+// --- who and where ---
+
+void append_name(std::string &out, const std::map<uint16_t, std::string> &names, uint16_t number) {
+  const std::string *name = find_name(names, number);
+  if (name) {
+    shared::append_safely(out, *name);
+  } else {
+    out += decimal(number);
+  }
+}
+
+std::string_view short_name(const shown_entry &shown) {
+  std::string_view file = shown.file;
+  if (shown.file_type != 0 && file.ends_with(".log")) file.remove_suffix(4);
+  return file;
+}
+
+// All of the short forms that stands before the data.
+void append_head(std::string &out, const shown_entry &shown, const entry_style &style) {
+  append_time(out, shown.entry, style);
+  out += ' ';
+  shared::append_safely(out, short_name(shown));
+  out += ' ';
+  {
+    const painted as(out, bold, style);
+    append_name(out, style.names->uuids, shown.entry.uuid);
+  }
+  out += '[';
+  append_name(out, style.names->types, shown.entry.type);
+  out += "]:";
+  if (!shown.certainty.empty()) {
+    out += ' ';
+    const painted as(out, yellow, style);
+    out.append("(").append(shown.certainty).append(")");
+  }
+}
+
+// --- all of the data ---
+
+void append_field(std::string &out, std::string_view name, std::string_view value) {
+  out.append("    ").append(name).append("=").append(value).append("\n");
+}
+
+void put_hex(std::string &line, size_t column, size_t byte) {
+  constexpr char digits[] = "0123456789abcdef";
+  line[column] = digits[byte >> 4 & 0xF];
+  line[column + 1] = digits[byte & 0xF];
+}
+
+// "00000010  67 61 6d 6d 61 20 72 61  79 00 00 00              |gamma ray...|"
+void append_dump_line(std::string &out, size_t offset, ring_bytes bytes) {
+  constexpr size_t hex_column = 10, half = 8, text_column = 60;
+  std::string line(text_column, ' ');
+  for (size_t i = 0; i < 4; ++i) put_hex(line, 2 * i, offset >> (24 - 8 * i));
+  for (size_t i = 0; i < bytes.size(); ++i) {
+    put_hex(line, hex_column + 3 * i + (i < half ? 0 : 1), bytes[i]);
+  }
+  line += '|';
+  for (const uint8_t byte : bytes) {
+    line += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
+  }
+  out.append(line).append("|\n");
+}
+
+}  // namespace
+
+void append_short(std::string &out, const shown_entry &shown, const entry_style &style) {
+  append_head(out, shown, style);
+  if (!shown.entry.data.empty()) out += ' ';
+  shared::append_data(out, shown.entry.data);
+  out += '\n';
+}
+
+void append_verbose(std::string &out, const shown_entry &shown, const entry_style &style) {
+  append_time(out, shown.entry, style);
+  out += " [";
+  append_cursor(out, shown);
+  out += "]\n";
+  each_field(shown, style, [&out](std::string_view name, std::string_view value) {
+    append_field(out, name, value);
+  });
+  if (const auto message = message_of(shown.entry)) {
+    append_field(out, "MESSAGE", safe_text(*message));
+  } else {
+    out += "    VESK_DATA=";
+    shared::append_hex(out, shown.entry.data);
+    out += '\n';
+  }
+}
+
+void append_text(std::string &out, const shown_entry &shown) {
+  const auto message = message_of(shown.entry);
+  if (!message) {
+    shared::append_data(out, shown.entry.data);
+    out += '\n';
+    return;
+  }
+  std::string_view rest = *message;
+  for (size_t length; (length = rest.find('\n')) != rest.npos; rest.remove_prefix(length + 1)) {
+    shared::append_safely(out, rest.substr(0, length));
+    out += '\n';
+  }
+  shared::append_safely(out, rest);
+  out += '\n';
+}
+
+void append_dump(std::string &out, const shown_entry &shown, const entry_style &style) {
+  constexpr size_t bytes_per_line = 16;
+  append_head(out, shown, style);
+  out += '\n';
+  const ring_bytes data = shown.entry.data;
+  for (size_t i = 0; i < data.size(); i += bytes_per_line) {
+    append_dump_line(out, i, data.subspan(i, std::min(bytes_per_line, data.size() - i)));
+  }
+}
+
+void append_remark(std::string &out, std::string_view remark, const entry_style &style) {
+  {
+    const painted as(out, yellow, style);
+    out.append("-- ").append(remark).append(" --");
+  }
+  out += '\n';
+}
+
+}  // namespace vesk::veskshow

@@ -1,0 +1,58 @@
+#include "tools/veskshow/output.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+
+#include "tools/shared/text.h"
+
+namespace vesk::veskshow {
+
+int usage_error(std::string_view reason) {
+  std::string line = "veskshow: ";
+  shared::append_safely(line, reason);
+  std::fprintf(stderr, "%s\nTry 'veskshow --help'.\n", line.c_str());
+  return exit_usage;
+}
+
+bool shows_on_terminal() {
+  const char *kind = std::getenv("TERM");
+  return isatty(STDOUT_FILENO) == 1 && kind && std::string_view(kind) != "dumb";
+}
+
+void output::flush() {
+  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (!written || std::fflush(stdout) != 0) {
+    // EINTR: a signal that ends the following of files.
+    if (errno == EPIPE || errno == EINTR) std::exit(status);
+    std::fprintf(stderr, "veskshow: cannot write: %s\n",
+                 std::generic_category().message(errno).c_str());
+    std::exit(exit_problem);
+  }
+  text.clear();
+}
+
+void output::flush_when_large() {
+  if (text.size() >= size_t{64} << 10) flush();
+}
+
+void output::problem(std::string_view subject, std::string_view reason) {
+  flush();
+  std::string line = "veskshow: ";
+  shared::append_safely(line, subject);
+  line.append(": ").append(reason).append("\n");
+  std::fputs(line.c_str(), stderr);
+  status = exit_problem;
+}
+
+void output::note(std::string_view line) {
+  flush();
+  std::string safe;
+  shared::append_safely(safe, line);
+  std::fprintf(stderr, "%s\n", safe.c_str());
+}
+
+}  // namespace vesk::veskshow
