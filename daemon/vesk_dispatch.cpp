@@ -13,6 +13,7 @@
 #include "daemon/vesk_mount_check.h"
 #include "daemon/vesk_request.h"
 #include "daemon/vesk_send.h"
+#include "format/vesk_catalogue.h"
 #include "platform/dbgkit.h"
 #include "platform/ipq.h"
 #include "platform/runctl.h"

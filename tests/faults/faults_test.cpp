@@ -60,27 +60,27 @@ row &row_of(workload &workload, const std::string &event) {
 
 using lines = std::vector<std::string>;
 
-TEST(Faults, ARunThatGoesAsTheTableSaysBreaksNothing) {
+TEST(Faults, a_run_that_goes_as_the_table_says_breaks_nothing) {
   const trial_result result = run(named("append"), "write", 2, {-1, ENOSPC});
   EXPECT_EQ(result.broken, lines());
   EXPECT_EQ(result.ended, ending::refused);
   EXPECT_EQ(result.found.back(), "= -1, code 2");
 }
 
-TEST(Faults, AFileThatIsRemovedInsteadOfKeptIsFound) {
+TEST(Faults, a_file_that_is_removed_instead_of_kept_is_found) {
   workload workload = named("append");
   row_of(workload, "write 22 bytes at 240").rules = {{any_error(), {"close", "= -1"}}};
   EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken, lines{"it went otherwise"});
 }
 
-TEST(Faults, AFailureThatNoRuleNamesIsFound) {
+TEST(Faults, a_failure_that_no_rule_names_is_found) {
   workload workload = named("append");
   row_of(workload, "write 22 bytes at 240").rules = {{on({ENOSPC}), {"close"}}};
   EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken,
             lines{"the table does not say what is expected then"});
 }
 
-TEST(Faults, ATableThatMissesACallIsFoundWithoutAFault) {
+TEST(Faults, a_table_that_misses_a_call_is_found_without_a_fault) {
   workload workload = named("append");
   workload.expected.erase(workload.expected.begin() + 4);
   const trials trials(workload);
@@ -89,7 +89,7 @@ TEST(Faults, ATableThatMissesACallIsFoundWithoutAFault) {
   EXPECT_TRUE(trials.points().empty());
 }
 
-TEST(Faults, ANextRecordThatIsRefusedUnexpectedlyIsFound) {
+TEST(Faults, a_next_record_that_is_refused_unexpectedly_is_found) {
   workload workload = named("append-to-torn");
   for (row &row : workload.expected) {
     for (rule &rule : row.rules) rule.refused_next.clear();
@@ -98,20 +98,20 @@ TEST(Faults, ANextRecordThatIsRefusedUnexpectedlyIsFound) {
             lines{"the next record was refused: ! ERROR: ghdr may be corrupt 4242"});
 }
 
-TEST(Faults, ANextRecordThatIsStoredUnexpectedlyIsFound) {
+TEST(Faults, a_next_record_that_is_stored_unexpectedly_is_found) {
   workload workload = named("append");
   row_of(workload, "close").rules.front().refused_next = "ERROR: some reason";
   EXPECT_EQ(run(workload, "close", 1, {-1, EIO}).broken,
             lines{"the next record was not refused, as it should be for \"ERROR: some reason\""});
 }
 
-TEST(Faults, ADescriptorThatStaysOpenIsFound) {
+TEST(Faults, a_descriptor_that_stays_open_is_found) {
   const auto open_only = [] { return open(path, O_RDWR) < 0 ? -1 : 0; };
   const workload workload = made_of(open_only, {{"open " + std::string(path) + " 2"}, {"= 0"}});
   EXPECT_EQ(trials(workload).broken().back(), "  * = 0   |   = 0, open temperature_err.log");
 }
 
-TEST(Faults, AWriteBeyondTheCapacityIsFound) {
+TEST(Faults, a_write_beyond_the_capacity_is_found) {
   const auto write_far = [] {
     const int fd = open(path, O_RDWR);
     lseek(fd, 8190, SEEK_SET);
@@ -129,7 +129,7 @@ TEST(Faults, AWriteBeyondTheCapacityIsFound) {
 }
 
 // The operation repeats a read until it succeeds.
-TEST(Faults, AnOperationThatWouldNotEndIsStopped) {
+TEST(Faults, an_operation_that_would_not_end_is_stopped) {
   const auto insist = [] {
     const int fd = open(path, O_RDWR);
     char buf[20];
@@ -144,7 +144,7 @@ TEST(Faults, AnOperationThatWouldNotEndIsStopped) {
   EXPECT_NE(std::find(broken.begin(), broken.end(), "it would not end"), broken.end());
 }
 
-TEST(Faults, AnInputErrorMountsTheFlashAgainBeforeAnythingElse) {
+TEST(Faults, an_input_error_mounts_the_flash_again_before_anything_else) {
   workload workload = named("append");
   const trial_result once = run(workload, "read", 1, {-1, EIO});
   EXPECT_EQ(lines(once.found.begin() + 6, once.found.begin() + 10),
@@ -154,7 +154,7 @@ TEST(Faults, AnInputErrorMountsTheFlashAgainBeforeAnythingElse) {
   EXPECT_FALSE(run(workload, "lseek", 1, {-1, EIO}).remounted);
 }
 
-TEST(Faults, APictureHasAnArrowAndBothSides) {
+TEST(Faults, a_picture_has_an_arrow_and_both_sides) {
   workload workload = named("statistics");
   row_of(workload, "answer of 21896 bytes").rules = {{any_error(), {"drop twice", "= 0"}}};
   EXPECT_EQ(picture(workload, 2, {-1, EBADF}),
@@ -170,7 +170,7 @@ TEST(Faults, APictureHasAnArrowAndBothSides) {
             "  it went otherwise\n");
 }
 
-TEST(Faults, AReadOfAHeaderFailsInEveryWay) {
+TEST(Faults, a_read_of_a_header_fails_in_every_way) {
   const std::vector<failure> all = failures_of("read", 20, extent::quick);
   // Seven errnos, and each count from 0 to 19 with two values of errno.
   ASSERT_EQ(all.size(), 47u);
@@ -181,7 +181,7 @@ TEST(Faults, AReadOfAHeaderFailsInEveryWay) {
   EXPECT_TRUE(failures_of("sync", 0, extent::full).empty());
 }
 
-TEST(Faults, AWriteIsToldByItsBytes) {
+TEST(Faults, a_write_is_told_by_its_bytes) {
   const image ring = ring_image(8192, links::none).entry(1026, 4, 1).null(8, 1).file(20, 72);
   const std::span bytes(ring);
   EXPECT_EQ(text_of_write(0, bytes.first(20)), "write header 20..72");

@@ -21,7 +21,7 @@ namespace {
 
 constexpr char path[] = "/mnt/vesk/file";
 
-class flash_program : public ::testing::Test {
+class FlashProgram : public ::testing::Test {
  protected:
   void SetUp() override {
     flash.mount_new();
@@ -52,7 +52,7 @@ class flash_program : public ::testing::Test {
   int file_ = -1;
 };
 
-TEST_F(flash_program, keeps_what_is_written) {
+TEST_F(FlashProgram, keeps_what_is_written) {
   EXPECT_EQ(writes("hello"), 5);
   EXPECT_EQ(flash.on_chip("file"), "hello");
   EXPECT_EQ(contents_of(path), "hello");
@@ -61,7 +61,7 @@ TEST_F(flash_program, keeps_what_is_written) {
   EXPECT_EQ(opens(), -ENOENT);
 }
 
-TEST_F(flash_program, sees_every_call) {
+TEST_F(FlashProgram, sees_every_call) {
   EXPECT_EQ(writes("hello"), 5);
   const uint32_t before = flash.calls();
   for (int i = 0; i < 10; ++i) EXPECT_EQ(reads(), 1);
@@ -70,7 +70,7 @@ TEST_F(flash_program, sees_every_call) {
   EXPECT_GE(flash.calls(), before + 20);
 }
 
-TEST_F(flash_program, fails_the_calls_that_it_is_told_to) {
+TEST_F(FlashProgram, fails_the_calls_that_it_is_told_to) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1, .times = 2});
   EXPECT_EQ(writes("a"), 1);
   EXPECT_EQ(writes("b"), -EIO);
@@ -80,7 +80,7 @@ TEST_F(flash_program, fails_the_calls_that_it_is_told_to) {
   EXPECT_EQ(flash.on_chip("file"), "ad");
 }
 
-TEST_F(flash_program, fails_calls_of_each_kind) {
+TEST_F(FlashProgram, fails_calls_of_each_kind) {
   EXPECT_EQ(writes("a"), 1);
   flash.will({.call = flash_call::read, .error = EIO});
   EXPECT_EQ(reads(), -EIO);
@@ -96,13 +96,13 @@ TEST_F(flash_program, fails_calls_of_each_kind) {
   EXPECT_EQ(result(unlink(path)), 0);
 }
 
-TEST_F(flash_program, tears_a_write) {
+TEST_F(FlashProgram, tears_a_write) {
   flash.will({.call = flash_call::write, .error = EIO, .keep = 3});
   EXPECT_EQ(writes("hello"), -EIO);
   EXPECT_EQ(flash.on_chip("file"), "hel");
 }
 
-TEST_F(flash_program, fills_up) {
+TEST_F(FlashProgram, fills_up) {
   flash.leave_room(7);
   EXPECT_EQ(writes("hello"), 5);
   EXPECT_EQ(writes("hello"), 2);
@@ -111,7 +111,7 @@ TEST_F(flash_program, fills_up) {
   EXPECT_EQ(flash.on_chip("file"), "HELLOhe");
 }
 
-TEST_F(flash_program, takes_its_time) {
+TEST_F(FlashProgram, takes_its_time) {
   using namespace std::chrono_literals;
   flash.will({.call = flash_call::write, .stay = 50ms});
   const auto begin = std::chrono::steady_clock::now();
@@ -119,7 +119,7 @@ TEST_F(flash_program, takes_its_time) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, 50ms);
 }
 
-TEST_F(flash_program, heals) {
+TEST_F(FlashProgram, heals) {
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
   flash.leave_room(0);
   EXPECT_EQ(writes("a"), -EIO);
@@ -127,7 +127,7 @@ TEST_F(flash_program, heals) {
   EXPECT_EQ(writes("b"), 1);
 }
 
-TEST_F(flash_program, stays_broken_when_it_is_mounted_anew) {
+TEST_F(FlashProgram, stays_broken_when_it_is_mounted_anew) {
   flash.will({.call = flash_call::open, .error = EIO, .skip = 1, .times = always});
   close(file_);
   ASSERT_EQ(umount2(mount_point, 0), 0);
@@ -143,7 +143,7 @@ TEST_F(flash_program, stays_broken_when_it_is_mounted_anew) {
 
 // Two processes of the flash: one that serves, and a mount program that waits and whose parent is
 // not the test. All of them hold the writing end of a pipe for as long as they live.
-TEST(flash_leftovers, end_with_the_test_that_they_serve) {
+TEST(FlashLeftovers, end_with_the_test_that_they_serve) {
   broken_flash flash;
   flash.mount_new();
   if (IsSkipped() || HasFatalFailure()) return;

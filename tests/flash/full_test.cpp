@@ -10,7 +10,7 @@ namespace {
 const std::string forty_letters(40, 'x');
 
 // vesk.log has one entry: 20 bytes of global header, 20 of its own header, 8 of data.
-class full_flash : public flash_test {
+class FullFlash : public flash_test {
  protected:
   static constexpr size_t size_before = 48;
 
@@ -32,7 +32,7 @@ class full_flash : public flash_test {
   std::string before_;
 };
 
-TEST_F(full_flash, refuses_a_record_and_keeps_the_file) {
+TEST_F(FullFlash, refuses_a_record_and_keeps_the_file) {
   flash.leave_room(0);
   EXPECT_EQ(send(forty_letters), fate::refused);
   EXPECT_TRUE(prints("ERROR: Write failed etype 1024 len 40 errno 28."));
@@ -41,21 +41,21 @@ TEST_F(full_flash, refuses_a_record_and_keeps_the_file) {
   expect_the_log_to_go_on();
 }
 
-TEST_F(full_flash, refuses_a_synchronous_record_and_keeps_the_file) {
+TEST_F(FullFlash, refuses_a_synchronous_record_and_keeps_the_file) {
   flash.leave_room(0);
   EXPECT_EQ(send_synchronous(forty_letters), fate::refused);
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
   expect_the_log_to_go_on();
 }
 
-TEST_F(full_flash, keeps_the_file_when_the_header_alone_has_room) {
+TEST_F(FullFlash, keeps_the_file_when_the_header_alone_has_room) {
   flash.leave_room(20);
   EXPECT_EQ(send(forty_letters), fate::refused);
   EXPECT_EQ(flash.on_chip("vesk.log").size(), size_before + 20);
   expect_the_log_to_go_on();
 }
 
-TEST_F(full_flash, keeps_the_file_when_a_part_of_the_header_has_room) {
+TEST_F(FullFlash, keeps_the_file_when_a_part_of_the_header_has_room) {
   flash.leave_room(8);
   EXPECT_EQ(send(forty_letters), fate::refused);
   EXPECT_TRUE(prints("ERROR: Write failed ret 8 ehdr entry type 1024."));
@@ -63,7 +63,7 @@ TEST_F(full_flash, keeps_the_file_when_a_part_of_the_header_has_room) {
   expect_the_log_to_go_on();
 }
 
-TEST_F(full_flash, keeps_the_file_when_up_to_19_bytes_of_data_have_room) {
+TEST_F(FullFlash, keeps_the_file_when_up_to_19_bytes_of_data_have_room) {
   flash.leave_room(20 + 19);
   EXPECT_EQ(send(forty_letters), fate::refused);
   EXPECT_EQ(flash.on_chip("vesk.log").size(), size_before + 39);
@@ -72,7 +72,7 @@ TEST_F(full_flash, keeps_the_file_when_up_to_19_bytes_of_data_have_room) {
 
 // Such a write is neither failed nor without room in the daemon's eyes, and what it cannot name
 // costs the file.
-TEST_F(full_flash, loses_the_file_when_20_bytes_of_data_have_room) {
+TEST_F(FullFlash, loses_the_file_when_20_bytes_of_data_have_room) {
   flash.leave_room(20 + 20);
   EXPECT_EQ(send(forty_letters), fate::refused);
   EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
@@ -82,7 +82,7 @@ TEST_F(full_flash, loses_the_file_when_20_bytes_of_data_have_room) {
   EXPECT_EQ(shown_data("vesk"), texts{"after"});
 }
 
-TEST_F(full_flash, keeps_the_file_when_a_part_of_the_padding_has_room) {
+TEST_F(FullFlash, keeps_the_file_when_a_part_of_the_padding_has_room) {
   flash.leave_room(20 + 5 + 1);
   EXPECT_EQ(send("fiver"), fate::refused);
   EXPECT_TRUE(prints("ERROR: Persistent Logger : write failed to align etype 1024 len 3, errno "));
@@ -91,7 +91,7 @@ TEST_F(full_flash, keeps_the_file_when_a_part_of_the_padding_has_room) {
 
 // Padding that could not be written at all passes for written. The log then ends behind the end of
 // its file, until the next record comes.
-TEST_F(full_flash, stores_a_record_whose_padding_has_no_room) {
+TEST_F(FullFlash, stores_a_record_whose_padding_has_no_room) {
   flash.leave_room(20 + 5);
   EXPECT_EQ(send("fiver"), fate::stored);
   EXPECT_EQ(flash.on_chip("vesk.log").size(), size_before + 25);
@@ -100,7 +100,7 @@ TEST_F(full_flash, stores_a_record_whose_padding_has_no_room) {
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "fiver", "after"}));
 }
 
-TEST_F(full_flash, loses_a_file_at_a_start_whose_last_padding_had_no_room) {
+TEST_F(FullFlash, loses_a_file_at_a_start_whose_last_padding_had_no_room) {
   flash.leave_room(20 + 5);
   EXPECT_EQ(send("fiver"), fate::stored);
   const outcome foretold = run({"veskshow", "--verify", "vesk"});
@@ -111,7 +111,7 @@ TEST_F(full_flash, loses_a_file_at_a_start_whose_last_padding_had_no_room) {
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
 }
 
-TEST_F(full_flash, keeps_no_new_file) {
+TEST_F(FullFlash, keeps_no_new_file) {
   flash.leave_room(0);
   EXPECT_EQ(send("refused", 25), fate::refused);
   EXPECT_TRUE(prints("ERROR: ghdr read fails errno "));
@@ -122,7 +122,7 @@ TEST_F(full_flash, keeps_no_new_file) {
 }
 
 // What is written over old entries needs no room.
-TEST_F(full_flash, goes_on_in_a_ring_that_has_its_full_size) {
+TEST_F(FullFlash, goes_on_in_a_ring_that_has_its_full_size) {
   for (int i = 0; i < 200; ++i) ASSERT_EQ(send(forty_letters, 7), fate::stored);
   ASSERT_EQ(flash.on_chip("temperature_err.log").size(), 8192u);
   flash.leave_room(0);

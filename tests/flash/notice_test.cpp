@@ -26,7 +26,7 @@ std::vector<uint8_t> everything_enabled() {
   return std::vector<uint8_t>(256 * 65, 1);
 }
 
-class failure_notice : public flash_test {
+class FailureNotice : public flash_test {
  protected:
   void SetUp() override {
     flash_test::SetUp();
@@ -51,7 +51,7 @@ class failure_notice : public flash_test {
   std::string before_;
 };
 
-TEST_F(failure_notice, stops_everything) {
+TEST_F(FailureNotice, stops_everything) {
   give_notice();
   const uint32_t calls = flash.calls();
   EXPECT_EQ(send("refused"), fate::refused);
@@ -67,7 +67,7 @@ TEST_F(failure_notice, stops_everything) {
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
 }
 
-TEST_F(failure_notice, is_the_reason_that_is_given) {
+TEST_F(FailureNotice, is_the_reason_that_is_given) {
   give_notice();
   command(enable, 5);
   command(clear, 5);
@@ -79,14 +79,14 @@ TEST_F(failure_notice, is_the_reason_that_is_given) {
   EXPECT_TRUE(prints("ERROR: Cannot recover vesk file due to bootflash failure.\n"));
 }
 
-TEST_F(failure_notice, leaves_what_needs_no_flash) {
+TEST_F(FailureNotice, leaves_what_needs_no_flash) {
   give_notice();
   EXPECT_EQ(sender.request(1152, {}).payload.size(), 21896u);
   EXPECT_EQ(command(disable, 5), 0);
   EXPECT_EQ(sender.request(60004, {}).header.flags, VESK_WIRE_ANSWER);
 }
 
-TEST_F(failure_notice, keeps_a_flash_that_reports_errors_from_being_mounted_anew) {
+TEST_F(FailureNotice, keeps_a_flash_that_reports_errors_from_being_mounted_anew) {
   give_notice();
   for (const flash_call call : {flash_call::status, flash_call::open, flash_call::write}) {
     flash.will({.call = call, .error = EIO, .times = always});
@@ -97,14 +97,14 @@ TEST_F(failure_notice, keeps_a_flash_that_reports_errors_from_being_mounted_anew
   EXPECT_EQ(flash.mounts_begun(), 1u);
 }
 
-TEST_F(failure_notice, of_another_slot_or_another_kind_changes_nothing) {
+TEST_F(FailureNotice, of_another_slot_or_another_kind_changes_nothing) {
   give_notice(3, 4);
   give_notice(2, 3);
   EXPECT_EQ(send("after"), fate::stored);
   EXPECT_EQ(command(enable, 5), 0);
 }
 
-TEST_F(failure_notice, is_forgotten_by_the_next_daemon) {
+TEST_F(FailureNotice, is_forgotten_by_the_next_daemon) {
   give_notice();
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   daemon.start();

@@ -14,7 +14,7 @@ namespace {
 
 constexpr uint16_t clear_logging = 3;
 
-class remount : public flash_test {
+class Remount : public flash_test {
  protected:
   void SetUp() override {
     flash_test::SetUp();
@@ -38,7 +38,7 @@ class remount : public flash_test {
   }
 };
 
-TEST_F(remount, follows_a_status_that_fails) {
+TEST_F(Remount, follows_a_status_that_fails) {
   flash.will({.call = flash_call::status, .error = EIO});
   send("hit");
   EXPECT_TRUE(prints("ERROR: Error acquiring status for /mnt/vesk/vesk.log, errno 5"));
@@ -48,7 +48,7 @@ TEST_F(remount, follows_a_status_that_fails) {
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
 }
 
-TEST_F(remount, follows_an_open_that_fails) {
+TEST_F(Remount, follows_an_open_that_fails) {
   flash.will({.call = flash_call::open, .error = EIO});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5."));
@@ -59,7 +59,7 @@ TEST_F(remount, follows_an_open_that_fails) {
 }
 
 // The daemon's own descriptor keeps the flash busy, so that it stays mounted.
-TEST_F(remount, follows_a_read_that_fails) {
+TEST_F(Remount, follows_a_read_that_fails) {
   flash.will({.call = flash_call::read, .error = EIO});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_TRUE(prints("ERROR: ghdr read fails errno 5."));
@@ -69,7 +69,7 @@ TEST_F(remount, follows_a_read_that_fails) {
   expect_service_to_resume();
 }
 
-TEST_F(remount, follows_a_write_that_fails) {
+TEST_F(Remount, follows_a_write_that_fails) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_TRUE(prints("ERROR: Write failed etype 1024 len 3 errno 5."));
@@ -79,7 +79,7 @@ TEST_F(remount, follows_a_write_that_fails) {
   expect_service_to_resume();
 }
 
-TEST_F(remount, follows_no_other_error) {
+TEST_F(Remount, follows_no_other_error) {
   for (const int other : {ENOMEM, EACCES, ENXIO}) {
     flash.will({.call = flash_call::status, .error = other});
     EXPECT_EQ(send("hit"), fate::refused);
@@ -92,7 +92,7 @@ TEST_F(remount, follows_no_other_error) {
 }
 
 // Every write of the record fails, and by the second one the marker is gone.
-TEST_F(remount, is_not_begun_again_while_the_marker_is_gone) {
+TEST_F(Remount, is_not_begun_again_while_the_marker_is_gone) {
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_EQ(flash.hits(flash_call::write), 2u);
@@ -102,7 +102,7 @@ TEST_F(remount, is_not_begun_again_while_the_marker_is_gone) {
 }
 
 // The configuration and the notice would have stopped the daemon from storing anything.
-TEST_F(remount, drops_every_message_until_the_marker_is_back) {
+TEST_F(Remount, drops_every_message_until_the_marker_is_back) {
   flash.will({.call = flash_call::open, .error = EIO});
   EXPECT_EQ(send("hit"), fate::refused);
   const auto dropped = [&](uint32_t opcode, const std::vector<uint8_t> &payload) {
@@ -124,7 +124,7 @@ TEST_F(remount, drops_every_message_until_the_marker_is_back) {
 // What a remount costs. The daemon does what it is to do after an error; none of it brings back
 // what the error was about.
 
-TEST_F(remount, costs_the_log_file_when_a_read_failed) {
+TEST_F(Remount, costs_the_log_file_when_a_read_failed) {
   flash.will({.call = flash_call::read, .error = EIO});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
@@ -133,7 +133,7 @@ TEST_F(remount, costs_the_log_file_when_a_read_failed) {
   EXPECT_EQ(shown_data("vesk"), texts{"after"});
 }
 
-TEST_F(remount, costs_the_log_file_when_data_could_not_be_written) {
+TEST_F(Remount, costs_the_log_file_when_data_could_not_be_written) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
   EXPECT_EQ(send("hit"), fate::refused);
   EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
@@ -144,7 +144,7 @@ TEST_F(remount, costs_the_log_file_when_data_could_not_be_written) {
 
 // A file whose status fails counts as absent, so it is created: in the directory on which the flash
 // was mounted a moment ago, and will be again.
-TEST_F(remount, hides_the_record_whose_status_failed) {
+TEST_F(Remount, hides_the_record_whose_status_failed) {
   flash.will({.call = flash_call::status, .error = EIO});
   EXPECT_EQ(send("hidden"), fate::stored);
   EXPECT_EQ(shown_data("vesk"), texts{"hidden"});
@@ -154,7 +154,7 @@ TEST_F(remount, hides_the_record_whose_status_failed) {
 
 // Somebody reads the log, so the flash cannot be unmounted, and the file that counts as absent is
 // given a new global header.
-TEST_F(remount, of_a_busy_flash_after_a_status_that_failed_costs_the_entries) {
+TEST_F(Remount, of_a_busy_flash_after_a_status_that_failed_costs_the_entries) {
   const unique_fd reader(open("/mnt/vesk/vesk.log", O_RDONLY | O_CLOEXEC));
   ASSERT_TRUE(reader);
   flash.will({.call = flash_call::status, .error = EIO});
@@ -165,7 +165,7 @@ TEST_F(remount, of_a_busy_flash_after_a_status_that_failed_costs_the_entries) {
   EXPECT_EQ(shown_data("vesk"), (texts{"hit", "after"}));
 }
 
-TEST_F(remount, answers_a_clear_whose_status_failed_as_if_there_were_no_file) {
+TEST_F(Remount, answers_a_clear_whose_status_failed_as_if_there_were_no_file) {
   flash.will({.call = flash_call::status, .error = EIO});
   const reply cleared = sender.request(1153, half_words({clear_logging, 5}));
   EXPECT_EQ(cleared.payload, (std::vector<uint8_t>{3, 0, 5, 0, 0, 0, 0, 0}));

@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class exception_report : public flash_test {
+class ExceptionReport : public flash_test {
  protected:
   // One record that cannot be stored, one remount, and the marker is back.
   void remount_once() {
@@ -36,7 +36,7 @@ uint32_t big_endian_word(const std::vector<uint8_t> &bytes, size_t offset) {
   return value;
 }
 
-TEST_F(exception_report, is_sent_from_the_fourth_remount_on) {
+TEST_F(ExceptionReport, is_sent_from_the_fourth_remount_on) {
   listener ear;
   remount(3);
   EXPECT_EQ(flash.mounts_begun(), 4u);
@@ -50,7 +50,7 @@ TEST_F(exception_report, is_sent_from_the_fourth_remount_on) {
   EXPECT_EQ(send("after"), fate::stored);
 }
 
-TEST_F(exception_report, holds_what_has_happened_and_when) {
+TEST_F(ExceptionReport, holds_what_has_happened_and_when) {
   listener ear;
   const auto before = static_cast<uint32_t>(time(nullptr));
   remount(4);
@@ -83,7 +83,7 @@ TEST_F(exception_report, holds_what_has_happened_and_when) {
   EXPECT_EQ(report, expected);
 }
 
-TEST_F(exception_report, is_sent_by_a_new_daemon_only_after_three_more_remounts) {
+TEST_F(ExceptionReport, is_sent_by_a_new_daemon_only_after_three_more_remounts) {
   remount(3);
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   daemon.start();
@@ -95,7 +95,7 @@ TEST_F(exception_report, is_sent_by_a_new_daemon_only_after_three_more_remounts)
 }
 
 // Nobody listens, and the daemon goes on all the same.
-TEST_F(exception_report, needs_no_listener) {
+TEST_F(ExceptionReport, needs_no_listener) {
   remount(5);
   EXPECT_EQ(send("after"), fate::stored);
 }

@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-class slow_flash : public flash_test {
+class SlowFlash : public flash_test {
  protected:
   static bool is_yes(const std::optional<reply> &got) {
     return got && got->header.flags == VESK_WIRE_ANSWER && got->word() == 1;
@@ -22,7 +22,7 @@ class slow_flash : public flash_test {
   wire_socket other;
 };
 
-TEST_F(slow_flash, answers_late) {
+TEST_F(SlowFlash, answers_late) {
   ASSERT_EQ(send("before"), fate::stored);
   for (const flash_call call : {flash_call::status, flash_call::open, flash_call::write}) {
     flash.will({.call = call, .stay = 100ms});
@@ -33,7 +33,7 @@ TEST_F(slow_flash, answers_late) {
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "late", "late", "late"}));
 }
 
-TEST_F(slow_flash, makes_other_senders_wait_and_serves_them_afterwards) {
+TEST_F(SlowFlash, makes_other_senders_wait_and_serves_them_afterwards) {
   flash.will({.call = flash_call::write, .stay = 10s});
   ASSERT_NE(sender.send(1151, good_record("slow").bytes()), 0u);
   ASSERT_TRUE(eventually([&] { return flash.hits(flash_call::write) == 1; }));
@@ -46,7 +46,7 @@ TEST_F(slow_flash, makes_other_senders_wait_and_serves_them_afterwards) {
 }
 
 // Far more records than the daemon's queue holds.
-TEST_F(slow_flash, loses_none_of_many) {
+TEST_F(SlowFlash, loses_none_of_many) {
   flash.will({.call = flash_call::write, .times = always, .stay = 1ms});
   std::string input;
   texts expected;
@@ -59,7 +59,7 @@ TEST_F(slow_flash, loses_none_of_many) {
   EXPECT_EQ(shown_data("vesk"), expected);
 }
 
-TEST_F(slow_flash, keeps_the_order_of_records_that_nobody_waits_for) {
+TEST_F(SlowFlash, keeps_the_order_of_records_that_nobody_waits_for) {
   flash.will({.call = flash_call::write, .times = always, .stay = 2ms});
   texts expected;
   for (int i = 10; i < 50; ++i) {
@@ -73,7 +73,7 @@ TEST_F(slow_flash, keeps_the_order_of_records_that_nobody_waits_for) {
 }
 
 // The daemon ends when the write of the entry's header is done, and before that of its data.
-TEST_F(slow_flash, is_waited_for_by_an_orderly_end) {
+TEST_F(SlowFlash, is_waited_for_by_an_orderly_end) {
   ASSERT_EQ(send("before"), fate::stored);
   const size_t size = flash.on_chip("vesk.log").size();
   flash.will({.call = flash_call::write, .stay = 10s});

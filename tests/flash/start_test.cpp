@@ -10,7 +10,7 @@ namespace vesk::test {
 
 namespace {
 
-class start_up : public flash_test {
+class StartUp : public flash_test {
  protected:
   void SetUp() override {
     flash_test::SetUp();
@@ -31,7 +31,7 @@ class start_up : public flash_test {
   std::string before_;
 };
 
-TEST_F(start_up, mounts_the_flash_anew_when_a_status_fails) {
+TEST_F(StartUp, mounts_the_flash_anew_when_a_status_fails) {
   flash.will({.call = flash_call::status, .error = EIO});
   boot();
   EXPECT_EQ(flash.hits(flash_call::status), 1u);
@@ -39,7 +39,7 @@ TEST_F(start_up, mounts_the_flash_anew_when_a_status_fails) {
   expect_the_log_to_go_on();
 }
 
-TEST_F(start_up, keeps_a_file_whose_header_cannot_be_read_for_a_moment) {
+TEST_F(StartUp, keeps_a_file_whose_header_cannot_be_read_for_a_moment) {
   flash.will({.call = flash_call::read, .error = EIO});
   boot();
   EXPECT_EQ(flash.hits(flash_call::read), 1u);
@@ -48,7 +48,7 @@ TEST_F(start_up, keeps_a_file_whose_header_cannot_be_read_for_a_moment) {
 }
 
 // It cannot be checked, so it cannot be trusted.
-TEST_F(start_up, removes_a_file_that_cannot_be_opened) {
+TEST_F(StartUp, removes_a_file_that_cannot_be_opened) {
   flash.will({.call = flash_call::open, .error = EIO});
   boot();
   EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5.\n"));
@@ -56,7 +56,7 @@ TEST_F(start_up, removes_a_file_that_cannot_be_opened) {
   EXPECT_EQ(flash.mounts_begun(), 1u);
 }
 
-TEST_F(start_up, waits_for_a_slow_flash) {
+TEST_F(StartUp, waits_for_a_slow_flash) {
   using namespace std::chrono_literals;
   flash.will({.call = flash_call::read, .times = always, .stay = 50ms});
   boot();
@@ -65,7 +65,7 @@ TEST_F(start_up, waits_for_a_slow_flash) {
   expect_the_log_to_go_on();
 }
 
-TEST_F(start_up, touches_no_file_at_a_restart) {
+TEST_F(StartUp, touches_no_file_at_a_restart) {
   const uint32_t calls = flash.calls();
   daemon.start();
   EXPECT_EQ(flash.calls(), calls);

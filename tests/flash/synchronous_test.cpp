@@ -16,7 +16,7 @@ constexpr uint32_t padding = 2;
 constexpr uint32_t global_header = 3;
 
 // vesk.log has one entry and ends at 48.
-class synchronous_record : public flash_test {
+class SynchronousRecord : public flash_test {
  protected:
   void SetUp() override {
     flash_test::SetUp();
@@ -43,24 +43,24 @@ class synchronous_record : public flash_test {
   }
 };
 
-TEST_F(synchronous_record, is_refused_when_no_write_succeeds) {
+TEST_F(SynchronousRecord, is_refused_when_no_write_succeeds) {
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
   EXPECT_EQ(send_synchronous("fiver"), fate::refused);
 }
 
-TEST_F(synchronous_record, is_refused_when_no_write_into_a_new_file_succeeds) {
+TEST_F(SynchronousRecord, is_refused_when_no_write_into_a_new_file_succeeds) {
   ASSERT_EQ(run({"veskctl", "clear", "vesk"}).status, 0);
   ASSERT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
   EXPECT_EQ(send_synchronous("fiver"), fate::refused);
 }
 
-TEST_F(synchronous_record, is_refused_when_its_data_cannot_be_written) {
+TEST_F(SynchronousRecord, is_refused_when_its_data_cannot_be_written) {
   fail_write(data);
   EXPECT_EQ(send_synchronous("fiver"), fate::refused);
 }
 
-TEST_F(synchronous_record, is_refused_when_the_write_of_its_data_is_torn) {
+TEST_F(SynchronousRecord, is_refused_when_the_write_of_its_data_is_torn) {
   for (const uint32_t keep : {1u, 4u, 5u}) {
     fail_write(data, keep);
     EXPECT_EQ(send_synchronous("fiver"), fate::refused) << keep;
@@ -70,7 +70,7 @@ TEST_F(synchronous_record, is_refused_when_the_write_of_its_data_is_torn) {
   }
 }
 
-TEST_F(synchronous_record, is_refused_when_the_file_cannot_be_read_or_opened) {
+TEST_F(SynchronousRecord, is_refused_when_the_file_cannot_be_read_or_opened) {
   flash.will({.call = flash_call::open, .error = EIO});
   EXPECT_EQ(send_synchronous("fiver"), fate::refused);
   ASSERT_TRUE(eventually([] { return exists(mount_marker); }));
@@ -81,7 +81,7 @@ TEST_F(synchronous_record, is_refused_when_the_file_cannot_be_read_or_opened) {
 // A write that fails altogether passes for a complete one, except that of the data. So for these
 // three the answer promises more than there is.
 
-TEST_F(synchronous_record, is_answered_with_success_although_its_padding_is_missing) {
+TEST_F(SynchronousRecord, is_answered_with_success_although_its_padding_is_missing) {
   fail_write(padding);
   EXPECT_EQ(send_synchronous("fiver"), fate::stored);
   wait_for_remount();
@@ -90,7 +90,7 @@ TEST_F(synchronous_record, is_answered_with_success_although_its_padding_is_miss
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "fiver", "after"}));
 }
 
-TEST_F(synchronous_record, is_answered_with_success_although_the_log_does_not_lead_to_it) {
+TEST_F(SynchronousRecord, is_answered_with_success_although_the_log_does_not_lead_to_it) {
   fail_write(global_header);
   EXPECT_EQ(send_synchronous("fiver"), fate::stored);
   wait_for_remount();
@@ -100,7 +100,7 @@ TEST_F(synchronous_record, is_answered_with_success_although_the_log_does_not_le
 
 // The data take the place of the header, and the log ends behind the end of its file: a start
 // removes it.
-TEST_F(synchronous_record, is_answered_with_success_although_its_header_is_missing) {
+TEST_F(SynchronousRecord, is_answered_with_success_although_its_header_is_missing) {
   fail_write(header);
   EXPECT_EQ(send_synchronous("fiver"), fate::stored);
   wait_for_remount();
@@ -110,7 +110,7 @@ TEST_F(synchronous_record, is_answered_with_success_although_its_header_is_missi
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
 }
 
-TEST_F(synchronous_record, is_refused_when_a_part_of_its_header_has_no_room) {
+TEST_F(SynchronousRecord, is_refused_when_a_part_of_its_header_has_no_room) {
   flash.leave_room(19);
   EXPECT_EQ(send_synchronous("fiver"), fate::refused);
   EXPECT_EQ(shown_data("vesk"), texts{"before"});

@@ -44,7 +44,7 @@ void PrintTo(const cut &which, std::ostream *out) {
   *out << which.name;
 }
 
-class power_cut : public flash_test, public ::testing::WithParamInterface<cut> {
+class PowerCut : public flash_test, public ::testing::WithParamInterface<cut> {
  protected:
   void SetUp() override {
     flash_test::SetUp();
@@ -87,7 +87,7 @@ record update_of_first() {
            .data = "FIRST"}};
 }
 
-TEST_P(power_cut, ends_as_foretold) {
+TEST_P(PowerCut, ends_as_foretold) {
   const cut &which = GetParam();
   cut_off(which, which.update ? update_of_first() : third_record());
   const std::string left = flash.on_chip("vesk.log");
@@ -108,7 +108,7 @@ TEST_P(power_cut, ends_as_foretold) {
 
 // The global headers of 76 and of 104 bytes differ in the checksum, bytes 6 and 7, and in byte 19.
 INSTANTIATE_TEST_SUITE_P(
-    writes, power_cut,
+    writes, PowerCut,
     ::testing::Values(
         cut{"header_not_begun", false, 0, 0, sound, {"first", "other"}},
         cut{"header_in_its_middle", false, 0, 10, sound, {"first", "other"}},

@@ -19,7 +19,7 @@ namespace {
 
 class Corpus : public ::testing::TestWithParam<corpus_file> {};
 
-TEST_P(Corpus, PromisesHold) {
+TEST_P(Corpus, promises_hold) {
   EXPECT_EQ(LLVMFuzzerTestOneInput(GetParam().bytes.data(), GetParam().bytes.size()), 0);
 }
 

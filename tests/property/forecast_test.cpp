@@ -306,7 +306,7 @@ void expect_variety(totals &t) {
   for (const char *failure : all_failures) EXPECT_GT(t.failures[failure], 0u) << failure;
 }
 
-TEST(Forecast, IsWhatTheStartDoes) {
+TEST(Forecast, is_what_the_start_does) {
   forecasts foretold;
   if (const auto seed = the_one_seed()) return run_case(*seed, true, &foretold);
   totals totals;

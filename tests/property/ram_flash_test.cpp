@@ -63,7 +63,7 @@ outcome on_disk(const trial &t) {
   return done;
 }
 
-TEST(RamFlash, IsLikeFilesOfTheSystem) {
+TEST(RamFlash, is_like_files_of_the_system) {
   for (uint64_t seed = 1; seed <= 300; ++seed) {
     SCOPED_TRACE("VESK_SEED=" + std::to_string(seed));
     const trial t = random_trial(seed);

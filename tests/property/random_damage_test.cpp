@@ -56,7 +56,7 @@ void tell(totals &t) {
   }
 }
 
-TEST(RandomDamage, PromisesHold) {
+TEST(RandomDamage, promises_hold) {
   if (const auto seed = the_one_seed()) {
     const finding found = run_trial(random_trial(*seed), true);
     std::cout << found.story;
@@ -81,7 +81,7 @@ TEST(RandomDamage, PromisesHold) {
   if (failures == 0) expect_variety(totals);
 }
 
-TEST(RandomDamage, ANumberAlwaysGivesTheSameCase) {
+TEST(RandomDamage, a_number_always_gives_the_same_case) {
   for (const uint32_t seed : {1u, 2u, 3u, 4711u}) {
     const trial once = random_trial(seed);
     const trial again = random_trial(seed);

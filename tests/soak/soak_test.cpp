@@ -37,7 +37,7 @@ struct fields {
 };
 
 // Two senders' records as a test lets them be sent, and what the files then show.
-class auditing : public ::testing::Test {
+class Auditing : public ::testing::Test {
  protected:
   author sent(fate what, fields of) {
     const author who{of.sender, notes_.begun(of.sender)};
@@ -103,7 +103,7 @@ class auditing : public ::testing::Test {
   std::vector<author> in_copies_;
 };
 
-TEST_F(auditing, is_content_when_all_that_is_stored_is_shown) {
+TEST_F(Auditing, is_content_when_all_that_is_stored_is_shown) {
   const author one = stored();
   const author other = stored({.sender = 1, .sync = 2});
   look_after_death(shows({one, other}));
@@ -112,7 +112,7 @@ TEST_F(auditing, is_content_when_all_that_is_stored_is_shown) {
   EXPECT_EQ(audit_.result().synchronous[static_cast<size_t>(place::chain)], 1u);
 }
 
-TEST_F(auditing, misses_a_stored_record) {
+TEST_F(Auditing, misses_a_stored_record) {
   const author one = stored();
   stored();
   look_after_death(shows({one}));
@@ -121,19 +121,19 @@ TEST_F(auditing, misses_a_stored_record) {
   EXPECT_EQ(stored_at(place::lost), 1u);
 }
 
-TEST_F(auditing, misses_it_in_a_file_that_is_gone) {
+TEST_F(Auditing, misses_it_in_a_file_that_is_gone) {
   stored();
   look_after_death({});
   EXPECT_EQ(audit_.failure_count(), 1u);
 }
 
-TEST_F(auditing, wants_a_file_that_nothing_has_hit_to_show_its_records_by_itself) {
+TEST_F(Auditing, wants_a_file_that_nothing_has_hit_to_show_its_records_by_itself) {
   by_search_ = {stored()};
   look_after_death(shows({}));
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("was stored and is not shown any more")));
 }
 
-TEST_F(auditing, promises_nothing_without_an_answer) {
+TEST_F(Auditing, promises_nothing_without_an_answer) {
   sent(fate::unknown, {});
   sent(fate::handed_in, {.sync = 0});
   look_after_death(shows({}));
@@ -142,14 +142,14 @@ TEST_F(auditing, promises_nothing_without_an_answer) {
   EXPECT_EQ(audit_.result().unasked, 1u);
 }
 
-TEST_F(auditing, takes_a_later_answer_for_what_wanted_none) {
+TEST_F(Auditing, takes_a_later_answer_for_what_wanted_none) {
   sent(fate::handed_in, {.sync = 0});
   const author answered = stored();
   look_after_death(shows({answered}));
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("record 0 of sender 0")));
 }
 
-TEST_F(auditing, takes_no_answer_behind_a_death_for_what_came_before) {
+TEST_F(Auditing, takes_no_answer_behind_a_death_for_what_came_before) {
   sent(fate::handed_in, {.sync = 0});
   die();
   const author answered = stored();
@@ -157,7 +157,7 @@ TEST_F(auditing, takes_no_answer_behind_a_death_for_what_came_before) {
   EXPECT_THAT(audit_.failures(), IsEmpty());
 }
 
-TEST_F(auditing, takes_no_answer_to_another_sender_for_it) {
+TEST_F(Auditing, takes_no_answer_to_another_sender_for_it) {
   sent(fate::handed_in, {.sync = 0});
   const author answered = stored({.sender = 1});
   look_after_death(shows({answered}));
@@ -165,7 +165,7 @@ TEST_F(auditing, takes_no_answer_to_another_sender_for_it) {
 }
 
 // 262144 bytes, less 20, twice 4096 + 1020, and twice 1044 are 249804: 244 entries of 1020 bytes.
-TEST_F(auditing, lets_a_ring_discard_what_has_its_capacity_behind_it) {
+TEST_F(Auditing, lets_a_ring_discard_what_has_its_capacity_behind_it) {
   stored();
   std::vector<author> behind;
   for (int i = 0; i < 244; ++i) behind.push_back(stored());
@@ -173,7 +173,7 @@ TEST_F(auditing, lets_a_ring_discard_what_has_its_capacity_behind_it) {
   EXPECT_EQ(audit_.failure_count(), 1u) << "too early";
 }
 
-TEST_F(auditing, lets_it_discard_that_and_nothing_else) {
+TEST_F(Auditing, lets_it_discard_that_and_nothing_else) {
   stored();
   std::vector<author> behind;
   for (int i = 0; i < 245; ++i) behind.push_back(stored());
@@ -183,7 +183,7 @@ TEST_F(auditing, lets_it_discard_that_and_nothing_else) {
   EXPECT_EQ(stored_at(place::chain), 245u);
 }
 
-TEST_F(auditing, counts_nothing_as_behind_that_came_before) {
+TEST_F(Auditing, counts_nothing_as_behind_that_came_before) {
   std::vector<author> before;
   for (int i = 0; i < 300; ++i) before.push_back(stored());
   const author last = stored();
@@ -192,7 +192,7 @@ TEST_F(auditing, counts_nothing_as_behind_that_came_before) {
               ElementsAre(HasSubstr(std::to_string(last.number) + " of sender 0")));
 }
 
-TEST_F(auditing, wants_only_the_last_update_of_an_entry) {
+TEST_F(Auditing, wants_only_the_last_update_of_an_entry) {
   update(fate::stored);
   const author last = update(fate::stored);
   look_after_death(shows({last}));
@@ -201,14 +201,14 @@ TEST_F(auditing, wants_only_the_last_update_of_an_entry) {
   EXPECT_EQ(stored_at(place::chain), 1u);
 }
 
-TEST_F(auditing, misses_an_update_where_the_entry_has_its_old_contents) {
+TEST_F(Auditing, misses_an_update_where_the_entry_has_its_old_contents) {
   const author first = update(fate::stored);
   update(fate::stored);
   look_after_death(shows({first}));
   EXPECT_EQ(audit_.failure_count(), 1u);
 }
 
-TEST_F(auditing, knows_which_of_several_entries_an_update_replaces) {
+TEST_F(Auditing, knows_which_of_several_entries_an_update_replaces) {
   std::vector<author> entries;
   for (int i = 0; i < 3; ++i) entries.push_back(stored({.keyed = true, .type = 2000}));
   const author second = update(fate::stored, 2);
@@ -219,7 +219,7 @@ TEST_F(auditing, knows_which_of_several_entries_an_update_replaces) {
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("record 0 of sender 0")));
 }
 
-TEST_F(auditing, accepts_an_update_without_answer_in_place_of_the_one_before) {
+TEST_F(Auditing, accepts_an_update_without_answer_in_place_of_the_one_before) {
   update(fate::stored);
   const author later = update(fate::unknown);
   look_after_death(shows({later}));
@@ -227,7 +227,7 @@ TEST_F(auditing, accepts_an_update_without_answer_in_place_of_the_one_before) {
   EXPECT_EQ(stored_at(place::replaced), 1u);
 }
 
-TEST_F(auditing, accepts_half_an_update_that_was_being_written) {
+TEST_F(Auditing, accepts_half_an_update_that_was_being_written) {
   update(fate::stored);
   const author later = update(fate::under_way);
   sighting seen = shows({});
@@ -238,14 +238,14 @@ TEST_F(auditing, accepts_half_an_update_that_was_being_written) {
   EXPECT_EQ(audit_.result().half_written, 1u);
 }
 
-TEST_F(auditing, accepts_no_more_half_entries_than_there_were_deaths) {
+TEST_F(Auditing, accepts_no_more_half_entries_than_there_were_deaths) {
   sighting seen = shows({});
   seen.untrue = {half_of(sent(fate::unknown, {})), half_of(sent(fate::unknown, {.sender = 1}))};
   look_after_death(seen);
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("an entry is shown that nobody sent")));
 }
 
-TEST_F(auditing, accepts_no_entry_that_nobody_sent_nor_half_of_what_was_stored) {
+TEST_F(Auditing, accepts_no_entry_that_nobody_sent_nor_half_of_what_was_stored) {
   const author one = stored();
   sighting seen = shows({one});
   seen.untrue = {{20, 100, 1024, 1, 1}, half_of(one)};
@@ -253,7 +253,7 @@ TEST_F(auditing, accepts_no_entry_that_nobody_sent_nor_half_of_what_was_stored) 
   EXPECT_EQ(audit_.failure_count(), 2u);
 }
 
-TEST_F(auditing, accepts_no_record_twice_or_out_of_order) {
+TEST_F(Auditing, accepts_no_record_twice_or_out_of_order) {
   const author first = stored();
   const author second = stored();
   look_after_death(shows({first, second, second}));
@@ -263,7 +263,7 @@ TEST_F(auditing, accepts_no_record_twice_or_out_of_order) {
   EXPECT_EQ(audit_.failure_count(), 2u);
 }
 
-TEST_F(auditing, takes_a_search_or_a_copy_for_what_was_in_a_ring_that_a_death_hit) {
+TEST_F(Auditing, takes_a_search_or_a_copy_for_what_was_in_a_ring_that_a_death_hit) {
   const author found = stored();
   const author copied = stored();
   by_search_ = {found};
@@ -275,14 +275,14 @@ TEST_F(auditing, takes_a_search_or_a_copy_for_what_was_in_a_ring_that_a_death_hi
   EXPECT_EQ(stored_at(place::copy), 1u);
 }
 
-TEST_F(auditing, has_no_excuse_for_what_is_in_no_copy_of_a_ring_that_a_death_hit) {
+TEST_F(Auditing, has_no_excuse_for_what_is_in_no_copy_of_a_ring_that_a_death_hit) {
   stored();
   look_after_death(damaged());
   EXPECT_THAT(audit_.failures(), ElementsAre("death 1: btcm.log: record 0 of sender 0 was stored "
                                              "and is lost"));
 }
 
-TEST_F(auditing, excuses_what_was_sent_before_a_hit_ring_was_sound_again_and_nothing_later) {
+TEST_F(Auditing, excuses_what_was_sent_before_a_hit_ring_was_sound_again_and_nothing_later) {
   look_after_death(damaged());
   stored();
   look_after_death(shows({}));
@@ -294,7 +294,7 @@ TEST_F(auditing, excuses_what_was_sent_before_a_hit_ring_was_sound_again_and_not
                                              "and is lost"));
 }
 
-TEST_F(auditing, has_no_excuse_for_a_damaged_file_that_is_not_full) {
+TEST_F(Auditing, has_no_excuse_for_a_damaged_file_that_is_not_full) {
   sighting seen = damaged();
   seen.full = false;
   look_after_death(seen);
@@ -302,13 +302,13 @@ TEST_F(auditing, has_no_excuse_for_a_damaged_file_that_is_not_full) {
               ElementsAre("death 1: btcm.log is damaged and not full: it burns"));
 }
 
-TEST_F(auditing, has_no_excuse_for_two_files_damaged_by_one_death) {
+TEST_F(Auditing, has_no_excuse_for_two_files_damaged_by_one_death) {
   other_ = damaged();
   look_after_death(damaged());
   EXPECT_THAT(audit_.failures(), ElementsAre("death 1: more than one file is damaged by it"));
 }
 
-TEST_F(auditing, has_no_excuse_in_a_part_in_which_no_ring_wraps) {
+TEST_F(Auditing, has_no_excuse_in_a_part_in_which_no_ring_wraps) {
   part roomy = wrapping;
   roomy.wraps = false;
   audit strict(roomy, notes_);
@@ -323,7 +323,7 @@ TEST_F(auditing, has_no_excuse_in_a_part_in_which_no_ring_wraps) {
   EXPECT_EQ(strict.result().stored[static_cast<size_t>(place::lost)], 300u);
 }
 
-TEST_F(auditing, lets_records_be_dropped_once_where_a_death_left_a_file_without_its_header) {
+TEST_F(Auditing, lets_records_be_dropped_once_where_a_death_left_a_file_without_its_header) {
   look_after_death({.found = condition::stub});
   sent(fate::refused, {});
   stored();
@@ -338,7 +338,7 @@ TEST_F(auditing, lets_records_be_dropped_once_where_a_death_left_a_file_without_
                           "death 3: btcm.log: record 3 of sender 0 was stored and is lost"));
 }
 
-TEST_F(auditing, lets_nothing_be_lost_that_was_there_before_the_header_was) {
+TEST_F(Auditing, lets_nothing_be_lost_that_was_there_before_the_header_was) {
   stored();
   look_after_death({.found = condition::stub});
   EXPECT_EQ(audit_.failure_count(), 1u);
@@ -346,7 +346,7 @@ TEST_F(auditing, lets_nothing_be_lost_that_was_there_before_the_header_was) {
 
 // --- what files show -----------------------------------------------------------------------------
 
-class sighted : public auditing {
+class Sighted : public Auditing {
  protected:
   static constexpr uint32_t data_at = 40;
 
@@ -369,7 +369,7 @@ class sighted : public auditing {
   }
 };
 
-TEST_F(sighted, record_is_true_if_it_is_the_same_byte_for_byte) {
+TEST_F(Sighted, record_is_true_if_it_is_the_same_byte_for_byte) {
   const author who = stored({.length = 39});
   std::vector<uint8_t> data = content_of(seed, 0, 0, 39);
   data.push_back(0);
@@ -380,7 +380,7 @@ TEST_F(sighted, record_is_true_if_it_is_the_same_byte_for_byte) {
   EXPECT_THAT(seen.untrue, IsEmpty());
 }
 
-TEST_F(sighted, any_other_byte_makes_it_untrue) {
+TEST_F(Sighted, any_other_byte_makes_it_untrue) {
   const author who = stored({.length = 39});
   std::vector<uint8_t> whole = content_of(seed, 0, 0, 39);
   whole.push_back(0);
@@ -393,7 +393,7 @@ TEST_F(sighted, any_other_byte_makes_it_untrue) {
   }
 }
 
-TEST_F(sighted, entry_that_is_longer_or_shorter_is_untrue) {
+TEST_F(Sighted, entry_that_is_longer_or_shorter_is_untrue) {
   const author who = stored({.length = 40});
   for (const size_t size : {36u, 44u}) {
     std::vector<uint8_t> data = content_of(seed, 0, 0, 40);
@@ -402,7 +402,7 @@ TEST_F(sighted, entry_that_is_longer_or_shorter_is_untrue) {
   }
 }
 
-TEST_F(sighted, record_of_another_file_or_that_nobody_has_sent_yet_is_untrue) {
+TEST_F(Sighted, record_of_another_file_or_that_nobody_has_sent_yet_is_untrue) {
   const author who = stored({.length = 40});
   const std::vector<uint8_t> image = image_of(who, content_of(seed, 0, 0, 40));
   EXPECT_THAT(look_at(image, wrapping.volumes[1], notes_).shown, IsEmpty());
@@ -410,7 +410,7 @@ TEST_F(sighted, record_of_another_file_or_that_nobody_has_sent_yet_is_untrue) {
   EXPECT_THAT(sight(image_of(who, content_of(seed + 1, 0, 0, 40))).shown, IsEmpty());
 }
 
-TEST_F(sighted, broken_chain_is_damage_and_the_search_still_finds_the_rest) {
+TEST_F(Sighted, broken_chain_is_damage_and_the_search_still_finds_the_rest) {
   const author who = stored({.length = 40});
   std::vector<uint8_t> image = image_of(who, content_of(seed, 0, 0, 40));
   image[12] ^= 0xFF;
@@ -421,7 +421,7 @@ TEST_F(sighted, broken_chain_is_damage_and_the_search_still_finds_the_rest) {
   EXPECT_EQ(search(image, wrapping.volumes[0], notes_).size(), 1u);
 }
 
-TEST_F(sighted, file_without_its_header_is_a_stub) {
+TEST_F(Sighted, file_without_its_header_is_a_stub) {
   EXPECT_EQ(sight({}).found, condition::stub);
   EXPECT_EQ(sight(std::vector<uint8_t>(19)).found, condition::stub);
 }
@@ -445,7 +445,7 @@ std::string as_text(const std::vector<wish> &all) {
   return text;
 }
 
-TEST(wished, is_the_same_for_the_same_seed_part_and_sender_only) {
+TEST(Wished, is_the_same_for_the_same_seed_part_and_sender_only) {
   const part of = parts_of(extent::quick)[1];
   const std::string text = as_text(all_wishes(of, 1, 0));
   EXPECT_EQ(as_text(all_wishes(of, 1, 0)), text);
@@ -456,7 +456,7 @@ TEST(wished, is_the_same_for_the_same_seed_part_and_sender_only) {
   EXPECT_NE(as_text(all_wishes(renamed, 1, 0)), text);
 }
 
-TEST(wished, is_of_every_kind) {
+TEST(Wished, is_of_every_kind) {
   for (const part &of : parts_of(extent::quick)) {
     std::set<uint16_t> files;
     std::set<uint8_t> kinds;
@@ -475,7 +475,7 @@ TEST(wished, is_of_every_kind) {
 }
 
 // With 44 bytes behind the data of the last one, as the daemon wants them.
-TEST(wished, never_fills_a_file_where_no_ring_is_to_wrap) {
+TEST(Wished, never_fills_a_file_where_no_ring_is_to_wrap) {
   for (const part &of : parts_of(extent::full)) {
     if (of.wraps) continue;
     std::map<uint16_t, uint32_t> bytes;
@@ -491,7 +491,7 @@ TEST(wished, never_fills_a_file_where_no_ring_is_to_wrap) {
   }
 }
 
-TEST(content, names_its_author) {
+TEST(Content, names_its_author) {
   const std::vector<uint8_t> data = content_of(seed, 3, 77, 500);
   EXPECT_EQ(data.size(), 500u);
   author who{};

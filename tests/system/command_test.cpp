@@ -12,7 +12,7 @@ namespace vesk::test {
 
 namespace {
 
-using commands = daemon_test;
+using Commands = daemon_test;
 
 // The answer to a control command: the command and the file type come back, then the result.
 void expect_answer(const reply &got, uint16_t command, uint16_t file_type, int32_t result) {
@@ -23,7 +23,7 @@ void expect_answer(const reply &got, uint16_t command, uint16_t file_type, int32
   EXPECT_EQ(got.payload, expected);
 }
 
-TEST_F(commands, statistics_count_entries_and_their_bytes_by_sender) {
+TEST_F(Commands, statistics_count_entries_and_their_bytes_by_sender) {
   for (int i = 0; i < 3; ++i) ASSERT_TRUE(stores(sender, good_record("five.")));
   ASSERT_TRUE(stores(sender, {{.uuid = 2736, .len = 4, .file_type = 1, .sync = 1}}));
   const outcome stats = run({"veskctl", "stats"});
@@ -36,7 +36,7 @@ TEST_F(commands, statistics_count_entries_and_their_bytes_by_sender) {
   EXPECT_EQ(sender.request(1152, {}).payload.size(), 21896u);
 }
 
-TEST_F(commands, disable_and_enable_one_file_type) {
+TEST_F(Commands, disable_and_enable_one_file_type) {
   expect_answer(sender.request(1153, half_words({2, 5})), 2, 5, 0);
   EXPECT_FALSE(stores(sender, good_record("to a disabled file")));
   EXPECT_TRUE(stores(sender, good_record("to another", 25)));
@@ -45,7 +45,7 @@ TEST_F(commands, disable_and_enable_one_file_type) {
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"to an enabled file"});
 }
 
-TEST_F(commands, disable_and_enable_all) {
+TEST_F(Commands, disable_and_enable_all) {
   EXPECT_EQ(run({"veskctl", "disable", "all"}).status, 0);
   EXPECT_FALSE(stores(sender, good_record("disabled")));
   EXPECT_FALSE(stores(sender, good_record("disabled", 36)));
@@ -54,7 +54,7 @@ TEST_F(commands, disable_and_enable_all) {
   EXPECT_TRUE(stores(sender, good_record("enabled", 36)));
 }
 
-TEST_F(commands, clear_deletes_the_file_and_the_statistics) {
+TEST_F(Commands, clear_deletes_the_file_and_the_statistics) {
   ASSERT_TRUE(stores(sender, good_record("to be cleared")));
   ASSERT_TRUE(stores(sender, good_record("to stay", 25)));
   expect_answer(sender.request(1153, half_words({3, 5})), 3, 5, 0);
@@ -65,7 +65,7 @@ TEST_F(commands, clear_deletes_the_file_and_the_statistics) {
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"anew"});
 }
 
-TEST_F(commands, clear_of_all_types_answers_no_and_keeps_the_statistics) {
+TEST_F(Commands, clear_of_all_types_answers_no_and_keeps_the_statistics) {
   ASSERT_TRUE(stores(sender, good_record("to be cleared")));
   ASSERT_TRUE(stores(sender, good_record("this too", 25)));
   expect_answer(sender.request(1153, half_words({3, 0})), 3, 0, -1);
@@ -74,16 +74,16 @@ TEST_F(commands, clear_of_all_types_answers_no_and_keeps_the_statistics) {
   EXPECT_NE(run({"veskctl", "stats"}).output.find("    77            2 "), std::string::npos);
 }
 
-TEST_F(commands, clear_of_what_is_not_there) {
+TEST_F(Commands, clear_of_what_is_not_there) {
   expect_answer(sender.request(1153, half_words({3, 5})), 3, 5, 0);
   expect_answer(sender.request(1153, half_words({3, 8})), 3, 8, -1);
 }
 
-TEST_F(commands, unknown_command_is_answered_no) {
+TEST_F(Commands, unknown_command_is_answered_no) {
   expect_answer(sender.request(1153, half_words({7, 5})), 7, 5, -1);
 }
 
-TEST_F(commands, configuration_says_which_types_are_logged) {
+TEST_F(Commands, configuration_says_which_types_are_logged) {
   EXPECT_EQ(run({"veskctl", "config", "--slot", this_slot, "--enable", "platform"}).status, 0);
   EXPECT_FALSE(stores(sender, good_record("disabled")));
   EXPECT_TRUE(stores(sender, good_record("enabled", 25)));
@@ -91,7 +91,7 @@ TEST_F(commands, configuration_says_which_types_are_logged) {
   EXPECT_TRUE(stores(sender, good_record("enabled")));
 }
 
-TEST_F(commands, failure_notice_for_this_slot_ends_all_logging) {
+TEST_F(Commands, failure_notice_for_this_slot_ends_all_logging) {
   EXPECT_EQ(run({"veskctl", "fail-notice", "--slot", "4"}).status, 0);
   EXPECT_TRUE(stores(sender, good_record("still fine")));
   EXPECT_EQ(run({"veskctl", "fail-notice", "--slot", this_slot, "--kind", "2"}).status, 0);
@@ -105,7 +105,7 @@ TEST_F(commands, failure_notice_for_this_slot_ends_all_logging) {
   EXPECT_EQ(shown_data("vesk").size(), 2u);
 }
 
-TEST_F(commands, history_tells_what_was_recorded) {
+TEST_F(Commands, history_tells_what_was_recorded) {
   ASSERT_EQ(run({"veskctl", "debug", "--record", "trace"}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("traced")));
   ASSERT_FALSE(stores(sender, {{.type = 1023, .len = 4, .file_type = 5, .sync = 1}}));
@@ -117,7 +117,7 @@ TEST_F(commands, history_tells_what_was_recorded) {
             std::string::npos);
 }
 
-TEST_F(commands, debug_level_decides_what_is_printed) {
+TEST_F(Commands, debug_level_decides_what_is_printed) {
   constexpr char trace[] = "TRACE:Got an entry update message\n";
   ASSERT_EQ(run({"veskctl", "debug", "--print", "error"}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("not traced")));
@@ -129,7 +129,7 @@ TEST_F(commands, debug_level_decides_what_is_printed) {
   EXPECT_TRUE(eventually([&] { return daemon.printed().find(trace) != std::string::npos; }));
 }
 
-TEST_F(commands, tools_say_that_no_daemon_is_there) {
+TEST_F(Commands, tools_say_that_no_daemon_is_there) {
   ASSERT_EQ(daemon.stop(15), 3);
   for (const char *command : {"stats", "history", "debug"}) {
     const outcome result = run({"veskctl", command});

@@ -149,7 +149,7 @@ uint64_t number_at(const reply &status, size_t offset) {
   return value;
 }
 
-class hostile_senders : public daemon_test, public ::testing::WithParamInterface<hostility> {
+class HostileSenders : public daemon_test, public ::testing::WithParamInterface<hostility> {
  protected:
   // Every buffer of the daemon was in use once, so that what grows from now on goes on growing.
   void warm_up() {
@@ -170,7 +170,7 @@ class hostile_senders : public daemon_test, public ::testing::WithParamInterface
   size_t lines_printed() const { return lines_of(daemon.printed()).size(); }
 };
 
-TEST_P(hostile_senders, harm_nobody) {
+TEST_P(HostileSenders, harm_nobody) {
   const hostility &how = GetParam();
   if (how.as_nobody && !other_users()) {
     GTEST_SKIP() << "this private root knows only one user id; it needs to be entered as root";
@@ -210,7 +210,7 @@ TEST_P(hostile_senders, harm_nobody) {
   EXPECT_LE(after->resident_kib, before->resident_kib + 256);
 }
 
-INSTANTIATE_TEST_SUITE_P(all, hostile_senders,
+INSTANTIATE_TEST_SUITE_P(all, HostileSenders,
                          ::testing::Values(hostility{"ask_and_never_read", ask_and_never_read},
                                            hostility{"send_rubbish", send_rubbish},
                                            hostility{"send_refused", send_refused},
@@ -230,10 +230,10 @@ INSTANTIATE_TEST_SUITE_P(all, hostile_senders,
 
 constexpr std::array<uint16_t, 3> some_files{1, 5, 21};
 
-using refused_datagrams = daemon_test;
+using RefusedDatagrams = daemon_test;
 
 // One at a time, so that the daemon wakes up for each and finds nothing else.
-TEST_F(refused_datagrams, are_no_error_to_the_daemon) {
+TEST_F(RefusedDatagrams, are_no_error_to_the_daemon) {
   vesk_wire_header header = header_for(1151, 0, 0);
   header.version = 9;
   for (uint32_t i = 1; i <= 200; ++i) {
@@ -248,7 +248,7 @@ TEST_F(refused_datagrams, are_no_error_to_the_daemon) {
   EXPECT_LE(lines_of(daemon.printed()).size(), 5u) << daemon.printed();
 }
 
-TEST_F(refused_datagrams, push_nothing_out_of_the_event_history) {
+TEST_F(RefusedDatagrams, push_nothing_out_of_the_event_history) {
   ASSERT_TRUE(stores(sender, good_record("one")));
   const std::string before = run({"veskctl", "history"}).output;
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(sender.send_raw(std::vector<uint8_t>(10, 1)));
@@ -260,7 +260,7 @@ TEST_F(refused_datagrams, push_nothing_out_of_the_event_history) {
 
 // All that may come from somebody who can open the socket and is nobody: each opcode of a wide
 // range, with a payload that would do harm.
-TEST_F(refused_datagrams, of_an_ordinary_user_change_nothing) {
+TEST_F(RefusedDatagrams, of_an_ordinary_user_change_nothing) {
   if (!other_users()) {
     GTEST_SKIP() << "this private root knows only one user id; it needs to be entered as root";
   }

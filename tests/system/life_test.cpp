@@ -15,18 +15,18 @@ namespace vesk::test {
 
 namespace {
 
-using life = daemon_test;
+using Life = daemon_test;
 
 constexpr char socket_path[] = "/run/vesk/sap-1016";
 
-TEST_F(life, second_daemon_is_refused_and_the_first_goes_on) {
+TEST_F(Life, second_daemon_is_refused_and_the_first_goes_on) {
   const outcome second = run({"vesk_sup"});
   EXPECT_EQ(second.status, 4);
   EXPECT_NE(second.output.find("/run/vesk/sap-1016"), std::string::npos) << second.output;
   EXPECT_TRUE(stores(sender, good_record("first")));
 }
 
-TEST_F(life, dead_daemons_socket_is_replaced) {
+TEST_F(Life, dead_daemons_socket_is_replaced) {
   ASSERT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
   ASSERT_TRUE(exists(socket_path));
   EXPECT_EQ(sender.send(1162, {}), 0u) << "nobody should listen";
@@ -34,7 +34,7 @@ TEST_F(life, dead_daemons_socket_is_replaced) {
   EXPECT_TRUE(stores(sender, good_record("second")));
 }
 
-TEST_F(life, socket_left_by_anybody_is_replaced) {
+TEST_F(Life, socket_left_by_anybody_is_replaced) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove(socket_path);
   sockaddr_un address{};
@@ -48,7 +48,7 @@ TEST_F(life, socket_left_by_anybody_is_replaced) {
   EXPECT_TRUE(stores(sender, good_record("replaced")));
 }
 
-TEST_F(life, file_in_the_sockets_place_is_not_removed) {
+TEST_F(Life, file_in_the_sockets_place_is_not_removed) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove(socket_path);
   ASSERT_EQ(run({"touch", socket_path}).status, 0);
@@ -57,14 +57,14 @@ TEST_F(life, file_in_the_sockets_place_is_not_removed) {
   EXPECT_TRUE(exists(socket_path));
 }
 
-TEST_F(life, socket_is_for_owner_and_group) {
+TEST_F(Life, socket_is_for_owner_and_group) {
   struct stat status {};
   ASSERT_EQ(stat(socket_path, &status), 0);
   EXPECT_TRUE(S_ISSOCK(status.st_mode));
   EXPECT_EQ(status.st_mode & 0777, 0660u);
 }
 
-TEST_F(life, up_is_announced_twice_at_a_restart) {
+TEST_F(Life, up_is_announced_twice_at_a_restart) {
   constexpr char log[] = "/tmp/monitor.log";
   std::filesystem::remove(log);
   const pid_t monitor = start({"veskctl", "monitor", "--count", "2", "--timeout", "10"}, log);
@@ -78,7 +78,7 @@ TEST_F(life, up_is_announced_twice_at_a_restart) {
   EXPECT_EQ(lines[1].substr(0, 3), "UP ");
 }
 
-TEST_F(life, restart_enables_every_file_type_again) {
+TEST_F(Life, restart_enables_every_file_type_again) {
   ASSERT_EQ(run({"veskctl", "disable", "all"}).status, 0);
   ASSERT_FALSE(stores(sender, good_record("disabled")));
   ASSERT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
@@ -86,7 +86,7 @@ TEST_F(life, restart_enables_every_file_type_again) {
   EXPECT_TRUE(stores(sender, good_record("enabled")));
 }
 
-TEST_F(life, old_log_directory_is_migrated) {
+TEST_F(Life, old_log_directory_is_migrated) {
   ASSERT_TRUE(stores(sender, good_record("from the old directory")));
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::create_directories("/mnt/qvd/vesk");
@@ -96,7 +96,7 @@ TEST_F(life, old_log_directory_is_migrated) {
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"from the old directory"});
 }
 
-TEST_F(life, unknown_slot_is_a_reason_to_end) {
+TEST_F(Life, unknown_slot_is_a_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   const outcome result = run({"env", "VESK_SLOT=left", "vesk_sup"});
   EXPECT_EQ(result.status, 8);
@@ -104,7 +104,7 @@ TEST_F(life, unknown_slot_is_a_reason_to_end) {
       << result.output;
 }
 
-TEST_F(life, missing_log_directory_is_no_reason_to_end) {
+TEST_F(Life, missing_log_directory_is_no_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove_all("/mnt/vesk");
   daemon.start();

@@ -9,13 +9,13 @@ namespace vesk::test {
 
 namespace {
 
-using metrics = daemon_test;
+using Metrics = daemon_test;
 
 bool has_line(const std::string &text, const std::string &line) {
   return text.find("\n" + line + "\n") != std::string::npos;
 }
 
-TEST_F(metrics, count_what_was_stored) {
+TEST_F(Metrics, count_what_was_stored) {
   ASSERT_TRUE(stores(sender, {{.uuid = 25,
                                .len = 5,
                                .secs = 1600000000,
@@ -36,7 +36,7 @@ TEST_F(metrics, count_what_was_stored) {
 }
 
 // A line of the format: a comment with HELP or TYPE, or a sample.
-TEST_F(metrics, have_the_grammar_of_the_format) {
+TEST_F(Metrics, have_the_grammar_of_the_format) {
   ASSERT_TRUE(stores(sender, good_record("one")));
   const outcome end = run({"veskctl", "metrics"});
   const pattern help("^# HELP vesk_[a-z_]+ [^\\]+$");
@@ -54,7 +54,7 @@ TEST_F(metrics, have_the_grammar_of_the_format) {
   }
 }
 
-TEST_F(metrics, survive_the_daemon) {
+TEST_F(Metrics, survive_the_daemon) {
   ASSERT_TRUE(stores(sender, good_record("one")));
   EXPECT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
   const outcome end = run({"veskctl", "metrics"});

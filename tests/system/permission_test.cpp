@@ -12,7 +12,7 @@ namespace {
 
 constexpr char socket_path[] = "/run/vesk/sap-1016";
 
-class permission : public daemon_test {
+class Permission : public daemon_test {
  protected:
   void SetUp() override {
     if (!other_users()) {
@@ -22,12 +22,12 @@ class permission : public daemon_test {
   }
 };
 
-TEST_F(permission, ordinary_user_cannot_open_the_socket_as_it_is) {
+TEST_F(Permission, ordinary_user_cannot_open_the_socket_as_it_is) {
   EXPECT_EQ(as_nobody([] { return wire_socket().send(1152, {}) == 0 && errno == EACCES ? 0 : 1; }),
             0);
 }
 
-TEST_F(permission, whoever_may_open_the_socket_may_log_and_ask_for_statistics) {
+TEST_F(Permission, whoever_may_open_the_socket_may_log_and_ask_for_statistics) {
   ASSERT_EQ(chmod(socket_path, 0666), 0);
   EXPECT_EQ(as_nobody([] {
               wire_socket own;
@@ -39,9 +39,9 @@ TEST_F(permission, whoever_may_open_the_socket_may_log_and_ask_for_statistics) {
       as_nobody([] { return wire_socket().request(1152, {}).payload.size() == 21896 ? 0 : 1; }), 0);
 }
 
-class privileged_opcode : public permission, public ::testing::WithParamInterface<uint32_t> {};
+class PrivilegedOpcode : public Permission, public ::testing::WithParamInterface<uint32_t> {};
 
-TEST_P(privileged_opcode, is_refused_to_an_ordinary_user) {
+TEST_P(PrivilegedOpcode, is_refused_to_an_ordinary_user) {
   ASSERT_EQ(chmod(socket_path, 0666), 0);
   EXPECT_EQ(as_nobody([] {
               // It would disable every file type, were it let through.
@@ -53,7 +53,7 @@ TEST_P(privileged_opcode, is_refused_to_an_ordinary_user) {
   EXPECT_TRUE(stores(sender, good_record("unharmed")));
 }
 
-INSTANTIATE_TEST_SUITE_P(each, privileged_opcode,
+INSTANTIATE_TEST_SUITE_P(each, PrivilegedOpcode,
                          ::testing::Values(1153, 1155, 1158, 6024, 60001, 60002, 60003));
 
 }  // namespace

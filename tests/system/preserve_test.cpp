@@ -18,7 +18,7 @@ namespace fs = std::filesystem;
 constexpr char log_path[] = "/mnt/vesk/vesk.log";
 constexpr char copies[] = "/var/lib/vesk/preserved";
 
-class preserved : public daemon_test {
+class Preserved : public daemon_test {
  protected:
   void SetUp() override {
     daemon_test::SetUp();
@@ -75,7 +75,7 @@ class preserved : public daemon_test {
   using texts = std::vector<std::string>;
 };
 
-TEST_F(preserved, copy_holds_what_a_rebuild_made_unreadable) {
+TEST_F(Preserved, copy_holds_what_a_rebuild_made_unreadable) {
   break_byte(28);
   const outcome kept = boot();
   EXPECT_EQ(kept.status, 0) << kept.output;
@@ -84,14 +84,14 @@ TEST_F(preserved, copy_holds_what_a_rebuild_made_unreadable) {
   EXPECT_EQ(salvaged(), (texts{"two", "three"}));
 }
 
-TEST_F(preserved, copy_holds_what_was_removed) {
+TEST_F(Preserved, copy_holds_what_was_removed) {
   break_byte(4);  // the version
   EXPECT_EQ(boot().status, 0);
   EXPECT_TRUE(eventually([] { return !exists(log_path); }));
   EXPECT_EQ(salvaged(), (texts{"one", "two", "three"}));
 }
 
-TEST_F(preserved, nothing_is_copied_where_the_start_keeps_everything) {
+TEST_F(Preserved, nothing_is_copied_where_the_start_keeps_everything) {
   const outcome kept = boot();
   EXPECT_EQ(kept.status, 0);
   EXPECT_EQ(kept.output, "");
@@ -99,7 +99,7 @@ TEST_F(preserved, nothing_is_copied_where_the_start_keeps_everything) {
   EXPECT_EQ(shown_data("vesk"), (texts{"one", "two", "three"}));
 }
 
-TEST_F(preserved, copy_holds_a_sound_file_that_somebody_had_repaired) {
+TEST_F(Preserved, copy_holds_a_sound_file_that_somebody_had_repaired) {
   const std::string before = contents_of(log_path);
   const outcome asked = run({"veskctl", "recover", "vesk"});
   EXPECT_EQ(asked.status, 0) << asked.output;

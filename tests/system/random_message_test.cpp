@@ -116,9 +116,9 @@ class message_source {
   std::mt19937 random_;
 };
 
-using random_messages = daemon_test;
+using RandomMessages = daemon_test;
 
-TEST_F(random_messages, harm_neither_the_daemon_nor_the_files) {
+TEST_F(RandomMessages, harm_neither_the_daemon_nor_the_files) {
   constexpr uint32_t seed = 20240229;
   const auto enable_all = half_words({1, 0});
   message_source source(seed);

@@ -12,9 +12,9 @@ namespace vesk::test {
 
 namespace {
 
-using records = daemon_test;
+using Records = daemon_test;
 
-TEST_F(records, is_answered_and_shown) {
+TEST_F(Records, is_answered_and_shown) {
   const reply got = sender.request({{.uuid = 77,
                                      .type = 1024,
                                      .len = 5,
@@ -32,7 +32,7 @@ TEST_F(records, is_answered_and_shown) {
   EXPECT_EQ(shown.output, "2020-09-13 12:26:40.000042 vesk 77[1024]: hello\n");
 }
 
-TEST_F(records, is_kept_to_the_byte) {
+TEST_F(Records, is_kept_to_the_byte) {
   ASSERT_TRUE(stores(sender, {{.uuid = 0x0102,
                                .type = 0x0403,
                                .len = 5,
@@ -51,7 +51,7 @@ TEST_F(records, is_kept_to_the_byte) {
   EXPECT_EQ(contents_of("/mnt/vesk/platform.log"), expected);
 }
 
-TEST_F(records, without_sync_gets_a_receipt_only_if_it_asks) {
+TEST_F(Records, without_sync_gets_a_receipt_only_if_it_asks) {
   const record quiet({.len = 4, .file_type = 5, .sync = 0});
   EXPECT_EQ(sender.request(quiet).header.flags, VESK_WIRE_RECEIPT);
   const record strange({.len = 4, .file_type = 5, .sync = 3});
@@ -62,7 +62,7 @@ TEST_F(records, without_sync_gets_a_receipt_only_if_it_asks) {
   EXPECT_EQ(shown_data("vesk").size(), 3u);
 }
 
-TEST_F(records, asked_to_be_synchronous_is_logged_with_the_open_flags) {
+TEST_F(Records, asked_to_be_synchronous_is_logged_with_the_open_flags) {
   ASSERT_TRUE(stores(sender, {{.len = 4, .file_type = 5, .sync = 2}}));
   EXPECT_TRUE(eventually([&] {
     return daemon.printed().find(
@@ -71,7 +71,7 @@ TEST_F(records, asked_to_be_synchronous_is_logged_with_the_open_flags) {
   }));
 }
 
-TEST_F(records, come_from_veskctl_one_a_line) {
+TEST_F(Records, come_from_veskctl_one_a_line) {
   const outcome sent = run({"veskctl", "send", "--file", "kernel", "--uuid", "510"},
                            "first line\nsecond line\nthird line\n");
   EXPECT_EQ(sent.status, 0);
@@ -80,7 +80,7 @@ TEST_F(records, come_from_veskctl_one_a_line) {
             (std::vector<std::string>{"first line", "second line", "third line"}));
 }
 
-TEST_F(records, marked_as_an_update_replaces_its_entry) {
+TEST_F(Records, marked_as_an_update_replaces_its_entry) {
   record_fields fields{.uuid = 80, .type = 2000, .len = 8, .file_type = 1, .sync = 1};
   fields.data = "value 01";
   ASSERT_TRUE(stores(sender, record(fields)));
@@ -91,7 +91,7 @@ TEST_F(records, marked_as_an_update_replaces_its_entry) {
   EXPECT_EQ(shown_data("exception"), (std::vector<std::string>{"value 02", "behind"}));
 }
 
-TEST_F(records, survive_a_kill) {
+TEST_F(Records, survive_a_kill) {
   ASSERT_TRUE(stores(sender, good_record("before the kill")));
   EXPECT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
   daemon.start();
@@ -99,7 +99,7 @@ TEST_F(records, survive_a_kill) {
   EXPECT_EQ(shown_data("vesk"), (std::vector<std::string>{"before the kill", "after the kill"}));
 }
 
-TEST_F(records, survive_an_orderly_end) {
+TEST_F(Records, survive_an_orderly_end) {
   ASSERT_TRUE(stores(sender, good_record("before the end")));
   EXPECT_EQ(daemon.stop(SIGTERM), 3);
   EXPECT_NE(daemon.printed().find("ERROR: vesk_sigterm_handler. signo 15\n"), std::string::npos);
@@ -108,7 +108,7 @@ TEST_F(records, survive_an_orderly_end) {
   EXPECT_EQ(shown_data("vesk"), (std::vector<std::string>{"before the end", "after the end"}));
 }
 
-TEST_F(records, are_dropped_unanswered_while_the_flash_is_not_mounted) {
+TEST_F(Records, are_dropped_unanswered_while_the_flash_is_not_mounted) {
   ASSERT_EQ(unlink("/kyte_mounted"), 0);
   const reply got = sender.request(good_record("lost"));
   EXPECT_EQ(got.header.flags, VESK_WIRE_RECEIPT);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr char log_path[] = "/mnt/vesk/vesk.log";
 
-class recovery : public daemon_test {
+class Recovery : public daemon_test {
  protected:
   // Three entries: headers at 20, 44 and 68, `end` at 96.
   void store_three() {
@@ -43,7 +43,7 @@ void break_byte(std::streamoff offset) {
   file.put(byte);
 }
 
-TEST_F(recovery, first_start_after_a_reboot_keeps_sound_files_as_they_are) {
+TEST_F(Recovery, first_start_after_a_reboot_keeps_sound_files_as_they_are) {
   store_three();
   const std::string before = contents_of(log_path);
   for (const int signal : {SIGKILL, SIGTERM}) {
@@ -54,7 +54,7 @@ TEST_F(recovery, first_start_after_a_reboot_keeps_sound_files_as_they_are) {
   EXPECT_TRUE(said("<3>ERROR: vesk_check_file_corrupted start 20 end 96 max 1048576 "));
 }
 
-TEST_F(recovery, restart_trusts_the_files_as_they_are) {
+TEST_F(Recovery, restart_trusts_the_files_as_they_are) {
   store_three();
   for (const int signal : {SIGKILL, SIGTERM}) {
     daemon.stop(signal);
@@ -69,7 +69,7 @@ TEST_F(recovery, restart_trusts_the_files_as_they_are) {
 
 // The damaged header at 20 and its data become a null entry. The header at 44 gets the null entry's
 // size, and with it a checksum that does not hold: there the chain ends now.
-TEST_F(recovery, first_start_after_a_reboot_repairs_what_is_damaged) {
+TEST_F(Recovery, first_start_after_a_reboot_repairs_what_is_damaged) {
   store_three();
   daemon.stop(SIGKILL);
   break_byte(28);
@@ -83,7 +83,7 @@ TEST_F(recovery, first_start_after_a_reboot_repairs_what_is_damaged) {
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"four"});
 }
 
-TEST_F(recovery, first_start_after_a_reboot_removes_what_cannot_be_repaired) {
+TEST_F(Recovery, first_start_after_a_reboot_removes_what_cannot_be_repaired) {
   store_three();
   daemon.stop(SIGKILL);
   break_byte(4);  // the version
@@ -94,7 +94,7 @@ TEST_F(recovery, first_start_after_a_reboot_removes_what_cannot_be_repaired) {
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"four"});
 }
 
-TEST_F(recovery, request_rebuilds_the_global_header_of_a_running_daemons_file) {
+TEST_F(Recovery, request_rebuilds_the_global_header_of_a_running_daemons_file) {
   store_three();
   break_byte(28);
   EXPECT_EQ(run({"veskctl", "recover", "vesk"}).status, 0);
@@ -104,7 +104,7 @@ TEST_F(recovery, request_rebuilds_the_global_header_of_a_running_daemons_file) {
 }
 
 // The damage lies in front of the first good entry, so that the start moves behind it.
-TEST_F(recovery, request_for_the_entries_moves_the_start) {
+TEST_F(Recovery, request_for_the_entries_moves_the_start) {
   store_three();
   break_byte(28);
   EXPECT_EQ(run({"veskctl", "recover", "vesk", "--entries"}).status, 0);
@@ -112,7 +112,7 @@ TEST_F(recovery, request_for_the_entries_moves_the_start) {
   EXPECT_TRUE(said("<3>Updating gheader start 44 end 96 max 1048576.")) << daemon.printed();
 }
 
-TEST_F(recovery, request_removes_what_cannot_be_repaired) {
+TEST_F(Recovery, request_removes_what_cannot_be_repaired) {
   store_three();
   break_byte(8);  // the capacity in the global header, and so its checksum
   EXPECT_EQ(run({"veskctl", "recover", "vesk"}).status, 0);
@@ -121,7 +121,7 @@ TEST_F(recovery, request_removes_what_cannot_be_repaired) {
   EXPECT_TRUE(eventually([] { return !exists(log_path); }));
 }
 
-TEST_F(recovery, request_is_refused_once_the_flash_has_failed) {
+TEST_F(Recovery, request_is_refused_once_the_flash_has_failed) {
   store_three();
   break_byte(28);
   const std::string before = contents_of(log_path);
@@ -131,7 +131,7 @@ TEST_F(recovery, request_is_refused_once_the_flash_has_failed) {
   EXPECT_EQ(contents_of(log_path), before);
 }
 
-TEST_F(recovery, request_for_any_type_there_is_not_harms_nothing) {
+TEST_F(Recovery, request_for_any_type_there_is_not_harms_nothing) {
   store_three();
   const std::string before = contents_of(log_path);
   for (const uint32_t type : {0u, 38u, 63u, 64u, 0x40000000u, 0xFFFFFFFFu}) {

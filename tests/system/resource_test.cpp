@@ -12,7 +12,7 @@ namespace vesk::test {
 
 namespace {
 
-using resources = daemon_test;
+using Resources = daemon_test;
 
 std::string numbered(int number) {
   return "record " + std::to_string(number);
@@ -31,7 +31,7 @@ void exercise(wire_socket &sender, int round) {
   ASSERT_EQ(sender.request(4711, {}).header.flags, VESK_WIRE_RECEIPT);
 }
 
-TEST_F(resources, descriptors_do_not_leak) {
+TEST_F(Resources, descriptors_do_not_leak) {
   ASSERT_EQ(daemon.stop(15), 3);
   ASSERT_EQ(run({"mkdir", "/mnt/vesk/temperature_history.log"}).status, 0);
   daemon.start([] {
@@ -41,7 +41,7 @@ TEST_F(resources, descriptors_do_not_leak) {
   for (int round = 0; round < 50; ++round) ASSERT_NO_FATAL_FAILURE(exercise(sender, round));
 }
 
-TEST_F(resources, resident_memory_stays_below_8_mib) {
+TEST_F(Resources, resident_memory_stays_below_8_mib) {
   if (sanitized) GTEST_SKIP() << "a sanitizer takes memory of its own";
   const std::string status_file = "/proc/" + std::to_string(daemon.process()) + "/status";
   if (!exists(status_file)) GTEST_SKIP() << "this private root has no /proc to read it from";

@@ -12,7 +12,7 @@ namespace vesk::test {
 
 namespace {
 
-class snapshots : public daemon_test {
+class Snapshots : public daemon_test {
  protected:
   void SetUp() override {
     std::filesystem::remove_all(target_);
@@ -22,7 +22,7 @@ class snapshots : public daemon_test {
   const std::string target_ = "/tmp/copy";
 };
 
-TEST_F(snapshots, are_read_by_veskshow_and_checked_by_sha256sum) {
+TEST_F(Snapshots, are_read_by_veskshow_and_checked_by_sha256sum) {
   ASSERT_TRUE(stores(sender, good_record("kept")));
   ASSERT_TRUE(stores(sender, good_record("kept too", 25)));
   ASSERT_EQ(run({"veskctl", "snapshot", target_}).status, 0);
@@ -36,7 +36,7 @@ TEST_F(snapshots, are_read_by_veskshow_and_checked_by_sha256sum) {
 }
 
 // The smallest file wraps every 67 records of this size, so that it is rewritten all the time.
-TEST_F(snapshots, hold_together_while_the_daemon_writes) {
+TEST_F(Snapshots, hold_together_while_the_daemon_writes) {
   const std::string data(100, 'x');
   std::atomic<bool> enough = false;
   std::atomic<uint32_t> sent = 0;

@@ -32,7 +32,7 @@ told status_from(wire_socket &socket) {
   return status;
 }
 
-class status : public daemon_test {
+class Status : public daemon_test {
  protected:
   void TearDown() override {
     std::ofstream{"/kyte_mounted"};
@@ -40,7 +40,7 @@ class status : public daemon_test {
   }
 };
 
-TEST_F(status, names_the_process_and_its_age) {
+TEST_F(Status, names_the_process_and_its_age) {
   const told first = status_from(sender);
   EXPECT_EQ(first.version, 1u);
   EXPECT_EQ(first.pid, static_cast<uint32_t>(daemon.process()));
@@ -50,7 +50,7 @@ TEST_F(status, names_the_process_and_its_age) {
   EXPECT_LT(second.uptime_usecs, uint64_t{120} * 1'000'000);
 }
 
-TEST_F(status, counts_what_comes_and_goes) {
+TEST_F(Status, counts_what_comes_and_goes) {
   const told before = status_from(sender);
   ASSERT_TRUE(stores(sender, good_record("one")));
   ASSERT_TRUE(stores(sender, good_record("two")));
@@ -67,7 +67,7 @@ TEST_F(status, counts_what_comes_and_goes) {
   EXPECT_EQ(after.unanswered, before.unanswered);
 }
 
-TEST_F(status, is_told_while_the_flash_is_not_mounted) {
+TEST_F(Status, is_told_while_the_flash_is_not_mounted) {
   ASSERT_EQ(unlink("/kyte_mounted"), 0);
   EXPECT_EQ(status_from(sender).pid, static_cast<uint32_t>(daemon.process()));
   const outcome shown = run({"veskctl", "status"});
@@ -78,7 +78,7 @@ TEST_F(status, is_told_while_the_flash_is_not_mounted) {
   EXPECT_NE(shown.output.find("/kyte_mounted is missing"), std::string::npos) << shown.output;
 }
 
-TEST_F(status, leaves_nothing_in_the_daemons_log_and_history) {
+TEST_F(Status, leaves_nothing_in_the_daemons_log_and_history) {
   ASSERT_EQ(run({"veskctl", "debug", "--record", "trace"}).status, 0);
   const std::string before = run({"veskctl", "history"}).output;
   for (int i = 0; i < 50; ++i) status_from(sender);
@@ -88,7 +88,7 @@ TEST_F(status, leaves_nothing_in_the_daemons_log_and_history) {
   EXPECT_EQ(daemon.printed(), "");
 }
 
-TEST_F(status, is_shown_by_veskctl) {
+TEST_F(Status, is_shown_by_veskctl) {
   ASSERT_TRUE(stores(sender, good_record("one")));
   const outcome shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 0);
@@ -110,7 +110,7 @@ TEST_F(status, is_shown_by_veskctl) {
       << shown.output;
 }
 
-TEST_F(status, of_a_daemon_that_has_gone_fails) {
+TEST_F(Status, of_a_daemon_that_has_gone_fails) {
   EXPECT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
   const outcome shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 1);
@@ -119,7 +119,7 @@ TEST_F(status, of_a_daemon_that_has_gone_fails) {
   EXPECT_NE(shown.output.find("received:  not known\n"), std::string::npos) << shown.output;
 }
 
-TEST_F(status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
+TEST_F(Status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
   if (!other_users()) {
     GTEST_SKIP() << "this private root knows only one user id; it needs to be entered as root";
   }

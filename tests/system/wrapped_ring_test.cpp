@@ -35,7 +35,7 @@ std::string numbered(int number) {
   return head + std::string(88, '.');
 }
 
-class wrapped_ring : public daemon_test {
+class WrappedRing : public daemon_test {
  protected:
   // Sends records until `count` of them have been sent since the test began.
   void send_up_to(int count) {
@@ -53,7 +53,7 @@ class wrapped_ring : public daemon_test {
   int sent_ = 0;
 };
 
-TEST_F(wrapped_ring, holds_what_a_hand_calculation_says) {
+TEST_F(WrappedRing, holds_what_a_hand_calculation_says) {
   send_up_to(67);  // the whole first lap
   expect_holds(0, 66);
   send_up_to(68);  // the first wrap

@@ -23,7 +23,7 @@ log_client open_at(const run_dir &dir) {
   return client;
 }
 
-TEST(Face, LogsTextAndBytes) {
+TEST(Face, logs_text_and_bytes) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   log_client client = open_at(dir);
@@ -45,7 +45,7 @@ TEST(Face, LogsTextAndBytes) {
   EXPECT_EQ(seen[1].payload.substr(24), std::string("\0\xFF", 2));
 }
 
-TEST(Face, Updates) {
+TEST(Face, updates) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   log_client client = open_at(dir);
@@ -61,7 +61,7 @@ TEST(Face, Updates) {
   EXPECT_EQ(seen[1].payload.substr(20), std::string("\0\0\0\2second", 10));
 }
 
-TEST(Face, AllowsALargeRecordOnlyWhereItIsMeant) {
+TEST(Face, allows_a_large_record_only_where_it_is_meant) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   log_client client = open_at(dir);
@@ -73,7 +73,7 @@ TEST(Face, AllowsALargeRecordOnlyWhereItIsMeant) {
   EXPECT_EQ(client.log(head, text), VESK_CLIENT_OK);
 }
 
-TEST(Face, SendsAndConfirms) {
+TEST(Face, sends_and_confirms) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   log_client client = open_at(dir);
@@ -87,7 +87,7 @@ TEST(Face, SendsAndConfirms) {
   EXPECT_EQ(seen[1].payload, "a");
 }
 
-TEST(Face, GivesThePartThatTheAnswerTakes) {
+TEST(Face, gives_the_part_that_the_answer_takes) {
   const run_dir dir;
   const fake_service service(dir, answer_always("12345"));
   log_client client = open_at(dir);
@@ -101,7 +101,7 @@ TEST(Face, GivesThePartThatTheAnswerTakes) {
   EXPECT_EQ(answer.size(), 5u);
 }
 
-TEST(Face, FetchesStatistics) {
+TEST(Face, fetches_statistics) {
   std::string table(21896, '\0');
   table.replace(551 * 8, 8, word(3) + word(132));
   const run_dir dir;
@@ -112,7 +112,7 @@ TEST(Face, FetchesStatistics) {
   EXPECT_EQ(rows[551].byte_count, 132u);
 }
 
-TEST(Face, PassesItsHandleOn) {
+TEST(Face, passes_its_handle_on) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   log_client first = open_at(dir);
@@ -137,7 +137,7 @@ size_t descriptors() {
   return count;
 }
 
-TEST(Face, LeavesNoDescriptorOpen) {
+TEST(Face, leaves_no_descriptor_open) {
   const run_dir dir;
   const size_t before = descriptors();
   {
@@ -155,13 +155,13 @@ TEST(Face, LeavesNoDescriptorOpen) {
   EXPECT_EQ(descriptors(), before);
 }
 
-TEST(Face, SaysWhereTheDaemonIs) {
+TEST(Face, says_where_the_daemon_is) {
   const run_dir dir;
   EXPECT_EQ(open_at(dir).address(), dir.socket_path());
   EXPECT_STREQ(log_client().address(), "");
 }
 
-TEST(Face, DoesNothingWhileItIsNotOpen) {
+TEST(Face, does_nothing_while_it_is_not_open) {
   log_client client;
   std::span<std::byte> answer;
   std::vector<vesk_client_sender_statistics> rows(VESK_CLIENT_STATISTICS_ROWS);

@@ -62,7 +62,7 @@ std::vector<request> wait_for(const fake_service &service, size_t count) {
   return service.requests();
 }
 
-TEST(Log, SendsTheRecordToTheByte) {
+TEST(Log, sends_the_record_to_the_byte) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::string data = "hello";
@@ -90,7 +90,7 @@ TEST(Log, SendsTheRecordToTheByte) {
   EXPECT_EQ(seen[0].payload, expected);
 }
 
-TEST(Log, TakesTheLargestRecord) {
+TEST(Log, takes_the_largest_record) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::string data(65532, 'z');
@@ -100,7 +100,7 @@ TEST(Log, TakesTheLargestRecord) {
   EXPECT_EQ(service.requests().at(0).payload.size(), 24u + 65532u);
 }
 
-TEST(Log, StampsARecordWithoutTime) {
+TEST(Log, stamps_a_record_without_time) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::string data = "x";
@@ -114,7 +114,7 @@ TEST(Log, StampsARecordWithoutTime) {
   EXPECT_LE(secs, before + 60);
 }
 
-TEST(Log, AsksForAReceiptOnlyWhenItWaits) {
+TEST(Log, asks_for_a_receipt_only_when_it_waits) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
@@ -130,7 +130,7 @@ TEST(Log, AsksForAReceiptOnlyWhenItWaits) {
   EXPECT_EQ(seen[2].header.flags, 1);
 }
 
-TEST(Log, WithoutAnswerDoesNotWait) {
+TEST(Log, without_answer_does_not_wait) {
   const run_dir dir;
   const fake_service service(dir, silence);
   const std::string data = "x";
@@ -140,7 +140,7 @@ TEST(Log, WithoutAnswerDoesNotWait) {
   EXPECT_LT(steady_clock::now() - start, milliseconds(long_wait));
 }
 
-TEST(Log, TellsTheDaemonsWords) {
+TEST(Log, tells_the_daemons_words) {
   EXPECT_EQ(log_against(answer_always(word(1))), VESK_CLIENT_OK);
   EXPECT_EQ(log_against(answer_always(word(0))), VESK_CLIENT_REFUSED);
   EXPECT_EQ(log_against(receipt_always), VESK_CLIENT_UNANSWERED);
@@ -149,7 +149,7 @@ TEST(Log, TellsTheDaemonsWords) {
   EXPECT_EQ(log_against(answer_always(word(1) + "x")), VESK_CLIENT_BAD_ANSWER);
 }
 
-TEST(Log, TellsTheHostsRefusals) {
+TEST(Log, tells_the_hosts_refusals) {
   EXPECT_EQ(log_against(refuse_always(1)), VESK_CLIENT_HOST_BAD_VERSION);
   EXPECT_EQ(log_against(refuse_always(2)), VESK_CLIENT_HOST_BAD_LENGTH);
   EXPECT_EQ(log_against(refuse_always(3)), VESK_CLIENT_HOST_NOT_PERMITTED);
@@ -162,7 +162,7 @@ TEST(Log, TellsTheHostsRefusals) {
 }
 
 // A later version may have another header behind the first eight bytes.
-TEST(Log, UnderstandsARefusalOfAnotherVersion) {
+TEST(Log, understands_a_refusal_of_another_version) {
   EXPECT_EQ(log_against([](const fake_service &service, const request &to) {
               const auto later = [](vesk_wire_header &header) { header.version = 2; };
               service.send(to, reply_to(to, VESK_WIRE_REFUSED, "", later).substr(0, 8));
@@ -170,7 +170,7 @@ TEST(Log, UnderstandsARefusalOfAnotherVersion) {
             VESK_CLIENT_HOST_BAD_VERSION);
 }
 
-TEST(Log, TimesOutWhenNobodyAnswers) {
+TEST(Log, times_out_when_nobody_answers) {
   const auto start = steady_clock::now();
   EXPECT_EQ(log_against(silence, short_wait), VESK_CLIENT_TIMED_OUT);
   EXPECT_GE(steady_clock::now() - start, milliseconds(short_wait));
@@ -204,7 +204,7 @@ std::vector<lie> lies() {
   };
 }
 
-TEST(Log, DoesNotBelieveWhatIsNotItsAnswer) {
+TEST(Log, does_not_believe_what_is_not_its_answer) {
   for (const lie &l : lies()) {
     SCOPED_TRACE(l.name);
     EXPECT_EQ(log_against([&](const fake_service &service,
@@ -219,7 +219,7 @@ TEST(Log, DoesNotBelieveWhatIsNotItsAnswer) {
   }
 }
 
-TEST(Log, SkipsTheLateAnswerToAnEarlierRequest) {
+TEST(Log, skips_the_late_answer_to_an_earlier_request) {
   const run_dir dir;
   request first;
   const fake_service service(dir, [&](const fake_service &s, const request &to) {
@@ -237,7 +237,7 @@ TEST(Log, SkipsTheLateAnswerToAnEarlierRequest) {
   EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_OK);
 }
 
-TEST(Log, IsNotHeldByAFloodOfStrangeMessages) {
+TEST(Log, is_not_held_by_a_flood_of_strange_messages) {
   std::atomic<bool> over = false;
   std::thread flood;
   const auto start = steady_clock::now();
@@ -278,14 +278,14 @@ stranger_result log_with_answer_from_somebody(bool owns_access_point) {
   return {possible, code};
 }
 
-TEST(Log, BelievesOnlyRootAndTheOwnerOfTheAccessPoint) {
+TEST(Log, believes_only_root_and_the_owner_of_the_access_point) {
   const stranger_result stranger = log_with_answer_from_somebody(false);
   if (!stranger.possible) GTEST_SKIP() << "this user namespace has no second user";
   EXPECT_EQ(stranger.code, VESK_CLIENT_TIMED_OUT);
   EXPECT_EQ(log_with_answer_from_somebody(true).code, VESK_CLIENT_OK);
 }
 
-TEST(Log, SaysThatThereIsNoDaemon) {
+TEST(Log, says_that_there_is_no_daemon) {
   const run_dir dir;
   const handle client = open_at(dir);
   const std::string data = "x";
@@ -298,7 +298,7 @@ TEST(Log, SaysThatThereIsNoDaemon) {
   EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_NO_DAEMON) << "a dead one's socket";
 }
 
-TEST(Log, SaysThatTheSocketIsForbidden) {
+TEST(Log, says_that_the_socket_is_forbidden) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
@@ -309,7 +309,7 @@ TEST(Log, SaysThatTheSocketIsForbidden) {
   EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_NO_PERMISSION);
 }
 
-TEST(Log, OutlivesARestartOfTheDaemon) {
+TEST(Log, outlives_a_restart_of_the_daemon) {
   const run_dir dir;
   const handle client = open_at(dir);
   const std::string data = "x";
@@ -331,7 +331,7 @@ vesk_client_code fill_queue(vesk_client *client) {
   return code;
 }
 
-TEST(Log, GivesUpOnAFullQueue) {
+TEST(Log, gives_up_on_a_full_queue) {
   const run_dir dir;
   const int fd = bind_access_point(dir);
   const auto start = steady_clock::now();
@@ -341,7 +341,7 @@ TEST(Log, GivesUpOnAFullQueue) {
   close(fd);
 }
 
-TEST(Log, WaitsForRoomInAFullQueue) {
+TEST(Log, waits_for_room_in_a_full_queue) {
   const run_dir dir;
   const int fd = bind_access_point(dir);
   ASSERT_EQ(fill_queue(open_at(dir, 1).get()), VESK_CLIENT_BUSY);
@@ -357,7 +357,7 @@ TEST(Log, WaitsForRoomInAFullQueue) {
   close(fd);
 }
 
-TEST(Log, RefusesBeforeSendingWhatCannotBeAccepted) {
+TEST(Log, refuses_before_sending_what_cannot_be_accepted) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
@@ -388,7 +388,7 @@ TEST(Log, RefusesBeforeSendingWhatCannotBeAccepted) {
   EXPECT_EQ(service.requests().size(), 3u);
 }
 
-TEST(Log, SendsOnlyToFilesThatThereAre) {
+TEST(Log, sends_only_to_files_that_there_are) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
@@ -429,7 +429,7 @@ void expect_codes(uint8_t allow_large, const std::vector<sized_record> &records)
   EXPECT_EQ(service.requests().size(), sent);
 }
 
-TEST(Log, RefusesALargeRecord) {
+TEST(Log, refuses_a_large_record) {
   expect_codes(0, {
                       {7, 4096, VESK_CLIENT_OK},  // 8 KiB
                       {7, 4097, VESK_CLIENT_LARGE},
@@ -442,7 +442,7 @@ TEST(Log, RefusesALargeRecord) {
                   });
 }
 
-TEST(Log, SendsALargeRecordThatIsMeant) {
+TEST(Log, sends_a_large_record_that_is_meant) {
   expect_codes(1, {
                       {7, 4097, VESK_CLIENT_OK},
                       {7, 8128, VESK_CLIENT_OK},
@@ -453,7 +453,7 @@ TEST(Log, SendsALargeRecordThatIsMeant) {
                   });
 }
 
-TEST(Log, SurvivesADaemonThatVanishesUnderIt) {
+TEST(Log, survives_a_daemon_that_vanishes_under_it) {
   const run_dir dir;
   const handle client = open_at(dir, 200);
   const std::string data = "x";
@@ -470,7 +470,7 @@ TEST(Log, SurvivesADaemonThatVanishesUnderIt) {
   EXPECT_EQ(vesk_client_log(client.get(), &record), VESK_CLIENT_NO_DAEMON);
 }
 
-TEST(Update, NamesTheEntryToReplace) {
+TEST(Update, names_the_entry_to_replace) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const handle client = open_at(dir);
@@ -491,7 +491,7 @@ TEST(Update, NamesTheEntryToReplace) {
   EXPECT_EQ(service.requests().size(), 1u);
 }
 
-TEST(Request, GivesBackTheAnswer) {
+TEST(Request, gives_back_the_answer) {
   const run_dir dir;
   const fake_service service(dir, answer_always("eight by"));
   const handle client = open_at(dir);
@@ -506,7 +506,7 @@ TEST(Request, GivesBackTheAnswer) {
   EXPECT_EQ(seen.payload, std::string("\1\0\5\0", 4));
 }
 
-TEST(Request, DoesNotCutAnAnswer) {
+TEST(Request, does_not_cut_an_answer) {
   const run_dir dir;
   const fake_service service(dir, answer_always("eight by"));
   char answer[7] = {};
@@ -517,7 +517,7 @@ TEST(Request, DoesNotCutAnAnswer) {
   EXPECT_EQ(answer[0], '\0');
 }
 
-TEST(Request, GivesBackAnAnswerAsLargeAsAMessageMayBe) {
+TEST(Request, gives_back_an_answer_as_large_as_a_message_may_be) {
   const run_dir dir;
   const std::string large(65559, 'h');
   const fake_service service(dir, answer_always(large));
@@ -530,7 +530,7 @@ TEST(Request, GivesBackAnAnswerAsLargeAsAMessageMayBe) {
   EXPECT_EQ(answer, large);
 }
 
-TEST(Request, TellsAReceiptFromAnAnswer) {
+TEST(Request, tells_a_receipt_from_an_answer) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   const handle client = open_at(dir);
@@ -540,13 +540,13 @@ TEST(Request, TellsAReceiptFromAnAnswer) {
   EXPECT_EQ(vesk_client_confirm(client.get(), 1155, "x", 1), VESK_CLIENT_OK);
 }
 
-TEST(Request, IsConfirmedByAnAnswerToo) {
+TEST(Request, is_confirmed_by_an_answer_too) {
   const run_dir dir;
   const fake_service service(dir, answer_always(""));
   EXPECT_EQ(vesk_client_confirm(open_at(dir).get(), 1155, "x", 1), VESK_CLIENT_OK);
 }
 
-TEST(Request, IsSentWithoutWaiting) {
+TEST(Request, is_sent_without_waiting) {
   const run_dir dir;
   const fake_service service(dir, silence);
   EXPECT_EQ(vesk_client_send(open_at(dir).get(), 1162, "abc", 3), VESK_CLIENT_OK);
@@ -557,7 +557,7 @@ TEST(Request, IsSentWithoutWaiting) {
   EXPECT_EQ(seen[0].payload, "abc");
 }
 
-TEST(Request, RefusesBadArguments) {
+TEST(Request, refuses_bad_arguments) {
   const run_dir dir;
   const fake_service service(dir, answer_always(""));
   const handle client = open_at(dir);
@@ -575,7 +575,7 @@ TEST(Request, RefusesBadArguments) {
   EXPECT_EQ(vesk_client_send(client.get(), 1162, large.data(), 65559), VESK_CLIENT_OK);
 }
 
-TEST(Statistics, AreIndexedByUuid) {
+TEST(Statistics, are_indexed_by_uuid) {
   std::string table(21896, '\0');
   table.replace(293 * 8, 8, word(3) + word(132));
   table.replace(2736 * 8, 8, word(1) + word(24));
@@ -591,7 +591,7 @@ TEST(Statistics, AreIndexedByUuid) {
   EXPECT_EQ(rows[0].entry_count, 0u);
 }
 
-TEST(Statistics, OfAnotherSizeAreNotBelieved) {
+TEST(Statistics, of_another_size_are_not_believed) {
   std::vector<vesk_client_sender_statistics> rows(VESK_CLIENT_STATISTICS_ROWS);
   for (const size_t size : {size_t{21888}, size_t{21904}, size_t{0}}) {
     const run_dir dir;
@@ -605,7 +605,7 @@ TEST(Statistics, OfAnotherSizeAreNotBelieved) {
   EXPECT_EQ(vesk_client_statistics(open_at(dir).get(), nullptr), VESK_CLIENT_BAD_ARGUMENT);
 }
 
-TEST(Open, FindsTheRunDirectory) {
+TEST(Open, finds_the_run_directory) {
   unsetenv("VESK_RUN_DIR");
   EXPECT_STREQ(vesk_client_run_dir(nullptr), "/run/vesk");
   EXPECT_STREQ(vesk_client_run_dir("/elsewhere"), "/elsewhere");
@@ -622,7 +622,7 @@ TEST(Open, FindsTheRunDirectory) {
   unsetenv("VESK_RUN_DIR");
 }
 
-TEST(Open, RefusesARunDirectoryThatNoSocketCanHave) {
+TEST(Open, refuses_a_run_directory_that_no_socket_can_have) {
   vesk_client *client = nullptr;
   EXPECT_EQ(vesk_client_open(&client, "", 1), VESK_CLIENT_BAD_RUN_DIR);
   EXPECT_EQ(client, nullptr);
@@ -636,7 +636,7 @@ TEST(Open, RefusesARunDirectoryThatNoSocketCanHave) {
   EXPECT_STREQ(vesk_client_address(nullptr), "");
 }
 
-TEST(Threads, MayEachUseAHandle) {
+TEST(Threads, may_each_use_a_handle) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   std::atomic<int> accepted = 0;
@@ -651,7 +651,7 @@ TEST(Threads, MayEachUseAHandle) {
   EXPECT_EQ(accepted, 300);
 }
 
-TEST(ErrorText, TellsEveryCodeApart) {
+TEST(ErrorText, tells_every_code_apart) {
   const auto text_of = [](int code) {
     return std::string(vesk_client_error_text(static_cast<vesk_client_code>(code)));
   };
@@ -665,7 +665,7 @@ TEST(ErrorText, TellsEveryCodeApart) {
   EXPECT_EQ(texts.size(), 25u);
 }
 
-TEST(FromC, LogsARecord) {
+TEST(FromC, logs_a_record) {
   const run_dir dir;
   EXPECT_EQ(vesk_test_from_c(dir.path().c_str()), VESK_CLIENT_NO_DAEMON);
   const fake_service service(dir, answer_always(word(1)));

@@ -16,7 +16,7 @@ const lines removal = {"execute_program_and_let_go(/bin/rm, /mnt/vesk/vesk.log)"
 
 }  // namespace
 
-struct command_test : daemon_test {
+struct Command : daemon_test {
   static constexpr uint16_t enable = 1, disable = 2, clear = 3;
 
   void SetUp() override {
@@ -60,7 +60,7 @@ struct command_test : daemon_test {
 
 // Enable and disable.
 
-TEST_F(command_test, disables_one_type) {
+TEST_F(Command, disables_one_type) {
   EXPECT_EQ(command(disable, 5), 0);
   expect_states(1, 5, 2);
   expect_answer(disable, 5, 0);
@@ -70,7 +70,7 @@ TEST_F(command_test, disables_one_type) {
                                      "dbgkit_hist_ipq_event(4, msg 1, 0, 0)"}));
 }
 
-TEST_F(command_test, enables_one_type) {
+TEST_F(Command, enables_one_type) {
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   EXPECT_EQ(command(enable, 5), 0);
   expect_states(2, 5, 1);
@@ -80,7 +80,7 @@ TEST_F(command_test, enables_one_type) {
                        trace("TRACE:VESK_ENABLE_LOGGING module 6 filetype 5\n")}));
 }
 
-TEST_F(command_test, disables_every_type_in_ascending_order) {
+TEST_F(Command, disables_every_type_in_ascending_order) {
   EXPECT_EQ(command(disable, 0), 0);
   expect_states(2);
   expect_answer(disable, 0, 0);
@@ -89,7 +89,7 @@ TEST_F(command_test, disables_every_type_in_ascending_order) {
                 numbered(64, trace("TRACE:VESK_DISABLE_LOGGING module 6 filetype %\n")));
 }
 
-TEST_F(command_test, enables_every_type) {
+TEST_F(Command, enables_every_type) {
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   EXPECT_EQ(command(enable, 0), 0);
   expect_states(1);
@@ -99,7 +99,7 @@ TEST_F(command_test, enables_every_type) {
                 numbered(64, trace("TRACE:VESK_ENABLE_LOGGING module 6 filetype %\n")));
 }
 
-TEST_F(command_test, a_failed_flash_refuses_to_enable) {
+TEST_F(Command, a_failed_flash_refuses_to_enable) {
   bootflash_failure_flag = 1;
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   EXPECT_EQ(command(enable, 5), -1);
@@ -112,7 +112,7 @@ TEST_F(command_test, a_failed_flash_refuses_to_enable) {
                              "failure.\n")}));
 }
 
-TEST_F(command_test, a_refused_enable_leaves_every_state_as_it_was) {
+TEST_F(Command, a_refused_enable_leaves_every_state_as_it_was) {
   bootflash_failure_flag = 1;
   vesk_file_state[9] = VESK_LOGGING_DISABLED;
   EXPECT_EQ(command(enable, 0), -1);
@@ -123,19 +123,19 @@ TEST_F(command_test, a_refused_enable_leaves_every_state_as_it_was) {
             error("ERROR: Cannot enable logging for filetype 63 due to bootflash failure.\n"));
 }
 
-TEST_F(command_test, a_failed_flash_does_not_refuse_to_disable) {
+TEST_F(Command, a_failed_flash_does_not_refuse_to_disable) {
   bootflash_failure_flag = 1;
   EXPECT_EQ(command(disable, 5), 0);
   expect_states(1, 5, 2);
   expect_answer(disable, 5, 0);
 }
 
-TEST_F(command_test, the_last_type_is_63) {
+TEST_F(Command, the_last_type_is_63) {
   EXPECT_EQ(command(disable, 63), 0);
   expect_states(1, 63, 2);
 }
 
-TEST_F(command_test, types_beyond_the_table_are_answered_and_land_nowhere) {
+TEST_F(Command, types_beyond_the_table_are_answered_and_land_nowhere) {
   for (const uint16_t file_type : each<uint16_t>{64, 65, 1000, 65534}) {
     platform.forget();
     vesk_file_sanity.fill(0);
@@ -146,7 +146,7 @@ TEST_F(command_test, types_beyond_the_table_are_answered_and_land_nowhere) {
   }
 }
 
-TEST_F(command_test, type_65535_is_handled_and_answered_once) {
+TEST_F(Command, type_65535_is_handled_and_answered_once) {
   EXPECT_EQ(command(disable, 65535), 0);
   expect_states(1);
   expect_answer(disable, 65535, 0);
@@ -157,7 +157,7 @@ TEST_F(command_test, type_65535_is_handled_and_answered_once) {
 
 // Unknown commands.
 
-TEST_F(command_test, an_unknown_command_is_answered_with_a_failure_and_returns_0) {
+TEST_F(Command, an_unknown_command_is_answered_with_a_failure_and_returns_0) {
   for (const uint16_t number : each<uint16_t>{0, 4, 65535}) {
     platform.forget();
     EXPECT_EQ(command(number, 5), 0);
@@ -170,7 +170,7 @@ TEST_F(command_test, an_unknown_command_is_answered_with_a_failure_and_returns_0
   expect_statistics_kept();
 }
 
-TEST_F(command_test, an_unknown_command_for_all_types_complains_64_times) {
+TEST_F(Command, an_unknown_command_for_all_types_complains_64_times) {
   EXPECT_EQ(command(7, 0), 0);
   expect_answer(7, 0, -1);
   EXPECT_EQ(platform.history,
@@ -180,7 +180,7 @@ TEST_F(command_test, an_unknown_command_for_all_types_complains_64_times) {
 
 // Clear.
 
-TEST_F(command_test, clears_a_file_and_the_statistics_but_row_0) {
+TEST_F(Command, clears_a_file_and_the_statistics_but_row_0) {
   write_file("/mnt/vesk/vesk.log", zeros(20));
   vesk_file_state[5] = VESK_LOGGING_DISABLED;
   EXPECT_EQ(command(clear, 5), 0);
@@ -194,7 +194,7 @@ TEST_F(command_test, clears_a_file_and_the_statistics_but_row_0) {
   expect_states(1, 5, 2);  // clearing leaves the state alone
 }
 
-TEST_F(command_test, the_statistics_are_reset_before_the_answer) {
+TEST_F(Command, the_statistics_are_reset_before_the_answer) {
   uint32_t at_answer = 1;
   platform.on_call = [&](const std::string &call) {
     if (call.starts_with("ipq_send")) at_answer = vesk_uuid_stat_table[2736].entry_count;
@@ -203,7 +203,7 @@ TEST_F(command_test, the_statistics_are_reset_before_the_answer) {
   EXPECT_EQ(at_answer, 0u);
 }
 
-TEST_F(command_test, clearing_a_file_that_is_not_there_succeeds) {
+TEST_F(Command, clearing_a_file_that_is_not_there_succeeds) {
   EXPECT_EQ(command(clear, 5), 0);
   expect_answer(clear, 5, 0);
   EXPECT_EQ(platform.history,
@@ -212,7 +212,7 @@ TEST_F(command_test, clearing_a_file_that_is_not_there_succeeds) {
   expect_statistics_reset();
 }
 
-TEST_F(command_test, clearing_a_type_without_a_file_fails_in_the_answer_alone) {
+TEST_F(Command, clearing_a_type_without_a_file_fails_in_the_answer_alone) {
   for (const uint16_t file_type : each<uint16_t>{8, 64, 65535}) {
     const std::string number = std::to_string(file_type);
     platform.forget();
@@ -227,7 +227,7 @@ TEST_F(command_test, clearing_a_type_without_a_file_fails_in_the_answer_alone) {
   expect_statistics_kept();
 }
 
-TEST_F(command_test, clearing_all_types_always_fails_and_keeps_the_statistics) {
+TEST_F(Command, clearing_all_types_always_fails_and_keeps_the_statistics) {
   for (const char *name : {"exception.log", "vesk.log", "btcm.log"}) {
     write_file(std::string("/mnt/vesk/") + name, zeros(20));
   }
@@ -244,7 +244,7 @@ TEST_F(command_test, clearing_all_types_always_fails_and_keeps_the_statistics) {
                              "execute_program_and_let_go(/bin/rm, /mnt/vesk/btcm.log)"}));
 }
 
-TEST_F(command_test, clearing_all_types_traces_each_with_the_running_result) {
+TEST_F(Command, clearing_all_types_traces_each_with_the_running_result) {
   command(clear, 0);
   const log_lines traces =
       numbered(64, trace("TRACE:VESK_CLEAR_LOGGING result -1 module 6 filetype % \n"));
@@ -259,7 +259,7 @@ TEST_F(command_test, clearing_all_types_traces_each_with_the_running_result) {
   EXPECT_EQ(platform.history, expected);
 }
 
-TEST_F(command_test, a_failed_flash_refuses_to_clear) {
+TEST_F(Command, a_failed_flash_refuses_to_clear) {
   bootflash_failure_flag = 1;
   write_file("/mnt/vesk/vesk.log", zeros(20));
   EXPECT_EQ(command(clear, 5), 0);
@@ -273,20 +273,20 @@ TEST_F(command_test, a_failed_flash_refuses_to_clear) {
   expect_statistics_kept();
 }
 
-TEST_F(command_test, a_type_without_a_file_is_named_even_when_the_flash_has_failed) {
+TEST_F(Command, a_type_without_a_file_is_named_even_when_the_flash_has_failed) {
   bootflash_failure_flag = 1;
   EXPECT_EQ(vesk_clear_file(8), -1);
   EXPECT_EQ(platform.history, log_lines({error("ERROR: couldn't get filename for file type 8")}));
 }
 
-TEST_F(command_test, what_is_not_a_regular_file_is_not_cleared) {
+TEST_F(Command, what_is_not_a_regular_file_is_not_cleared) {
   make_dir("/mnt/vesk/vesk.log");
   EXPECT_EQ(vesk_clear_file(5), -1);
   EXPECT_EQ(platform.journal,
             lines({"101 ERROR: /mnt/vesk/vesk.log exists, but not a regular file."}));
 }
 
-TEST_F(command_test, a_removal_that_could_not_be_started_still_counts_as_cleared) {
+TEST_F(Command, a_removal_that_could_not_be_started_still_counts_as_cleared) {
   write_file("/mnt/vesk/vesk.log", zeros(20));
   platform.next("execute_program_and_let_go", -1);
   EXPECT_EQ(vesk_clear_file(5), 0);
@@ -295,7 +295,7 @@ TEST_F(command_test, a_removal_that_could_not_be_started_still_counts_as_cleared
                              "-1\n")}));
 }
 
-TEST_F(command_test, an_io_error_of_the_status_remounts_and_counts_as_cleared) {
+TEST_F(Command, an_io_error_of_the_status_remounts_and_counts_as_cleared) {
   write_file("/mnt/vesk/vesk.log", zeros(20));
   fault_plan plan;
   plan.fail(call::stat, nth(1), returns{-1}, with{EIO});
@@ -304,7 +304,7 @@ TEST_F(command_test, an_io_error_of_the_status_remounts_and_counts_as_cleared) {
   EXPECT_EQ(platform.history, log_lines({trace("TRACE:going to remount filesystem \n")}));
 }
 
-TEST_F(command_test, only_a_clear_resets_the_statistics) {
+TEST_F(Command, only_a_clear_resets_the_statistics) {
   command(enable, 0);
   command(disable, 0);
   expect_statistics_kept();
@@ -312,17 +312,17 @@ TEST_F(command_test, only_a_clear_resets_the_statistics) {
 
 // The message itself.
 
-TEST_F(command_test, without_a_payload_is_refused_without_an_answer) {
+TEST_F(Command, without_a_payload_is_refused_without_an_answer) {
   EXPECT_EQ(vesk_do_vesk_command(platform.message_without_payload(1153)), -1);
   EXPECT_EQ(platform.journal, lines({"101 ERROR: vesk_main ipq_payload_get failed\n"}));
 }
 
-TEST_F(command_test, a_command_cut_behind_its_number_is_for_all_types) {
+TEST_F(Command, a_command_cut_behind_its_number_is_for_all_types) {
   EXPECT_EQ(vesk_do_vesk_command(platform.message(1153, host16(disable))), 0);
   expect_states(2);
 }
 
-TEST_F(command_test, an_answer_that_cannot_be_sent_is_logged_alone) {
+TEST_F(Command, an_answer_that_cannot_be_sent_is_logged_alone) {
   platform.next("ipq_send", -1);
   EXPECT_EQ(command(disable, 5), 0);
   EXPECT_EQ(platform.history.back(),

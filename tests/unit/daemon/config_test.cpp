@@ -5,7 +5,7 @@
 
 namespace vesk::test {
 
-struct config_test : daemon_test {
+struct Config : daemon_test {
   vesk_module_config config{};
 
   void SetUp() override {
@@ -33,7 +33,7 @@ struct config_test : daemon_test {
   }
 };
 
-TEST_F(config_test, enables_every_type) {
+TEST_F(Config, enables_every_type) {
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   EXPECT_EQ(apply_config(config), 0);
   expect_states(1);
@@ -43,7 +43,7 @@ TEST_F(config_test, enables_every_type) {
   EXPECT_EQ(platform.calls, lines());
 }
 
-TEST_F(config_test, a_disabled_module_disables_every_type_whatever_the_types_say) {
+TEST_F(Config, a_disabled_module_disables_every_type_whatever_the_types_say) {
   for (const uint8_t byte : each<uint8_t>{0, 2, 255}) {
     platform.forget();
     vesk_file_state.fill(VESK_LOGGING_ENABLED);
@@ -60,7 +60,7 @@ TEST_F(config_test, a_disabled_module_disables_every_type_whatever_the_types_say
   }
 }
 
-TEST_F(config_test, any_byte_but_1_disables_its_type_alone) {
+TEST_F(Config, any_byte_but_1_disables_its_type_alone) {
   for (const uint8_t byte : each<uint8_t>{0, 2, 255}) {
     vesk_file_state.fill(VESK_LOGGING_ENABLED);
     config.vesk_log_enable[5] = byte;
@@ -69,7 +69,7 @@ TEST_F(config_test, any_byte_but_1_disables_its_type_alone) {
   }
 }
 
-TEST_F(config_test, tells_each_type_with_its_own_byte) {
+TEST_F(Config, tells_each_type_with_its_own_byte) {
   config.vesk_log_enable[0] = 0;
   config.vesk_log_enable[63] = 200;
   vesk_file_state[63] = 7;
@@ -80,7 +80,7 @@ TEST_F(config_test, tells_each_type_with_its_own_byte) {
   EXPECT_EQ(last, told(63, 7, 200, 2));
 }
 
-TEST_F(config_test, a_failed_flash_refuses_to_enable_and_leaves_the_state) {
+TEST_F(Config, a_failed_flash_refuses_to_enable_and_leaves_the_state) {
   bootflash_failure_flag = 1;
   for (uint8_t &enabled : config.vesk_log_enable) enabled = 0;
   config.vesk_log_enable[5] = 1;
@@ -99,7 +99,7 @@ TEST_F(config_test, a_failed_flash_refuses_to_enable_and_leaves_the_state) {
   EXPECT_EQ(platform.history, expected);
 }
 
-TEST_F(config_test, a_failed_flash_does_not_enable_what_was_disabled) {
+TEST_F(Config, a_failed_flash_does_not_enable_what_was_disabled) {
   bootflash_failure_flag = 1;
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   EXPECT_EQ(apply_config(config), -1);
@@ -107,7 +107,7 @@ TEST_F(config_test, a_failed_flash_does_not_enable_what_was_disabled) {
   EXPECT_EQ(platform.history.size(), 1u + 4 * 64);
 }
 
-TEST_F(config_test, a_failed_flash_does_not_refuse_to_disable) {
+TEST_F(Config, a_failed_flash_does_not_refuse_to_disable) {
   bootflash_failure_flag = 1;
   config.vesk_enable = 0;
   EXPECT_EQ(apply_config(config), 0);

@@ -9,6 +9,7 @@
 
 #include "daemon/vesk_flash_control.h"
 #include "daemon/vesk_send.h"
+#include "format/vesk_catalogue.h"
 #include "tests/support/intercept.h"
 
 namespace fs = std::filesystem;

@@ -15,9 +15,9 @@ const std::string sys_init =
 
 }  // namespace
 
-struct debug_test : daemon_test {};
+struct Debug : daemon_test {};
 
-TEST_F(debug_test, registers_and_sets_up_the_event_history) {
+TEST_F(Debug, registers_and_sets_up_the_event_history) {
   EXPECT_EQ(vesk_sup_debug_init(), 0);
   EXPECT_EQ(platform.journal, lines({dbg_init, sys_init, "dbgkit_hist_init(16384)",
                                      "dbgkit_hist_init_for_uuid(115, 16384)",
@@ -25,7 +25,7 @@ TEST_F(debug_test, registers_and_sets_up_the_event_history) {
   EXPECT_EQ(dbgkit_sys_facility, &syslog_fac_LOG_VESK);
 }
 
-TEST_F(debug_test, a_failed_registration_ends_it) {
+TEST_F(Debug, a_failed_registration_ends_it) {
   for (const int32_t result : {-1, 1}) {
     platform.forget();
     platform.next("dbgkit_dbg_init", result);
@@ -35,7 +35,7 @@ TEST_F(debug_test, a_failed_registration_ends_it) {
   }
 }
 
-TEST_F(debug_test, the_facility_is_known_before_syslog_is_set_up) {
+TEST_F(Debug, the_facility_is_known_before_syslog_is_set_up) {
   const void *during = nullptr;
   platform.on_call = [&](const std::string &call) {
     if (call == sys_init) during = dbgkit_sys_facility;
@@ -44,7 +44,7 @@ TEST_F(debug_test, the_facility_is_known_before_syslog_is_set_up) {
   EXPECT_EQ(during, &syslog_fac_LOG_VESK);
 }
 
-TEST_F(debug_test, a_failed_syslog_setup_ends_it) {
+TEST_F(Debug, a_failed_syslog_setup_ends_it) {
   for (const int32_t result : {-1, 1}) {
     platform.forget();
     platform.next("dbgkit_sys_init_helper", result);
@@ -53,7 +53,7 @@ TEST_F(debug_test, a_failed_syslog_setup_ends_it) {
   }
 }
 
-TEST_F(debug_test, results_of_the_history_are_ignored) {
+TEST_F(Debug, results_of_the_history_are_ignored) {
   platform.next("dbgkit_hist_init", -1);
   platform.next("dbgkit_hist_init_for_uuid", -1);
   platform.next("dbgkit_hist_set_event_subtype", -1);
@@ -61,7 +61,7 @@ TEST_F(debug_test, results_of_the_history_are_ignored) {
   EXPECT_EQ(platform.calls.size(), 5u);
 }
 
-TEST_F(debug_test, exports_its_syslog_records) {
+TEST_F(Debug, exports_its_syslog_records) {
   EXPECT_STREQ(syslog_fac_LOG_VESK.name, "vesk_sup");
   EXPECT_EQ(syslog_fac_LOG_VESK.facility, 1680u);
   EXPECT_EQ(syslog_fac_LOG_VESK.identity, 1028u);

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "format/vesk_catalogue.h"
 #include "store/vesk_state.h"
 #include "tests/support/faults.h"
 #include "tests/unit/daemon/daemon_test.h"
@@ -19,7 +20,7 @@ const lines exception_calls = {"ipq_send(7, 0xFE000001, 0, 7000, payload, 330, h
 
 // The status of a file.
 
-struct stat_test : daemon_test {
+struct Stat : daemon_test {
   struct stat st {};
   int left_in_errno = 0;
 
@@ -31,20 +32,20 @@ struct stat_test : daemon_test {
   }
 };
 
-TEST_F(stat_test, gives_the_status_of_a_file_that_is_there) {
+TEST_F(Stat, gives_the_status_of_a_file_that_is_there) {
   write_file("/mnt/vesk/vesk.log", zeros(33));
   EXPECT_EQ(stat_of("/mnt/vesk/vesk.log"), 0);
   EXPECT_EQ(st.st_size, 33);
   EXPECT_EQ(platform.journal, lines());
 }
 
-TEST_F(stat_test, a_missing_file_is_no_reason_to_remount) {
+TEST_F(Stat, a_missing_file_is_no_reason_to_remount) {
   EXPECT_EQ(stat_of("/mnt/vesk/vesk.log"), -1);
   EXPECT_EQ(left_in_errno, ENOENT);
   EXPECT_EQ(platform.journal, lines());
 }
 
-TEST_F(stat_test, any_failure_but_an_io_error_is_no_reason_to_remount) {
+TEST_F(Stat, any_failure_but_an_io_error_is_no_reason_to_remount) {
   fault_plan plan;
   plan.fail(call::stat, nth(1), returns{-1}, with{EACCES});
   EXPECT_EQ(stat_of("/mnt/vesk/vesk.log"), -1);
@@ -52,7 +53,7 @@ TEST_F(stat_test, any_failure_but_an_io_error_is_no_reason_to_remount) {
   EXPECT_EQ(platform.journal, lines());
 }
 
-TEST_F(stat_test, an_io_error_remounts_and_is_still_reported) {
+TEST_F(Stat, an_io_error_remounts_and_is_still_reported) {
   write_file("/mnt/vesk/vesk.log", zeros(33));
   fault_plan plan;
   plan.fail(call::stat, nth(1), returns{-1}, with{EIO});
@@ -62,7 +63,7 @@ TEST_F(stat_test, an_io_error_remounts_and_is_still_reported) {
   EXPECT_EQ(plan.journal(), "stat /mnt/vesk/vesk.log, stat /kyte_mounted");
 }
 
-TEST_F(stat_test, an_io_error_while_the_flash_is_not_mounted_does_not_remount) {
+TEST_F(Stat, an_io_error_while_the_flash_is_not_mounted_does_not_remount) {
   unmount();
   fault_plan plan;
   plan.fail(call::stat, nth(1), returns{-1}, with{EIO});
@@ -72,7 +73,7 @@ TEST_F(stat_test, an_io_error_while_the_flash_is_not_mounted_does_not_remount) {
   EXPECT_EQ(remount_count, 0);
 }
 
-TEST_F(stat_test, a_success_with_a_stale_io_error_does_not_remount) {
+TEST_F(Stat, a_success_with_a_stale_io_error_does_not_remount) {
   write_file("/mnt/vesk/vesk.log", zeros(33));
   errno = EIO;
   EXPECT_EQ(vesk_stat_fs("/mnt/vesk/vesk.log", &st), 0);
@@ -81,36 +82,36 @@ TEST_F(stat_test, a_success_with_a_stale_io_error_does_not_remount) {
 
 // The remount.
 
-struct remount_test : daemon_test {};
+struct Remount : daemon_test {};
 
-TEST_F(remount_test, unmounts_and_starts_the_mount_program) {
+TEST_F(Remount, unmounts_and_starts_the_mount_program) {
   EXPECT_EQ(vesk_remount_fs(), 0);
   EXPECT_EQ(platform.journal, remount);
   EXPECT_EQ(remount_count, 1);
 }
 
-TEST_F(remount_test, returns_what_starting_the_mount_program_returned) {
+TEST_F(Remount, returns_what_starting_the_mount_program_returned) {
   for (const int32_t result : {-1, 5}) {
     platform.next("execute_program_and_let_go", result);
     EXPECT_EQ(vesk_remount_fs(), result);
   }
 }
 
-TEST_F(remount_test, goes_on_when_removing_the_marker_and_unmounting_fail) {
+TEST_F(Remount, goes_on_when_removing_the_marker_and_unmounting_fail) {
   platform.next("execute_program_and_wait", -1);
   platform.next("execute_program_and_wait", 32);
   EXPECT_EQ(vesk_remount_fs(), 0);
   EXPECT_EQ(platform.journal, remount);
 }
 
-TEST_F(remount_test, does_nothing_without_the_marker_of_a_mounted_flash) {
+TEST_F(Remount, does_nothing_without_the_marker_of_a_mounted_flash) {
   unmount();
   EXPECT_EQ(vesk_remount_fs(), -1);
   EXPECT_EQ(platform.journal, lines());
   EXPECT_EQ(remount_count, 0);
 }
 
-TEST_F(remount_test, keeps_errno) {
+TEST_F(Remount, keeps_errno) {
   errno = EIO;
   vesk_remount_fs();
   EXPECT_EQ(errno, EIO);
@@ -121,7 +122,7 @@ TEST_F(remount_test, keeps_errno) {
   EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(remount_test, the_first_three_are_silent_and_each_later_one_is_reported_first) {
+TEST_F(Remount, the_first_three_are_silent_and_each_later_one_is_reported_first) {
   for (int i = 0; i < 3; ++i) vesk_remount_fs();
   EXPECT_EQ(platform.journal, remount + remount + remount);
   EXPECT_EQ(remount_count, 3);
@@ -134,7 +135,7 @@ TEST_F(remount_test, the_first_three_are_silent_and_each_later_one_is_reported_f
   }
 }
 
-TEST_F(remount_test, remounts_that_the_missing_marker_forbids_do_not_count) {
+TEST_F(Remount, remounts_that_the_missing_marker_forbids_do_not_count) {
   unmount();
   for (int i = 0; i < 10; ++i) vesk_remount_fs();
   write_file(VESK_MOUNT_MARKER, {});
@@ -142,7 +143,7 @@ TEST_F(remount_test, remounts_that_the_missing_marker_forbids_do_not_count) {
   EXPECT_EQ(platform.sent, std::vector<sent_message>());
 }
 
-TEST_F(remount_test, the_report_names_the_flash) {
+TEST_F(Remount, the_report_names_the_flash) {
   remount_count = 3;
   fault_plan plan;
   plan.clock(0x5F000001, 0x000186A0);
@@ -162,7 +163,7 @@ TEST_F(remount_test, the_report_names_the_flash) {
 
 // The exception report.
 
-struct exception_test : daemon_test {
+struct Exception : daemon_test {
   // The record's text field, all 127 bytes of it and the 6 unused ones behind.
   std::string text_field() const {
     const bytes &record = platform.sent.at(0).payload;
@@ -170,7 +171,7 @@ struct exception_test : daemon_test {
   }
 };
 
-TEST_F(exception_test, is_built_byte_for_byte) {
+TEST_F(Exception, is_built_byte_for_byte) {
   fault_plan plan;
   plan.clock(0x01020304, 0x05060708);
   EXPECT_EQ(vesk_send_exception(9, 0x11223344, "ab"), 0);
@@ -186,19 +187,19 @@ TEST_F(exception_test, is_built_byte_for_byte) {
   EXPECT_EQ(platform.sent, std::vector<sent_message>({{0xFE000001, 7000, expected}}));
 }
 
-TEST_F(exception_test, is_sent_past_the_event_history_and_its_handle_given_back) {
+TEST_F(Exception, is_sent_past_the_event_history_and_its_handle_given_back) {
   vesk_send_exception(1, 2, "x");
   EXPECT_EQ(platform.journal, exception_calls);
 }
 
-TEST_F(exception_test, that_cannot_be_sent_is_nobodys_failure) {
+TEST_F(Exception, that_cannot_be_sent_is_nobodys_failure) {
   platform.next("ipq_send", -1);
   platform.next("ipq_drop", -1);
   EXPECT_EQ(vesk_send_exception(1, 2, "x"), 0);
   EXPECT_EQ(platform.journal, exception_calls);
 }
 
-TEST_F(exception_test, without_a_clock_carries_no_time) {
+TEST_F(Exception, without_a_clock_carries_no_time) {
   fault_plan plan;
   plan.fail(call::gettimeofday, from(1), returns{-1}, with{EFAULT});
   EXPECT_EQ(vesk_send_exception(1, 2, "x"), 0);
@@ -206,38 +207,38 @@ TEST_F(exception_test, without_a_clock_carries_no_time) {
   EXPECT_EQ(bytes(record.begin() + 161, record.end()), zeros(169));
 }
 
-TEST_F(exception_test, without_a_text_carries_zeros) {
+TEST_F(Exception, without_a_text_carries_zeros) {
   vesk_send_exception(1, 2, nullptr);
   EXPECT_EQ(text_field(), std::string(133, '\0'));
 }
 
-TEST_F(exception_test, text_of_126_characters_fits) {
+TEST_F(Exception, text_of_126_characters_fits) {
   vesk_send_exception(1, 2, std::string(126, 'x').c_str());
   EXPECT_EQ(text_field(), std::string(126, 'x') + std::string(7, '\0'));
 }
 
-TEST_F(exception_test, text_of_127_characters_fills_its_field) {
+TEST_F(Exception, text_of_127_characters_fills_its_field) {
   vesk_send_exception(1, 2, std::string(127, 'x').c_str());
   EXPECT_EQ(text_field(), std::string(127, 'x') + std::string(6, '\0'));
 }
 
-TEST_F(exception_test, longer_text_is_cut_at_127_characters) {
+TEST_F(Exception, longer_text_is_cut_at_127_characters) {
   vesk_send_exception(1, 2, (std::string(127, 'x') + "yyyyyyyyyy").c_str());
   EXPECT_EQ(text_field(), std::string(127, 'x') + std::string(6, '\0'));
 }
 
 // The removal of a log file.
 
-struct remove_test : daemon_test {};
+struct Remove : daemon_test {};
 
-TEST_F(remove_test, is_started_and_traced) {
+TEST_F(Remove, is_started_and_traced) {
   vesk_remove_file("/mnt/vesk/vesk.log");
   EXPECT_EQ(platform.journal,
             lines({"execute_program_and_let_go(/bin/rm, /mnt/vesk/vesk.log)",
                    "100 TRACE: result of delete operation for file /mnt/vesk/vesk.log is 0\n"}));
 }
 
-TEST_F(remove_test, a_failed_start_shows_in_the_trace_alone) {
+TEST_F(Remove, a_failed_start_shows_in_the_trace_alone) {
   platform.next("execute_program_and_let_go", -1);
   vesk_remove_file("/mnt/vesk/btcm.log");
   EXPECT_EQ(
@@ -247,7 +248,7 @@ TEST_F(remove_test, a_failed_start_shows_in_the_trace_alone) {
 
 // The notice that the flash has failed.
 
-struct fail_notice_test : daemon_test {
+struct FailNotice : daemon_test {
   void SetUp() override {
     daemon_test::SetUp();
     platform.slot = 5;
@@ -271,55 +272,55 @@ struct fail_notice_test : daemon_test {
   }
 };
 
-TEST_F(fail_notice_test, for_the_flash_of_this_slot_disables_all_file_types) {
+TEST_F(FailNotice, for_the_flash_of_this_slot_disables_all_file_types) {
   EXPECT_EQ(notice(hex("00 00 00 03 00 00 00 05")), 0);
   expect_flash_failed();
   EXPECT_EQ(platform.journal, lines({"card_get_slot_num()"}));
 }
 
-TEST_F(fail_notice_test, overrides_pending_integrity_work) {
+TEST_F(FailNotice, overrides_pending_integrity_work) {
   vesk_file_sanity.fill(VESK_SANITY_CORRUPT);
   notice(hex("00 00 00 03 00 00 00 05"));
   expect_flash_failed();
 }
 
-TEST_F(fail_notice_test, for_another_slot_is_ignored) {
+TEST_F(FailNotice, for_another_slot_is_ignored) {
   EXPECT_EQ(notice(hex("00 00 00 03 00 00 00 06")), 0);
   EXPECT_EQ(notice(hex("00 00 00 03 00 00 00 09")), 0);
   expect_untouched();
 }
 
-TEST_F(fail_notice_test, for_a_slot_that_agrees_in_its_lowest_byte_only_is_ignored) {
+TEST_F(FailNotice, for_a_slot_that_agrees_in_its_lowest_byte_only_is_ignored) {
   EXPECT_EQ(notice(hex("00 00 00 03 00 00 01 05")), 0);
   expect_untouched();
 }
 
-TEST_F(fail_notice_test, of_another_kind_is_ignored) {
+TEST_F(FailNotice, of_another_kind_is_ignored) {
   EXPECT_EQ(notice(hex("00 00 00 02 00 00 00 05")), 0);
   EXPECT_EQ(notice(hex("00 00 00 04 00 00 00 05")), 0);
   EXPECT_EQ(notice(hex("01 00 00 03 00 00 00 05")), 0);
   expect_untouched();
 }
 
-TEST_F(fail_notice_test, in_the_wrong_byte_order_is_ignored) {
+TEST_F(FailNotice, in_the_wrong_byte_order_is_ignored) {
   EXPECT_EQ(notice(hex("03 00 00 00 05 00 00 00")), 0);
   expect_untouched();
 }
 
-TEST_F(fail_notice_test, cut_short_is_ignored) {
+TEST_F(FailNotice, cut_short_is_ignored) {
   EXPECT_EQ(notice(hex("00 00 00 03")), 0);
   EXPECT_EQ(notice({}), 0);
   expect_untouched();
 }
 
-TEST_F(fail_notice_test, without_a_payload_is_refused) {
+TEST_F(FailNotice, without_a_payload_is_refused) {
   EXPECT_EQ(vesk_ipq_hdlr_ruda_fail_notice(platform.message_without_payload(6024)), -1);
   expect_untouched();
   EXPECT_EQ(platform.journal,
             lines({"101 ERROR: vesk_ipq_hdlr_ruda_fail_notice ipq_payload_get failed\n"}));
 }
 
-TEST_F(fail_notice_test, a_slot_that_cannot_be_read_counts_as_0) {
+TEST_F(FailNotice, a_slot_that_cannot_be_read_counts_as_0) {
   platform.always("card_get_slot_num", -1);
   EXPECT_EQ(notice(hex("00 00 00 03 00 00 00 05")), 0);
   expect_untouched();
@@ -327,7 +328,7 @@ TEST_F(fail_notice_test, a_slot_that_cannot_be_read_counts_as_0) {
   expect_flash_failed();
 }
 
-TEST_F(fail_notice_test, the_flag_outlives_any_later_notice) {
+TEST_F(FailNotice, the_flag_outlives_any_later_notice) {
   notice(hex("00 00 00 03 00 00 00 05"));
   notice(hex("00 00 00 00 00 00 00 05"));
   expect_flash_failed();

@@ -18,7 +18,7 @@ const lines serve_message = {"ipq_recv(7)", "dbgkit_hist_ipq_event(3, msg 1, 0, 
 
 }  // namespace
 
-struct loop_test : daemon_test {
+struct Loop : daemon_test {
   void SetUp() override {
     daemon_test::SetUp();
     vesk_tg_handle = 31;
@@ -36,51 +36,51 @@ struct loop_test : daemon_test {
   }
 };
 
-TEST_F(loop_test, with_nothing_ready_looks_for_timers_only) {
+TEST_F(Loop, with_nothing_ready_looks_for_timers_only) {
   EXPECT_EQ(pass(), wait_for_both + no_timer);
 }
 
-TEST_F(loop_test, serves_a_message) {
+TEST_F(Loop, serves_a_message) {
   message_waits();
   EXPECT_EQ(pass(), wait_for_both + no_timer + serve_message);
 }
 
-TEST_F(loop_test, serves_a_timer) {
+TEST_F(Loop, serves_a_timer) {
   platform.expired = {1};
   EXPECT_EQ(pass(), wait_for_both + tick + no_timer);
 }
 
-TEST_F(loop_test, serves_timers_before_the_message_of_the_same_pass) {
+TEST_F(Loop, serves_timers_before_the_message_of_the_same_pass) {
   platform.expired = {1};
   message_waits();
   EXPECT_EQ(pass(), wait_for_both + tick + no_timer + serve_message);
 }
 
-TEST_F(loop_test, serves_every_expired_timer_and_ignores_strange_ones) {
+TEST_F(Loop, serves_every_expired_timer_and_ignores_strange_ones) {
   platform.expired = {1, 4, 1};
   EXPECT_EQ(pass(), wait_for_both + tick + no_timer + tick + no_timer);
 }
 
-TEST_F(loop_test, takes_one_message_a_pass) {
+TEST_F(Loop, takes_one_message_a_pass) {
   message_waits();
   platform.receive(1162, {});
   EXPECT_EQ(pass(), wait_for_both + no_timer + serve_message);
   EXPECT_EQ(platform.waiting.size(), 1u);
 }
 
-TEST_F(loop_test, watches_the_queue_again_after_a_pass_in_which_it_was_not_ready) {
+TEST_F(Loop, watches_the_queue_again_after_a_pass_in_which_it_was_not_ready) {
   pass();
   EXPECT_EQ(pass(), wait_for_both + no_timer);
   message_waits();
   EXPECT_EQ(pass()[1], "select(8, {7}, null, null, expiry)");
 }
 
-TEST_F(loop_test, waits_for_ever_when_no_timer_runs) {
+TEST_F(Loop, waits_for_ever_when_no_timer_runs) {
   platform.next("tg_get_next_expiry_time", 0);
   EXPECT_EQ(pass()[1], "select(8, {7}, null, null, null)");
 }
 
-TEST_F(loop_test, goes_on_after_a_message_that_could_not_be_received) {
+TEST_F(Loop, goes_on_after_a_message_that_could_not_be_received) {
   platform.next("select", 1);
   platform.next("ipq_recv", -1);
   platform.always("ipq_errno_get", 6);
@@ -89,14 +89,14 @@ TEST_F(loop_test, goes_on_after_a_message_that_could_not_be_received) {
   EXPECT_EQ(pass(), wait_for_both + no_timer);
 }
 
-TEST_F(loop_test, an_interrupted_select_is_logged_as_returned_with_errno) {
+TEST_F(Loop, an_interrupted_select_is_logged_as_returned_with_errno) {
   platform.expired = {1};
   platform.receive(1162, {});
   platform.next("select", -1, EINTR);
   EXPECT_EQ(pass(), wait_for_both + lines({"101 ERROR: vesk select returned with errno 4\n"}));
 }
 
-TEST_F(loop_test, any_other_failure_of_select_is_logged_as_an_interruption) {
+TEST_F(Loop, any_other_failure_of_select_is_logged_as_an_interruption) {
   platform.expired = {1};
   platform.receive(1162, {});
   platform.next("select", -1, EBADF);
@@ -104,7 +104,7 @@ TEST_F(loop_test, any_other_failure_of_select_is_logged_as_an_interruption) {
             wait_for_both + lines({"101 ERROR: vesk select interrupted by some signal 9\n"}));
 }
 
-TEST_F(loop_test, the_pass_after_a_failed_select_serves_what_was_left) {
+TEST_F(Loop, the_pass_after_a_failed_select_serves_what_was_left) {
   platform.expired = {1};
   platform.next("select", -1, EINTR);
   pass();

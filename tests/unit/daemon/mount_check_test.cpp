@@ -14,7 +14,7 @@ const uint32_t seen_at_first = issu_seen;
 
 }  // namespace
 
-struct mount_check_test : daemon_test {
+struct MountCheck : daemon_test {
   void begin_upgrade() {
     make_dir("/vamo-upgrade");
     write_file(upgrade_image, {1});
@@ -22,12 +22,12 @@ struct mount_check_test : daemon_test {
   void end_upgrade() { remove_all(upgrade_image); }
 };
 
-TEST_F(mount_check_test, is_pending_when_the_process_begins) {
+TEST_F(MountCheck, is_pending_when_the_process_begins) {
   EXPECT_EQ(pending_at_first, 1u);
   EXPECT_EQ(seen_at_first, 0u);
 }
 
-TEST_F(mount_check_test, without_an_upgrade_is_made_once_and_starts_nothing) {
+TEST_F(MountCheck, without_an_upgrade_is_made_once_and_starts_nothing) {
   vesk_check_issu_mount();
   EXPECT_EQ(mount_check_pending, 0u);
   EXPECT_EQ(platform.journal, lines());
@@ -37,7 +37,7 @@ TEST_F(mount_check_test, without_an_upgrade_is_made_once_and_starts_nothing) {
   EXPECT_EQ(issu_seen, 0u);
 }
 
-TEST_F(mount_check_test, stays_pending_while_the_upgrade_image_is_there) {
+TEST_F(MountCheck, stays_pending_while_the_upgrade_image_is_there) {
   begin_upgrade();
   for (int i = 0; i < 3; ++i) vesk_check_issu_mount();
   EXPECT_EQ(mount_check_pending, 1u);
@@ -45,7 +45,7 @@ TEST_F(mount_check_test, stays_pending_while_the_upgrade_image_is_there) {
   EXPECT_EQ(platform.journal, lines());
 }
 
-TEST_F(mount_check_test, starts_the_mount_program_once_when_the_upgrade_is_over) {
+TEST_F(MountCheck, starts_the_mount_program_once_when_the_upgrade_is_over) {
   begin_upgrade();
   vesk_check_issu_mount();
   end_upgrade();
@@ -55,7 +55,7 @@ TEST_F(mount_check_test, starts_the_mount_program_once_when_the_upgrade_is_over)
   EXPECT_EQ(issu_seen, 0u);
 }
 
-TEST_F(mount_check_test, is_not_repeated_when_the_mount_program_does_not_start) {
+TEST_F(MountCheck, is_not_repeated_when_the_mount_program_does_not_start) {
   begin_upgrade();
   vesk_check_issu_mount();
   end_upgrade();

@@ -59,7 +59,7 @@ lines good_start(int pid) {
 
 }  // namespace
 
-struct start_test : daemon_test {
+struct Start : daemon_test {
   void SetUp() override {
     daemon_test::SetUp();
     ipq_q = 0;
@@ -77,7 +77,7 @@ struct start_test : daemon_test {
 
 // The good start.
 
-TEST_F(start_test, a_restart_does_all_this_in_this_order) {
+TEST_F(Start, a_restart_does_all_this_in_this_order) {
   restart();
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(platform.journal, good_start(4711) + before_loop + up_sent);
@@ -85,7 +85,7 @@ TEST_F(start_test, a_restart_does_all_this_in_this_order) {
 }
 
 // What lies between the two parts is the look at every file.
-TEST_F(start_test, a_first_start_begins_and_ends_like_a_restart) {
+TEST_F(Start, a_first_start_begins_and_ends_like_a_restart) {
   EXPECT_EQ(vesk_start_up(), 0);
   const lines begin = good_start(0);
   const lines end = before_loop + up_sent;
@@ -96,12 +96,12 @@ TEST_F(start_test, a_first_start_begins_and_ends_like_a_restart) {
       << ::testing::PrintToString(platform.journal);
 }
 
-TEST_F(start_test, a_first_start_without_files_looks_at_them_without_a_word) {
+TEST_F(Start, a_first_start_without_files_looks_at_them_without_a_word) {
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(platform.journal, good_start(0) + before_loop + up_sent);
 }
 
-TEST_F(start_test, a_first_start_judges_the_files_behind_the_log_directory_and_before_up) {
+TEST_F(Start, a_first_start_judges_the_files_behind_the_log_directory_and_before_up) {
   write_file("/mnt/vesk/vesk.log", zeros(19));
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(
@@ -113,14 +113,14 @@ TEST_F(start_test, a_first_start_judges_the_files_behind_the_log_directory_and_b
           before_loop + up_sent);
 }
 
-TEST_F(start_test, a_restart_trusts_the_files_as_they_are) {
+TEST_F(Start, a_restart_trusts_the_files_as_they_are) {
   restart();
   write_file("/mnt/vesk/vesk.log", zeros(19));
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(platform.journal, good_start(4711) + before_loop + up_sent);
 }
 
-TEST_F(start_test, keeps_what_the_platform_told) {
+TEST_F(Start, keeps_what_the_platform_told) {
   restart();
   platform.always("runctl_handshake", 99);
   vesk_start_up();
@@ -132,7 +132,7 @@ TEST_F(start_test, keeps_what_the_platform_told) {
   EXPECT_EQ(vesk_ctrl, 0u);
 }
 
-TEST_F(start_test, enables_every_type_and_clears_every_mark_even_on_a_restart) {
+TEST_F(Start, enables_every_type_and_clears_every_mark_even_on_a_restart) {
   restart();
   vesk_file_state.fill(VESK_LOGGING_DISABLED);
   vesk_file_sanity.fill(VESK_SANITY_CORRUPT);
@@ -141,7 +141,7 @@ TEST_F(start_test, enables_every_type_and_clears_every_mark_even_on_a_restart) {
   for (const uint32_t mark : vesk_file_sanity.slots) EXPECT_EQ(mark, 0u);
 }
 
-TEST_F(start_test, sends_up_twice_when_all_goes_well) {
+TEST_F(Start, sends_up_twice_when_all_goes_well) {
   restart();
   vesk_start_up();
   EXPECT_EQ(platform.sent, std::vector<sent_message>(2, {0xFE000001, 1156, {}}));
@@ -149,7 +149,7 @@ TEST_F(start_test, sends_up_twice_when_all_goes_well) {
   EXPECT_EQ(vesk_up_sent_retry_count, 0);
 }
 
-TEST_F(start_test, the_first_tick_makes_the_mount_check) {
+TEST_F(Start, the_first_tick_makes_the_mount_check) {
   restart();
   issu_seen = 1;
   vesk_start_up();
@@ -159,52 +159,52 @@ TEST_F(start_test, the_first_tick_makes_the_mount_check) {
 
 // The steps that end it.
 
-TEST_F(start_test, without_its_sigterm_handler_it_ends_with_2) {
+TEST_F(Start, without_its_sigterm_handler_it_ends_with_2) {
   platform.next("sigaction", -1, EINVAL);
   expect_ends(2, {signals[0], "101 ERROR: Failed sigaction for signal SIGTERM\n"});
 }
 
-TEST_F(start_test, a_failed_ignore_of_sigchld_does_not_end_it) {
+TEST_F(Start, a_failed_ignore_of_sigchld_does_not_end_it) {
   restart();
   platform.next("signal", -1);
   EXPECT_EQ(vesk_start_up(), 0);
 }
 
-TEST_F(start_test, without_its_access_point_it_ends_with_4) {
+TEST_F(Start, without_its_access_point_it_ends_with_4) {
   platform.next("ipq_bind", -1);
   expect_ends(4, signals + bind + lines{"101 ERROR: Failed to bind IPQ SAP.\n"});
   EXPECT_EQ(ipq_q, -1);
 }
 
-TEST_F(start_test, queue_0_is_bound) {
+TEST_F(Start, queue_0_is_bound) {
   restart();
   platform.next("ipq_bind", 0);
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(ipq_q, 0);
 }
 
-TEST_F(start_test, without_the_debug_wrapper_it_ends_with_5_and_no_message) {
+TEST_F(Start, without_the_debug_wrapper_it_ends_with_5_and_no_message) {
   platform.next("dbgkit_dbg_init", 1);
   expect_ends(5, lines(registered.begin(), registered.begin() + 6));
 }
 
-TEST_F(start_test, without_syslog_it_ends_with_5_and_no_message) {
+TEST_F(Start, without_syslog_it_ends_with_5_and_no_message) {
   platform.next("dbgkit_sys_init_helper", 1);
   expect_ends(5, lines(registered.begin(), registered.begin() + 7));
 }
 
-TEST_F(start_test, without_a_timer_group_it_ends_with_6) {
+TEST_F(Start, without_a_timer_group_it_ends_with_6) {
   platform.next("tg_create_group", 0);
   expect_ends(6, managed(0) + lines{timers[0], "101 ERROR: Failed to create timer group\n"});
 }
 
-TEST_F(start_test, without_a_timer_it_ends_with_6) {
+TEST_F(Start, without_a_timer_it_ends_with_6) {
   platform.next("tg_create_timer", 0);
   expect_ends(
       6, managed(0) + lines{timers[0], timers[1], "101 ERROR: Failed to create timer group\n"});
 }
 
-TEST_F(start_test, a_timer_that_does_not_start_is_destroyed_and_ends_it_with_6) {
+TEST_F(Start, a_timer_that_does_not_start_is_destroyed_and_ends_it_with_6) {
   for (const int32_t result : {0, 2, -1}) {
     platform.forget();
     platform.next("tg_start_timer", result);
@@ -215,27 +215,27 @@ TEST_F(start_test, a_timer_that_does_not_start_is_destroyed_and_ends_it_with_6) 
   }
 }
 
-TEST_F(start_test, without_its_slot_it_ends_with_8) {
+TEST_F(Start, without_its_slot_it_ends_with_8) {
   platform.next("card_get_slot_num", -1, ENODEV);
   expect_ends(8, managed(0) + timers + up_sent + heartbeat + timers_done +
                      lines{"101 ERROR: Failed to get card slot num  errno 19\n"});
 }
 
-TEST_F(start_test, any_result_but_0_means_that_the_slot_is_unknown) {
+TEST_F(Start, any_result_but_0_means_that_the_slot_is_unknown) {
   platform.next("card_get_slot_num", 1, ENODEV);
   EXPECT_EQ(vesk_start_up(), 8);
 }
 
 // The log directory.
 
-TEST_F(start_test, an_old_log_directory_is_moved_into_the_new_one) {
+TEST_F(Start, an_old_log_directory_is_moved_into_the_new_one) {
   restart();
   make_dir("/mnt/qvd/vesk");
   EXPECT_EQ(vesk_start_up(), 0);
   EXPECT_EQ(platform.journal, good_start(4711) + migration + before_loop + up_sent);
 }
 
-TEST_F(start_test, results_of_the_move_are_ignored) {
+TEST_F(Start, results_of_the_move_are_ignored) {
   restart();
   make_dir("/mnt/qvd/vesk");
   platform.next("exec_cmd_with_files_print", -1);
@@ -244,7 +244,7 @@ TEST_F(start_test, results_of_the_move_are_ignored) {
   EXPECT_EQ(platform.journal, good_start(4711) + migration + before_loop + up_sent);
 }
 
-TEST_F(start_test, a_missing_log_directory_is_logged_and_nothing_is_moved) {
+TEST_F(Start, a_missing_log_directory_is_logged_and_nothing_is_moved) {
   restart();
   remove_all("/mnt/vesk");
   make_dir("/mnt/qvd/vesk");
@@ -256,7 +256,7 @@ TEST_F(start_test, a_missing_log_directory_is_logged_and_nothing_is_moved) {
 }
 
 // The first look at the file system is the mount check's.
-TEST_F(start_test, any_other_failure_at_the_log_directory_is_passed_over) {
+TEST_F(Start, any_other_failure_at_the_log_directory_is_passed_over) {
   restart();
   make_dir("/mnt/qvd/vesk");
   fault_plan plan;
@@ -267,7 +267,7 @@ TEST_F(start_test, any_other_failure_at_the_log_directory_is_passed_over) {
   EXPECT_EQ(vesk_ctrl, 0u);
 }
 
-TEST_F(start_test, an_io_error_at_the_log_directory_remounts_and_is_passed_over) {
+TEST_F(Start, an_io_error_at_the_log_directory_remounts_and_is_passed_over) {
   restart();
   fault_plan plan;
   plan.fail(call::stat, nth(2), returns{-1}, with{EIO});
@@ -276,7 +276,7 @@ TEST_F(start_test, an_io_error_at_the_log_directory_remounts_and_is_passed_over)
   EXPECT_EQ(vesk_ctrl, 0u);
 }
 
-TEST_F(start_test, an_io_error_at_the_old_directory_remounts_and_moves_nothing) {
+TEST_F(Start, an_io_error_at_the_old_directory_remounts_and_moves_nothing) {
   restart();
   make_dir("/mnt/qvd/vesk");
   fault_plan plan;
@@ -291,7 +291,7 @@ TEST_F(start_test, an_io_error_at_the_old_directory_remounts_and_moves_nothing) 
 
 // UP that cannot be sent.
 
-TEST_F(start_test, up_is_tried_twice_and_both_failures_count) {
+TEST_F(Start, up_is_tried_twice_and_both_failures_count) {
   restart();
   platform.always("ipq_send", -1, 11);
   EXPECT_EQ(vesk_start_up(), 0);
@@ -301,7 +301,7 @@ TEST_F(start_test, up_is_tried_twice_and_both_failures_count) {
   EXPECT_EQ(vesk_up_sent, 0);
 }
 
-TEST_F(start_test, the_ticks_after_it_try_up_four_times_more) {
+TEST_F(Start, the_ticks_after_it_try_up_four_times_more) {
   restart();
   platform.always("ipq_send", -1, 11);
   vesk_start_up();
@@ -309,7 +309,7 @@ TEST_F(start_test, the_ticks_after_it_try_up_four_times_more) {
   EXPECT_EQ(platform.sent.size(), 6u);
 }
 
-TEST_F(start_test, up_that_succeeds_at_the_second_attempt_is_not_sent_again) {
+TEST_F(Start, up_that_succeeds_at_the_second_attempt_is_not_sent_again) {
   restart();
   platform.next("ipq_send", -1, 11);
   vesk_start_up();

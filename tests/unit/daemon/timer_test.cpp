@@ -11,7 +11,7 @@ const lines heartbeat = {"runctl_heartbeat(0)"};
 
 }  // namespace
 
-struct timer_test : daemon_test {
+struct Timer : daemon_test {
   lines tick() {
     platform.forget();
     vesk_handle_timer(1);
@@ -19,21 +19,21 @@ struct timer_test : daemon_test {
   }
 };
 
-TEST_F(timer_test, ignores_a_timer_that_is_not_its_own) {
+TEST_F(Timer, ignores_a_timer_that_is_not_its_own) {
   for (const uint32_t id : {0u, 2u, 0x10001u}) vesk_handle_timer(id);
   EXPECT_EQ(platform.journal, lines());
   EXPECT_EQ(vesk_up_sent, 0);
   EXPECT_EQ(mount_check_pending, 1u);
 }
 
-TEST_F(timer_test, sends_up_until_that_succeeded_and_a_heartbeat_every_time) {
+TEST_F(Timer, sends_up_until_that_succeeded_and_a_heartbeat_every_time) {
   EXPECT_EQ(tick(), up_sent + heartbeat);
   EXPECT_EQ(vesk_up_sent, 1);
   EXPECT_EQ(tick(), heartbeat);
   EXPECT_EQ(vesk_up_sent_retry_count, 0);
 }
 
-TEST_F(timer_test, stops_trying_to_send_up_after_six_failures) {
+TEST_F(Timer, stops_trying_to_send_up_after_six_failures) {
   platform.always("ipq_send", -1, 11);
   for (int failures = 1; failures <= 6; ++failures) {
     EXPECT_EQ(tick(), up_failed + heartbeat);
@@ -44,39 +44,39 @@ TEST_F(timer_test, stops_trying_to_send_up_after_six_failures) {
   EXPECT_EQ(vesk_up_sent, 0);
 }
 
-TEST_F(timer_test, the_sixth_attempt_may_still_succeed_and_the_failures_stay_counted) {
+TEST_F(Timer, the_sixth_attempt_may_still_succeed_and_the_failures_stay_counted) {
   vesk_up_sent_retry_count = 5;
   EXPECT_EQ(tick(), up_sent + heartbeat);
   EXPECT_EQ(vesk_up_sent, 1);
   EXPECT_EQ(vesk_up_sent_retry_count, 5);
 }
 
-TEST_F(timer_test, a_positive_result_of_the_send_is_a_failure_too) {
+TEST_F(Timer, a_positive_result_of_the_send_is_a_failure_too) {
   platform.next("ipq_send", 1, 11);
   EXPECT_EQ(tick(), up_failed + heartbeat);
   EXPECT_EQ(vesk_up_sent, 0);
 }
 
-TEST_F(timer_test, goes_on_when_the_heartbeat_fails) {
+TEST_F(Timer, goes_on_when_the_heartbeat_fails) {
   platform.next("runctl_heartbeat", -1);
   tick();
   EXPECT_EQ(mount_check_pending, 0u);
 }
 
-TEST_F(timer_test, makes_the_mount_check_after_the_heartbeat) {
+TEST_F(Timer, makes_the_mount_check_after_the_heartbeat) {
   issu_seen = 1;
   EXPECT_EQ(tick(), up_sent + heartbeat + mount_after_upgrade);
 }
 
 // Sending alone, as at the end of the start, asks for neither the flag nor the count.
-TEST_F(timer_test, up_can_be_sent_again) {
+TEST_F(Timer, up_can_be_sent_again) {
   vesk_up_sent = 1;
   vesk_up_sent_retry_count = 6;
   send_up();
   EXPECT_EQ(platform.journal, up_sent);
 }
 
-TEST_F(timer_test, a_failure_after_a_success_leaves_up_sent) {
+TEST_F(Timer, a_failure_after_a_success_leaves_up_sent) {
   vesk_up_sent = 1;
   platform.next("ipq_send", -1, 11);
   send_up();

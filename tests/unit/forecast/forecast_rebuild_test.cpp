@@ -47,56 +47,56 @@ std::string hex(ring_bytes bytes, size_t offset, size_t count) {
 
 // --- files that have not reached their capacity ---
 
-TEST(Rebuild, OfASoundChainRewritesNothing) {
+TEST(Rebuild, of_a_sound_chain_rewrites_nothing) {
   EXPECT_EQ(rebuild_of(small_log, marked(item(20) + item(8) + item(8))),
             "start 20 end 104, 0 null, 0 rewritten, 0 readable then 3");
 }
 
-TEST(Rebuild, RewritesHeadersWhosePrevSizeDiffersAndSoBreaksThem) {
+TEST(Rebuild, rewrites_headers_whose_prev_size_differs_and_so_breaks_them) {
   EXPECT_EQ(rebuild_of(small_log, marked(item(20) + item(0) + item(8) + item(4))),
             "start 20 end 48, 0 null, 2 rewritten, 0 readable then 1");
   EXPECT_EQ(rebuild_of(small_log, marked(item(0) + item(0))),
             "start 20 end 20, 0 null, 2 rewritten, 0 readable then 0");
 }
 
-TEST(Rebuild, LeavesTrailingNullEntriesOutside) {
+TEST(Rebuild, leaves_trailing_null_entries_outside) {
   EXPECT_EQ(rebuild_of(small_log, marked(item(20) + entry({.type = 0, .prev_size = 8}, "null"))),
             "start 20 end 48, 0 null, 0 rewritten, 0 readable then 1");
 }
 
-TEST(Rebuild, CoversDamageBetweenEntries) {
+TEST(Rebuild, covers_damage_between_entries) {
   EXPECT_EQ(rebuild_of(small_log, file_of(item(20) + stale(24) + item(8) + item(8))),
             "start 20 end 72, 1 null, 1 rewritten, 1 readable then 1");
 }
 
-TEST(Rebuild, CoversDamageInTheFirstSlot) {
+TEST(Rebuild, covers_damage_in_the_first_slot) {
   EXPECT_EQ(rebuild_of(small_log, file_of(stale(40) + item(20) + item(8))),
             "start 20 end 60, 1 null, 1 rewritten, 0 readable then 0");
 }
 
-TEST(Rebuild, OfAHeaderWithAnIdleChecksumWordLeavesItReadable) {
+TEST(Rebuild, of_a_header_with_an_idle_checksum_word_leaves_it_readable) {
   EXPECT_EQ(rebuild_of(small_log, file_of(item(20) + stale(24) + idle_item() + item(8))),
             "start 20 end 128, 1 null, 1 rewritten, 1 readable then 3");
 }
 
-TEST(Rebuild, CountsAHeaderOnceThatIsRewrittenTwice) {
+TEST(Rebuild, counts_a_header_once_that_is_rewritten_twice) {
   // For the null entry in front of it, and then for the entry before that, which breaks it.
   EXPECT_EQ(rebuild_of(small_log,
                        file_of(entry({.prev_size = 20}, "twelve bytes") + stale(24) + idle_item())),
             "start 20 end 76, 1 null, 1 rewritten, 1 readable then 1");
 }
 
-TEST(Rebuild, LeavesDamageOpenAtTheEndOfTheFile) {
+TEST(Rebuild, leaves_damage_open_at_the_end_of_the_file) {
   EXPECT_EQ(rebuild_of(small_log, file_of(item(20) + item(8) + stale(24))),
             "start 20 end 76, 0 null, 0 rewritten, 2 readable then 2");
 }
 
-TEST(Rebuild, EndsBehindTheLastEntryThatTheFileHolds) {
+TEST(Rebuild, ends_behind_the_last_entry_that_the_file_holds) {
   EXPECT_EQ(rebuild_of(small_log, marked(item(20) + item(8).substr(0, 12))),
             "start 20 end 48, 0 null, 0 rewritten, 0 readable then 1");
 }
 
-TEST(Rebuild, GivesUpBehindTooMuchDamage) {
+TEST(Rebuild, gives_up_behind_too_much_damage) {
   const std::string front = gheader(131072, 24, 24) + item(20);
   EXPECT_EQ(rebuild_of(larger_log, front + stale(8192) + idle_item()),
             "start 20 end 8268, 1 null, 1 rewritten, 0 readable then 2");
@@ -104,7 +104,7 @@ TEST(Rebuild, GivesUpBehindTooMuchDamage) {
             "start 20 end 48, 0 null, 0 rewritten, 0 readable then 1");
 }
 
-TEST(Rebuild, LeavesTheBytesThatTheDaemonLeaves) {
+TEST(Rebuild, leaves_the_bytes_that_the_daemon_leaves) {
   const std::string file = file_of(item(20) + stale(24) + idle_item());
   const auto rebuilt = forecast(small_log, bytes_of(file), false, {0x60000000, 777}).rebuilt;
   ASSERT_EQ(rebuilt.size(), file.size());
@@ -116,35 +116,35 @@ TEST(Rebuild, LeavesTheBytesThatTheDaemonLeaves) {
 
 // --- files of full size: where does the ring begin? ---
 
-TEST(Rebuild, BeginsWhereTheSecondsStepBack) {
+TEST(Rebuild, begins_where_the_seconds_step_back) {
   EXPECT_EQ(rebuild_of(small_log, full(item(20, noon + 5) + item(8, noon + 6) + item(8, noon + 1) +
                                        item(8, noon + 2))),
             "start 76 end 48, 0 null, 0 rewritten, 0 readable then 3");
 }
 
-TEST(Rebuild, BeginsWhereTheMicrosecondsGoOnWithinASecond) {
+TEST(Rebuild, begins_where_the_microseconds_go_on_within_a_second) {
   EXPECT_EQ(rebuild_of(small_log, full(item(20, noon, 5) + item(8, noon, 6) + item(8, noon, 6) +
                                        item(8, noon, 2))),
             "start 48 end 20, 0 null, 0 rewritten, 0 readable then 3");
 }
 
-TEST(Rebuild, BeginsInTheFirstSlotWhereTimeOnlyGoesOn) {
+TEST(Rebuild, begins_in_the_first_slot_where_time_only_goes_on) {
   EXPECT_EQ(rebuild_of(small_log, full(item(20, noon) + item(8, noon + 1))),
             "start 20 end 76, 0 null, 0 rewritten, 0 readable then 2");
 }
 
-TEST(Rebuild, DoesNotLookAtTimeInAFileThatIsNotFull) {
+TEST(Rebuild, does_not_look_at_time_in_a_file_that_is_not_full) {
   EXPECT_EQ(rebuild_of(small_log, marked(item(20, noon + 5) + item(8, noon))),
             "start 20 end 76, 0 null, 0 rewritten, 0 readable then 2");
 }
 
-TEST(Rebuild, CoversDamageUpToTheCapacity) {
+TEST(Rebuild, covers_damage_up_to_the_capacity) {
   std::string file = marked(item(20) + item(8, noon + 1));
   file += stale(8192 - file.size());
   EXPECT_EQ(rebuild_of(small_log, file), "start 20 end 76, 1 null, 0 rewritten, 0 readable then 2");
 }
 
-TEST(Rebuild, MayMakeTheFileGrow) {
+TEST(Rebuild, may_make_the_file_grow) {
   // After an entry of eleven bytes the tail is no multiple of four, and is padded to be one.
   std::string file = marked(entry({.prev_size = 20}, "eleven byte"));
   file += stale(8191 - file.size());
@@ -152,7 +152,7 @@ TEST(Rebuild, MayMakeTheFileGrow) {
   EXPECT_EQ(forecast(small_log, bytes_of(file), false).rebuilt.size(), 8195u);
 }
 
-TEST(Rebuild, ComesToNothingWhereTheNewStartItselfIsRewritten) {
+TEST(Rebuild, comes_to_nothing_where_the_new_start_itself_is_rewritten) {
   EXPECT_EQ(rebuild_of(small_log, full(item(20, noon + 5) + item(0, noon))),
             "start 48 end 48, 0 null, 1 rewritten, 0 readable then 0");
 }
@@ -166,20 +166,20 @@ std::string second_pass(const std::string &file, uint32_t capacity, uint32_t sta
   return std::to_string(ring.start) + ".." + std::to_string(ring.end);
 }
 
-TEST(SecondPass, EndsBehindAsManyEntriesAsThereAre) {
+TEST(SecondPass, ends_behind_as_many_entries_as_there_are) {
   const std::string file = marked(item(20) + item(8) + item(8));
   EXPECT_EQ(second_pass(file, 8192, 20, 0), "20..20");
   EXPECT_EQ(second_pass(file, 8192, 20, 2), "20..76");
   EXPECT_EQ(second_pass(file, 8192, 20, 9), "20..104");
 }
 
-TEST(SecondPass, MovesAStartInFrontOfTheEndBehindTheEntryThere) {
+TEST(SecondPass, moves_a_start_in_front_of_the_end_behind_the_entry_there) {
   const std::string file = marked(item(20) + item(8) + item(8));
   EXPECT_EQ(second_pass(file, 8192, 48, 1), "104..76");
   EXPECT_EQ(second_pass(file, 104, 48, 1), "20..76");
 }
 
-TEST(SecondPass, EndsInARingOfNullEntries) {
+TEST(SecondPass, ends_in_a_ring_of_null_entries) {
   const std::string nulls = marked(null8() + null8());
   EXPECT_EQ(second_pass(nulls, 76, 20, 1), "20..48");
 }
@@ -193,25 +193,25 @@ std::string failure_of(uint32_t file_type, const std::string &file) {
   return foretold.repair_failure;
 }
 
-TEST(FailedRebuild, OfDamageTooShortForANullEntry) {
+TEST(FailedRebuild, of_damage_too_short_for_a_null_entry) {
   EXPECT_EQ(failure_of(small_log, marked(item(20) + stale(20) + item(8))),
             "20 bytes of damage at offset 48 leave no room for a null entry");
   EXPECT_EQ(failure_of(small_log, marked(item(20) + stale(4) + item(8))),
             "4 bytes of damage at offset 48 leave no room for a null entry");
 }
 
-TEST(FailedRebuild, OfDamageAtTheEndOfTheRingTooShortForANullEntry) {
+TEST(FailedRebuild, of_damage_at_the_end_of_the_ring_too_short_for_a_null_entry) {
   const std::string filler = entry({.prev_size = 8}, std::string(8192 - 48 - 20 - 20, 'x'));
   EXPECT_EQ(failure_of(small_log, marked(item(20) + filler + stale(20))),
             "the damage at offset 8172 leaves no room for a null entry up to the capacity of 8192");
 }
 
-TEST(FailedRebuild, OfAnEntryThatRunsBeyondTheCapacity) {
+TEST(FailedRebuild, of_an_entry_that_runs_beyond_the_capacity) {
   EXPECT_EQ(failure_of(small_log, marked(item(20) + entry({.size = 8128, .prev_size = 8}, ""))),
             "the entry at offset 48 runs to 8196, beyond the capacity of 8192");
 }
 
-TEST(FailedRebuild, OfAFileWithoutEntries) {
+TEST(FailedRebuild, of_a_file_without_entries) {
   EXPECT_EQ(failure_of(small_log, marked(entry({.type = 0}, "null"))),
             "there is no entry in the file");
   EXPECT_EQ(failure_of(small_log, marked(stale(8172))), "there is no entry in the file");
@@ -221,7 +221,7 @@ TEST(FailedRebuild, OfAFileWithoutEntries) {
             "no entry is found before the damage exceeds 8192 bytes");
 }
 
-TEST(FailedRebuild, OfAChainThatBreaksBehindTheNewStart) {
+TEST(FailedRebuild, of_a_chain_that_breaks_behind_the_new_start) {
   EXPECT_EQ(failure_of(small_log, full(item(20, noon + 5) + item(8, noon) + item(0, noon + 1))),
             "the chain from the new start 48 breaks at offset 76, before it has passed the new "
             "end 76");

@@ -36,7 +36,7 @@ std::string full_ring(uint32_t start, uint32_t end) {
 
 // --- files that start-up has nothing against ---
 
-TEST(Forecast, KeepsSoundFiles) {
+TEST(Forecast, keeps_sound_files) {
   EXPECT_EQ(fate_of(small_log, gheader(8192, 20, 20)), "keep");
   EXPECT_EQ(fate_of(small_log, file_of(three)), "keep");
   EXPECT_EQ(fate_of(small_log, full_ring(260, 116)), "keep");
@@ -44,36 +44,36 @@ TEST(Forecast, KeepsSoundFiles) {
   EXPECT_EQ(fate_of(small_log, full_ring(20, 8192)), "keep");
 }
 
-TEST(Forecast, CountsTheReadableEntriesOfAnyFile) {
+TEST(Forecast, counts_the_readable_entries_of_any_file) {
   EXPECT_EQ(forecast(small_log, bytes_of(file_of(three)), false).readable_before, 3u);
   EXPECT_EQ(forecast(small_log, bytes_of(file_of(three).substr(0, 100)), false).readable_before,
             2u);
 }
 
-TEST(Forecast, DoesNotLookAtTypesOutsideTheCatalogue) {
+TEST(Forecast, does_not_look_at_types_outside_the_catalogue) {
   EXPECT_EQ(fate_of(8, "nothing of ours"), "keep");
 }
 
-TEST(Forecast, KeepsAnUnwrappedFileThatGoesOnBehindItsEnd) {
+TEST(Forecast, keeps_an_unwrapped_file_that_goes_on_behind_its_end) {
   EXPECT_EQ(fate_of(small_log, gheader(8192, 20, 72) + three), "keep");
   EXPECT_EQ(fate_of(small_log, file_of(three) + stale(9000)), "keep");
 }
 
 // --- the size and the global header, in the order of the checks ---
 
-TEST(Forecast, RemovesAFileShorterThanAGlobalHeader) {
+TEST(Forecast, removes_a_file_shorter_than_a_global_header) {
   EXPECT_EQ(fate_of(small_log, ""), "remove, 0: the file ends inside its global header");
   EXPECT_EQ(fate_of(small_log, gheader(8192, 20, 20).substr(0, 19)),
             "remove, 19: the file ends inside its global header");
 }
 
-TEST(Forecast, RemovesAnotherVersionBeforeItLooksAtTheRest) {
+TEST(Forecast, removes_another_version_before_it_looks_at_the_rest) {
   EXPECT_EQ(fate_of(small_log, stale(40)), "remove, 4: format version 218 is not known");
   EXPECT_EQ(fate_of(small_log, "vesk\x02"s + gheader(8192, 20, 20).substr(5)),
             "remove, 4: format version 2 is not known");
 }
 
-TEST(Forecast, RemovesABrokenGlobalHeaderForLackOfARepair) {
+TEST(Forecast, removes_a_broken_global_header_for_lack_of_a_repair) {
   const std::string hopeless =
       "; repair fails: a global header that cannot be trusted is not rebuilt";
   EXPECT_EQ(fate_of(small_log, "disk"s + file_of(three).substr(4)),
@@ -82,7 +82,7 @@ TEST(Forecast, RemovesABrokenGlobalHeaderForLackOfARepair) {
             "remove, 6: the checksum of the global header does not hold" + hopeless);
 }
 
-TEST(Forecast, RemovesARingOfAnotherCapacity) {
+TEST(Forecast, removes_a_ring_of_another_capacity) {
   EXPECT_EQ(fate_of(small_log, gheader(8188, 9000, 9000) + three),
             "remove, 8: capacity 8188 is not the 8192 of this file; repair fails: a ring of "
             "another capacity is not rebuilt");
@@ -91,7 +91,7 @@ TEST(Forecast, RemovesARingOfAnotherCapacity) {
             "another capacity is not rebuilt");
 }
 
-TEST(Forecast, MindsAnEndBeyondTheCapacityBeforeTheStart) {
+TEST(Forecast, minds_an_end_beyond_the_capacity_before_the_start) {
   EXPECT_EQ(fate_of(small_log, gheader(8192, 8180, 8193) + three),
             "remove, 16: end 8193 lies beyond the capacity of 8192; repair fails: the file ends "
             "at 104, before its start 8180");
@@ -100,7 +100,7 @@ TEST(Forecast, MindsAnEndBeyondTheCapacityBeforeTheStart) {
             "ends at 104, before its end 4294967295");
 }
 
-TEST(Forecast, MindsAStartWithoutRoomForAnEntry) {
+TEST(Forecast, minds_a_start_without_room_for_an_entry) {
   const std::string reason =
       "12: start 8172 leaves no room for an entry up to the capacity of 8192";
   EXPECT_EQ(fate_of(small_log, gheader(8192, 8172, 20) + three),
@@ -115,14 +115,14 @@ TEST(Forecast, MindsAStartWithoutRoomForAnEntry) {
             "repair fails: the ring has wrapped, but the file has 104 bytes, not 8192");
 }
 
-TEST(Forecast, RemovesAFileThatEndsBeforeItsEntries) {
+TEST(Forecast, removes_a_file_that_ends_before_its_entries) {
   EXPECT_EQ(fate_of(small_log, file_of(three).substr(0, 103)),
             "remove, 103: the file ends before its end 104");
   EXPECT_EQ(fate_of(small_log, gheader(8192, 104, 104) + three.substr(0, 60)),
             "remove, 80: the file ends before its end 104");
 }
 
-TEST(Forecast, RemovesAWrappedRingUnlessTheFileHasItsVerySize) {
+TEST(Forecast, removes_a_wrapped_ring_unless_the_file_has_its_very_size) {
   EXPECT_EQ(fate_of(small_log, full_ring(260, 116).substr(0, 8191)),
             "remove, 8191: the ring has wrapped, but the file has 8191 bytes, not 8192");
   EXPECT_EQ(fate_of(small_log, full_ring(260, 116) + "x"),
@@ -131,26 +131,26 @@ TEST(Forecast, RemovesAWrappedRingUnlessTheFileHasItsVerySize) {
 
 // --- the entries: samples from the start, the first slot, the last entry ---
 
-TEST(Forecast, MindsStartAndEndThatMeetAwayFromTheFirstSlot) {
+TEST(Forecast, minds_start_and_end_that_meet_away_from_the_first_slot) {
   EXPECT_EQ(fate_of(small_log, gheader(8192, 104, 104) + three),
             "rebuild, 12: start and end are both 104: no entry can be reached");
 }
 
-TEST(Forecast, MindsABadHeaderOnTheWayFromTheStart) {
+TEST(Forecast, minds_a_bad_header_on_the_way_from_the_start) {
   std::string broken = file_of(three);
   broken[80] ^= 0x40;
   EXPECT_EQ(fate_of(small_log, broken),
             "rebuild, 72: the checksum of the entry header does not hold");
 }
 
-TEST(Forecast, MindsAChainThatLeadsOutOfTheFile) {
+TEST(Forecast, minds_a_chain_that_leads_out_of_the_file) {
   EXPECT_EQ(fate_of(small_log, gheader(8192, 20, 104) + entry({.size = 400}, stale(64))),
             "rebuild, 440: no entry header: the file ends at 104");
   EXPECT_EQ(fate_of(small_log, gheader(8192, 20, 104) + entry({.size = 52}, stale(64))),
             "rebuild, 92: no entry header: the file ends at 104");
 }
 
-TEST(Forecast, LooksAtOneHundredAndOneHeadersFromTheStart) {
+TEST(Forecast, looks_at_one_hundred_and_one_headers_from_the_start) {
   const auto with_bad_header = [](uint32_t good) {
     return file_of(entries(good) + stale(24) + entries(10));
   };
@@ -159,20 +159,20 @@ TEST(Forecast, LooksAtOneHundredAndOneHeadersFromTheStart) {
   EXPECT_EQ(fate_of(small_log, with_bad_header(101)), "keep");
 }
 
-TEST(Forecast, MindsABadHeaderInTheFirstSlot) {
+TEST(Forecast, minds_a_bad_header_in_the_first_slot) {
   std::string broken = full_ring(260, 116);
   broken[30] ^= 0x40;
   EXPECT_EQ(fate_of(small_log, broken),
             "rebuild, 20: the checksum of the entry header does not hold");
 }
 
-TEST(Forecast, RemovesAFileThatEndsInTheFirstSlot) {
+TEST(Forecast, removes_a_file_that_ends_in_the_first_slot) {
   // A start within the global header, where the bytes happen to make a header of no data.
   EXPECT_EQ(fate_of(small_log, gheader(8192, 4, 24) + "vesk"),
             "remove, 20: no entry header: the file ends at 24");
 }
 
-TEST(Forecast, MindsAnEndWithoutRoomForAnEntryInFrontOfIt) {
+TEST(Forecast, minds_an_end_without_room_for_an_entry_in_front_of_it) {
   EXPECT_EQ(fate_of(small_log, full_ring(260, 36)),
             "rebuild, 16: end 36 leaves no room for an entry in front of it");
   EXPECT_EQ(fate_of(small_log, full_ring(260, 4)),
@@ -180,7 +180,7 @@ TEST(Forecast, MindsAnEndWithoutRoomForAnEntryInFrontOfIt) {
   EXPECT_EQ(fate_of(small_log, full_ring(260, 40)), "keep");
 }
 
-TEST(Forecast, SearchesTheLastEntryOver8192BytesBackFromTheEnd) {
+TEST(Forecast, searches_the_last_entry_over_8192_bytes_back_from_the_end) {
   const auto with_end = [](uint32_t end) {
     return gheader(131072, 20, end) + entries(101) + stale(end - 2444);
   };
@@ -189,7 +189,7 @@ TEST(Forecast, SearchesTheLastEntryOver8192BytesBackFromTheEnd) {
             "rebuild, 10616: no entry header holds from here back to offset 2424");
 }
 
-TEST(Forecast, SearchesTheLastEntryBackToTheFirstSlot) {
+TEST(Forecast, searches_the_last_entry_back_to_the_first_slot) {
   EXPECT_EQ(fate_of(small_log, full_ring(260, 50)),
             "rebuild, 30: no entry header holds from here back to offset 22");
 }
@@ -202,7 +202,7 @@ std::string kernel_file(uint32_t start, uint32_t end, size_t size = kernel_capac
   return file;
 }
 
-TEST(KernelLog, IsKeptWhateverItsEntriesAre) {
+TEST(KernelLog, is_kept_whatever_its_entries_are) {
   for (const uint32_t type : {kernel_log, kernel_big_log}) {
     EXPECT_EQ(fate_of(type, gheader(kernel_capacity, 20, 104) + stale(84)), "keep");
     EXPECT_EQ(fate_of(type, gheader(kernel_capacity, 104, 104) + stale(84)), "keep");
@@ -210,7 +210,7 @@ TEST(KernelLog, IsKeptWhateverItsEntriesAre) {
   }
 }
 
-TEST(KernelLog, IsJudgedByItsGlobalHeaderAndSize) {
+TEST(KernelLog, is_judged_by_its_global_header_and_size) {
   EXPECT_EQ(fate_of(kernel_log, gheader(kernel_capacity, 20, 105) + stale(84)),
             "remove, 104: the file ends before its end 105");
   EXPECT_EQ(fate_of(kernel_log, kernel_file(400, 40, kernel_capacity - 4)),
@@ -220,7 +220,7 @@ TEST(KernelLog, IsJudgedByItsGlobalHeaderAndSize) {
             "header that cannot be trusted is not rebuilt");
 }
 
-TEST(KernelLog, ThatIsMarkedWithASoundHeaderEndsTheRepairs) {
+TEST(KernelLog, that_is_marked_with_a_sound_header_ends_the_repairs) {
   EXPECT_EQ(fate_of(kernel_log, kernel_file(8388588, 20)),
             "stay marked, 12: start 8388588 leaves no room for an entry up to the capacity of "
             "8388608; repairs end");
@@ -228,13 +228,13 @@ TEST(KernelLog, ThatIsMarkedWithASoundHeaderEndsTheRepairs) {
             "stay marked, 16: end 8388612 lies beyond the capacity of 8388608; repairs end");
 }
 
-TEST(KernelLog, ThatIsMarkedAndFailsTheRepairsOwnChecksDoesNot) {
+TEST(KernelLog, that_is_marked_and_fails_the_repairs_own_checks_does_not) {
   EXPECT_EQ(fate_of(kernel_log, kernel_file(20, 8388612)),
             "remove, 16: end 8388612 lies beyond the capacity of 8388608; repair fails: the file "
             "ends at 8388608, before its end 8388612");
 }
 
-TEST(EndedRepairs, LeaveMarkedFilesAsTheyAre) {
+TEST(EndedRepairs, leave_marked_files_as_they_are) {
   EXPECT_EQ(fate_of(platform_log, gheader(1048576, 104, 104) + three, true),
             "stay marked, 12: start and end are both 104: no entry can be reached");
   EXPECT_EQ(fate_of(platform_log, gheader(1048576, 20, 20, 0x1234), true),
@@ -244,13 +244,13 @@ TEST(EndedRepairs, LeaveMarkedFilesAsTheyAre) {
             "8388608");
 }
 
-TEST(EndedRepairs, ChangeNothingForOtherFiles) {
+TEST(EndedRepairs, change_nothing_for_other_files) {
   EXPECT_EQ(fate_of(platform_log, gheader(1048576, 20, 104) + three, true), "keep");
   EXPECT_EQ(fate_of(platform_log, gheader(1048576, 20, 105) + three, true),
             "remove, 104: the file ends before its end 105");
 }
 
-TEST(Fate, HasAName) {
+TEST(Fate, has_a_name) {
   EXPECT_EQ(fate_name(file_fate::keep), "keep");
   EXPECT_EQ(fate_name(file_fate::rebuild), "rebuild");
   EXPECT_EQ(fate_name(file_fate::remove), "remove");

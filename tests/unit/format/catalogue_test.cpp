@@ -44,7 +44,7 @@ std::string path_of(const vesk_catalogue_row &row) {
   return path;
 }
 
-TEST(Catalogue, HoldsTheSixteenRowsInTheirOrder) {
+TEST(Catalogue, holds_the_sixteen_rows_in_their_order) {
   ASSERT_EQ(vesk_file_catalogue.size(), 16u);
   for (size_t i = 0; i < 16; ++i) {
     SCOPED_TRACE(expected[i].name);
@@ -59,13 +59,13 @@ TEST(Catalogue, HoldsTheSixteenRowsInTheirOrder) {
   }
 }
 
-TEST(Catalogue, FindsTheRowOfEachOfItsTypes) {
+TEST(Catalogue, finds_the_row_of_each_of_its_types) {
   for (size_t i = 0; i < 16; ++i) {
     EXPECT_EQ(find_file(expected[i].file_type), &vesk_file_catalogue[i]) << expected[i].name;
   }
 }
 
-TEST(Catalogue, HasNoRowForAnyOtherType) {
+TEST(Catalogue, has_no_row_for_any_other_type) {
   std::set<uint32_t> without_row = {0, 23, 24, 26, 27, 28, 31, 32};
   for (uint32_t type = 8; type <= 20; ++type) without_row.insert(type);
   for (uint32_t type = 37; type <= 63; ++type) without_row.insert(type);
@@ -73,19 +73,19 @@ TEST(Catalogue, HasNoRowForAnyOtherType) {
   for (const uint32_t type : without_row) EXPECT_EQ(find_file(type), nullptr) << type;
 }
 
-TEST(Catalogue, TakesAFileTypeWhole) {
+TEST(Catalogue, takes_a_file_type_whole) {
   for (const uint32_t type : {64u, 255u, 65535u, 0x10002u, 0xFFFF0007u, 0xFFFFFFFFu}) {
     EXPECT_EQ(find_file(type), nullptr) << type;
   }
 }
 
-TEST(Catalogue, PutsEveryFileInTheLogDirectory) {
+TEST(Catalogue, puts_every_file_in_the_log_directory) {
   EXPECT_EQ(path_of(*find_file(2)), "/mnt/vesk/nruda.log");
   EXPECT_EQ(path_of(*find_file(6)), "/mnt/vesk/temperature_history.log");
   EXPECT_EQ(path_of(*find_file(22)), "/mnt/vesk/kernel_big.log");
 }
 
-TEST(Catalogue, CutsANameThatIsTooLongForItsBuffer) {
+TEST(Catalogue, cuts_a_name_that_is_too_long_for_its_buffer) {
   const std::string name(200, 'n');
   const vesk_catalogue_row row{.key = 0,
                                .name = name.c_str(),

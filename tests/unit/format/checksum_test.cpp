@@ -25,17 +25,17 @@ vesk_gheader empty_file_header() {
   return header;
 }
 
-TEST(Checksum, HeaderOfZerosDoesNotHold) {
+TEST(Checksum, header_of_zeros_does_not_hold) {
   EXPECT_EQ(header_sum(all(0)), 0);
   EXPECT_FALSE(checksum_holds(all(0)));
 }
 
-TEST(Checksum, HeaderOfOnesHolds) {
+TEST(Checksum, header_of_ones_holds) {
   EXPECT_EQ(header_sum(all(0xFF)), 0xFFFF);
   EXPECT_TRUE(checksum_holds(all(0xFF)));
 }
 
-TEST(Checksum, CarryIsFoldedBackUntilNoneIsLeft) {
+TEST(Checksum, carry_is_folded_back_until_none_is_left) {
   // Nine words ffff and one 0003 make 8fffa. The first fold gives 10002, the second 0003.
   header_bytes bytes = all(0xFF);
   bytes[18] = 0x00;
@@ -45,7 +45,7 @@ TEST(Checksum, CarryIsFoldedBackUntilNoneIsLeft) {
 
 // Two words ffff and one 0001 make 1ffff. The first fold gives 10000, the second 0001, wherever the
 // words stand.
-TEST(Checksum, CarriesAreFoldedBackFromEveryPlace) {
+TEST(Checksum, carries_are_folded_back_from_every_place) {
   for (size_t one = 0; one < 20; ++one) {
     for (size_t first = 0; first < 20; first += 2) {
       for (size_t second = 0; second < 20; second += 2) {
@@ -60,7 +60,7 @@ TEST(Checksum, CarriesAreFoldedBackFromEveryPlace) {
   }
 }
 
-TEST(Checksum, IsStoredOverAClearedWord) {
+TEST(Checksum, is_stored_over_a_cleared_word) {
   vesk_gheader header = empty_file_header();
   header.checksum = 0xABCD;
   set_checksum(header);
@@ -68,13 +68,13 @@ TEST(Checksum, IsStoredOverAClearedWord) {
   EXPECT_TRUE(checksum_holds(header));
 }
 
-TEST(Checksum, OneChangedBitIsSeen) {
+TEST(Checksum, one_changed_bit_is_seen) {
   vesk_gheader header = empty_file_header();
   header.end = 21;
   EXPECT_FALSE(checksum_holds(header));
 }
 
-TEST(Checksum, ComplementCountsTheOldChecksumWordIn) {
+TEST(Checksum, complement_counts_the_old_checksum_word_in) {
   // A header that holds sums up to ffff; its complement is 0 whatever its fields are.
   EXPECT_EQ(complement_of_sum(empty_file_header()), 0);
   vesk_gheader header = empty_file_header();
@@ -82,25 +82,25 @@ TEST(Checksum, ComplementCountsTheOldChecksumWordIn) {
   EXPECT_EQ(complement_of_sum(header), 0xFFFB);
 }
 
-TEST(CheckGlobalHeader, AcceptsAHeaderThatHolds) {
+TEST(CheckGlobalHeader, accepts_a_header_that_holds) {
   const vesk_gheader header = empty_file_header();
   EXPECT_EQ(vesk_check_gheader(&header), 0);
 }
 
-TEST(CheckGlobalHeader, RefusesAWrongSum) {
+TEST(CheckGlobalHeader, refuses_a_wrong_sum) {
   vesk_gheader header = empty_file_header();
   header.checksum = 0xF507;
   EXPECT_EQ(vesk_check_gheader(&header), -1);
 }
 
-TEST(CheckGlobalHeader, RefusesAnotherMagicWithTheSameSum) {
+TEST(CheckGlobalHeader, refuses_another_magic_with_the_same_sum) {
   vesk_gheader header = empty_file_header();
   std::memcpy(header.magic, "skve", 4);
   ASSERT_TRUE(checksum_holds(header));
   EXPECT_EQ(vesk_check_gheader(&header), -1);
 }
 
-TEST(CheckGlobalHeader, LooksAtTheWholeMagic) {
+TEST(CheckGlobalHeader, looks_at_the_whole_magic) {
   // The fourth letter is one higher, and so the sum: it is one lower in the checksum.
   vesk_gheader header = empty_file_header();
   header.magic[3] = 'l';
@@ -109,7 +109,7 @@ TEST(CheckGlobalHeader, LooksAtTheWholeMagic) {
   EXPECT_EQ(vesk_check_gheader(&header), -1);
 }
 
-TEST(CheckGlobalHeader, LooksAtNeitherVersionNorOffsets) {
+TEST(CheckGlobalHeader, looks_at_neither_version_nor_offsets) {
   vesk_gheader header = empty_file_header();
   header.version = 9;
   header.start = 0xFFFFFFFF;

@@ -9,7 +9,7 @@
 namespace vesk::test {
 namespace {
 
-TEST(Format, BigEndianFieldsStoreTheHighByteFirst) {
+TEST(Format, big_endian_fields_store_the_high_byte_first) {
   be16 word{};
   word = 0x0102;
   EXPECT_EQ(word.b[0], 1);
@@ -25,7 +25,7 @@ TEST(Format, BigEndianFieldsStoreTheHighByteFirst) {
   EXPECT_EQ(longer, 0xF1020304);
 }
 
-TEST(Format, GlobalHeaderHasItsFieldsInPlace) {
+TEST(Format, global_header_has_its_fields_in_place) {
   vesk_gheader header{};
   std::memcpy(header.magic, "vesk", 4);
   header.version = 1;
@@ -39,7 +39,7 @@ TEST(Format, GlobalHeaderHasItsFieldsInPlace) {
                                      7,   8,   9,   10,  11, 12, 13, 14, 15, 16}));
 }
 
-TEST(Format, EntryHeaderHasItsFieldsInPlace) {
+TEST(Format, entry_header_has_its_fields_in_place) {
   vesk_ehdr header{};
   header.uuid = 0x0102;
   header.type = 0x0304;
@@ -55,7 +55,7 @@ TEST(Format, EntryHeaderHasItsFieldsInPlace) {
                                      11, 12, 13, 14, 15, 16, 17, 18, 19, 20}));
 }
 
-TEST(Format, LogRecordHeadHasItsFieldsInPlace) {
+TEST(Format, log_record_head_has_its_fields_in_place) {
   vesk_log_req head{};
   head.uuid = 0x0102;
   head.type = 0x0304;
@@ -73,7 +73,7 @@ TEST(Format, LogRecordHeadHasItsFieldsInPlace) {
                                      13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24}));
 }
 
-TEST(Format, ConstantsAreWhatOtherProgramsCountOn) {
+TEST(Format, constants_are_what_other_programs_count_on) {
   EXPECT_EQ(VESK_GHEADER_SIZE, 20u);
   EXPECT_EQ(VESK_EHDR_SIZE, 20u);
   EXPECT_EQ(VESK_LOG_REQ_SIZE, 24u);
@@ -83,7 +83,7 @@ TEST(Format, ConstantsAreWhatOtherProgramsCountOn) {
   EXPECT_EQ(VESK_MAX_FILE_TYPES, 64u);
 }
 
-TEST(Format, ErrorCodesKeepTheirNumbers) {
+TEST(Format, error_codes_keep_their_numbers) {
   EXPECT_EQ(VESK_ERR_NONE, 0u);
   EXPECT_EQ(VESK_ERR_WRITE, 1u);
   EXPECT_EQ(VESK_ERR_NO_SPACE, 2u);

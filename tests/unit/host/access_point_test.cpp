@@ -12,9 +12,9 @@
 namespace vesk::test {
 namespace {
 
-class access_point_test : public ::testing::Test {
+class AccessPoint : public ::testing::Test {
  protected:
-  ~access_point_test() override { release_access_point(point_); }
+  ~AccessPoint() override { release_access_point(point_); }
 
   bool claim() { return claim_access_point(1016, point_); }
 
@@ -32,7 +32,7 @@ class access_point_test : public ::testing::Test {
   access_point point_;
 };
 
-TEST_F(access_point_test, makes_the_directories_and_a_socket_for_owner_and_group) {
+TEST_F(AccessPoint, makes_the_directories_and_a_socket_for_owner_and_group) {
   const mode_t former = umask(0077);
   EXPECT_TRUE(claim());
   umask(former);
@@ -41,14 +41,14 @@ TEST_F(access_point_test, makes_the_directories_and_a_socket_for_owner_and_group
   EXPECT_EQ(mode_of(socket_), S_IFSOCK | 0660U);
 }
 
-TEST_F(access_point_test, leaves_a_listeners_directory_that_is_there_as_it_is) {
+TEST_F(AccessPoint, leaves_a_listeners_directory_that_is_there_as_it_is) {
   mkdir(dir_.c_str(), 0755);
   mkdir((dir_ + "/listeners").c_str(), 0700);
   EXPECT_TRUE(claim());
   EXPECT_EQ(mode_of(dir_ + "/listeners"), S_IFDIR | 0700U);
 }
 
-TEST_F(access_point_test, gives_the_socket_to_the_configured_group) {
+TEST_F(AccessPoint, gives_the_socket_to_the_configured_group) {
   if (geteuid() != 0) GTEST_SKIP() << "only root may give a file to any group";
   const group *root = getgrgid(0);
   if (root == nullptr) GTEST_SKIP() << "this machine knows no group by name";
@@ -60,14 +60,14 @@ TEST_F(access_point_test, gives_the_socket_to_the_configured_group) {
   EXPECT_EQ(st.st_gid, 0U);
 }
 
-TEST_F(access_point_test, goes_on_without_a_group_that_does_not_exist) {
+TEST_F(AccessPoint, goes_on_without_a_group_that_does_not_exist) {
   const setting named("VESK_GROUP", "no-such-group");
   const stderr_capture captured;
   EXPECT_TRUE(claim());
   EXPECT_EQ(captured.text(), "<4>vesk host: there is no group \"no-such-group\" (VESK_GROUP)\n");
 }
 
-TEST_F(access_point_test, refuses_a_second_claim_while_the_first_one_holds) {
+TEST_F(AccessPoint, refuses_a_second_claim_while_the_first_one_holds) {
   ASSERT_TRUE(claim());
   const stderr_capture captured;
   access_point second;
@@ -79,7 +79,7 @@ TEST_F(access_point_test, refuses_a_second_claim_while_the_first_one_holds) {
 }
 
 // As it is for a moment when two processes start at once.
-TEST_F(access_point_test, refuses_a_second_claim_also_while_there_is_no_socket_to_see) {
+TEST_F(AccessPoint, refuses_a_second_claim_also_while_there_is_no_socket_to_see) {
   ASSERT_TRUE(claim());
   unlink(socket_.c_str());
   const stderr_capture captured;
@@ -88,7 +88,7 @@ TEST_F(access_point_test, refuses_a_second_claim_also_while_there_is_no_socket_t
   EXPECT_NE(captured.text().find("already served"), std::string::npos);
 }
 
-TEST_F(access_point_test, refuses_a_socket_that_somebody_serves_without_the_lock) {
+TEST_F(AccessPoint, refuses_a_socket_that_somebody_serves_without_the_lock) {
   mkdir(dir_.c_str(), 0755);
   const int other = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const sockaddr_un address = address_of(socket_);
@@ -100,7 +100,7 @@ TEST_F(access_point_test, refuses_a_socket_that_somebody_serves_without_the_lock
   close(other);
 }
 
-TEST_F(access_point_test, replaces_the_socket_that_a_dead_process_left) {
+TEST_F(AccessPoint, replaces_the_socket_that_a_dead_process_left) {
   ASSERT_TRUE(claim());
   release_access_point(point_);
   ASSERT_EQ(access(socket_.c_str(), F_OK), 0) << "nothing stale to replace";
@@ -116,7 +116,7 @@ TEST_F(access_point_test, replaces_the_socket_that_a_dead_process_left) {
   close(sender);
 }
 
-TEST_F(access_point_test, leaves_a_file_that_is_no_socket_where_it_is) {
+TEST_F(AccessPoint, leaves_a_file_that_is_no_socket_where_it_is) {
   mkdir(dir_.c_str(), 0755);
   close(open(socket_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
   const stderr_capture captured;
@@ -125,7 +125,7 @@ TEST_F(access_point_test, leaves_a_file_that_is_no_socket_where_it_is) {
   EXPECT_TRUE(S_ISREG(mode_of(socket_)));
 }
 
-TEST_F(access_point_test, says_why_it_cannot_make_the_run_directory) {
+TEST_F(AccessPoint, says_why_it_cannot_make_the_run_directory) {
   const setting nowhere("VESK_RUN_DIR", parent_.at("no/such/parent").c_str());
   const stderr_capture captured;
   EXPECT_FALSE(claim());
@@ -134,7 +134,7 @@ TEST_F(access_point_test, says_why_it_cannot_make_the_run_directory) {
                                  ": No such file or directory\n");
 }
 
-TEST_F(access_point_test, refuses_a_run_directory_too_long_for_a_socket) {
+TEST_F(AccessPoint, refuses_a_run_directory_too_long_for_a_socket) {
   const std::string dir = '/' + std::string(99, 'd');
   const setting too_long("VESK_RUN_DIR", dir.c_str());
   const stderr_capture captured;

@@ -7,14 +7,14 @@
 namespace vesk::test {
 namespace {
 
-TEST(card, is_in_slot_1_unless_told_otherwise) {
+TEST(Card, is_in_slot_1_unless_told_otherwise) {
   const setting none("VESK_SLOT", nullptr);
   uint8_t slot = 99;
   EXPECT_EQ(card_get_slot_num(&slot), 0);
   EXPECT_EQ(slot, 1);
 }
 
-TEST(card, takes_its_slot_from_the_environment) {
+TEST(Card, takes_its_slot_from_the_environment) {
   const struct {
     const char *text;
     int slot;
@@ -27,7 +27,7 @@ TEST(card, takes_its_slot_from_the_environment) {
   }
 }
 
-TEST(card, stores_nothing_for_what_is_no_slot) {
+TEST(Card, stores_nothing_for_what_is_no_slot) {
   for (const char *text : {"", " ", "256", "-1", "+1", " 1", "1 ", "1x", "0x10", "1.5", "one"}) {
     const setting value("VESK_SLOT", text);
     uint8_t slot = 99;

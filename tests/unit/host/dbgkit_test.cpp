@@ -14,10 +14,10 @@ constexpr uint32_t error = 101;
 constexpr const char *flags[] = {"trace", "error"};
 
 // Starts as a process does, and leaves the levels as it found them.
-class dbgkit_test : public ::testing::Test {
+class Dbgkit : public ::testing::Test {
  protected:
-  dbgkit_test() { debug_levels = {1, 0, {}}; }
-  ~dbgkit_test() override { debug_levels = former_; }
+  Dbgkit() { debug_levels = {1, 0, {}}; }
+  ~Dbgkit() override { debug_levels = former_; }
 
   static void start(const char *wanted) {
     const setting debug("VESK_DEBUG", wanted);
@@ -35,20 +35,20 @@ class dbgkit_test : public ::testing::Test {
   vesk_wire_debug former_ = debug_levels;
 };
 
-TEST_F(dbgkit_test, prints_errors_before_it_is_set_up_and_records_nothing) {
+TEST_F(Dbgkit, prints_errors_before_it_is_set_up_and_records_nothing) {
   EXPECT_TRUE(prints(error));
   EXPECT_FALSE(prints(trace));
   EXPECT_FALSE(records(error));
   EXPECT_FALSE(records(trace));
 }
 
-TEST_F(dbgkit_test, prints_and_records_errors_by_default) {
+TEST_F(Dbgkit, prints_and_records_errors_by_default) {
   start(nullptr);
   EXPECT_TRUE(prints(error) && records(error));
   EXPECT_FALSE(prints(trace) || records(trace));
 }
 
-TEST_F(dbgkit_test, takes_its_level_from_the_environment) {
+TEST_F(Dbgkit, takes_its_level_from_the_environment) {
   start("none");
   EXPECT_FALSE(prints(error) || prints(trace) || records(trace));
   EXPECT_TRUE(records(error));
@@ -60,7 +60,7 @@ TEST_F(dbgkit_test, takes_its_level_from_the_environment) {
   EXPECT_TRUE(prints(error) && records(error) && prints(trace) && records(trace));
 }
 
-TEST_F(dbgkit_test, says_that_it_does_not_know_a_level) {
+TEST_F(Dbgkit, says_that_it_does_not_know_a_level) {
   const stderr_capture captured;
   start("loud");
   EXPECT_EQ(captured.text(),
@@ -68,7 +68,7 @@ TEST_F(dbgkit_test, says_that_it_does_not_know_a_level) {
   EXPECT_TRUE(prints(error));
 }
 
-TEST_F(dbgkit_test, turns_recording_on_and_off_by_level) {
+TEST_F(Dbgkit, turns_recording_on_and_off_by_level) {
   dbgkit_hist_set_event_subtype(event, trace, 1);
   EXPECT_TRUE(records(trace) && records(error));
   dbgkit_hist_set_event_subtype(event, trace, 0);
@@ -78,12 +78,12 @@ TEST_F(dbgkit_test, turns_recording_on_and_off_by_level) {
   EXPECT_FALSE(records(error));
 }
 
-TEST_F(dbgkit_test, remembers_the_debug_name) {
+TEST_F(Dbgkit, remembers_the_debug_name) {
   start(nullptr);
   EXPECT_STREQ(dbgkit_dbg_modname, "name");
 }
 
-TEST_F(dbgkit_test, prints_with_the_priority_of_the_level_last_asked_about) {
+TEST_F(Dbgkit, prints_with_the_priority_of_the_level_last_asked_about) {
   const stderr_capture captured;
   prints(error);
   dbgprint("ERROR: %d of them\n", 2);
@@ -115,14 +115,14 @@ void expect_refusal(client &sender) {
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST_F(dbgkit_test, leaves_other_messages_alone) {
+TEST_F(Dbgkit, leaves_other_messages_alone) {
   client sender;
   sender.send(1234, "x");
   EXPECT_FALSE(serve_next());
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST_F(dbgkit_test, changes_its_levels_when_asked_and_tells_what_is_in_force) {
+TEST_F(Dbgkit, changes_its_levels_when_asked_and_tells_what_is_in_force) {
   client sender;
   sender.send(60001, std::string("\2\0\0\0", 4));
   EXPECT_TRUE(serve_next());
@@ -140,7 +140,7 @@ TEST_F(dbgkit_test, changes_its_levels_when_asked_and_tells_what_is_in_force) {
   EXPECT_FALSE(prints(error));
 }
 
-TEST_F(dbgkit_test, refuses_levels_and_lengths_that_it_does_not_know) {
+TEST_F(Dbgkit, refuses_levels_and_lengths_that_it_does_not_know) {
   const stderr_capture quiet;
   client sender;
   const std::string wrong[] = {"", "\1", std::string("\3\1\0\0", 4), std::string("\1\x7F\0\0", 4),
@@ -154,7 +154,7 @@ TEST_F(dbgkit_test, refuses_levels_and_lengths_that_it_does_not_know) {
   EXPECT_EQ(debug_levels.record, 0);
 }
 
-TEST_F(dbgkit_test, reads_out_the_history) {
+TEST_F(Dbgkit, reads_out_the_history) {
   start(nullptr);
   struct {
     uint32_t level;
@@ -183,7 +183,7 @@ TEST_F(dbgkit_test, reads_out_the_history) {
   EXPECT_EQ(head.opcode, 60002U);
 }
 
-TEST_F(dbgkit_test, refuses_a_history_request_with_a_payload) {
+TEST_F(Dbgkit, refuses_a_history_request_with_a_payload) {
   const stderr_capture quiet;
   client sender;
   sender.send(60002, "x");
@@ -191,7 +191,7 @@ TEST_F(dbgkit_test, refuses_a_history_request_with_a_payload) {
   expect_refusal(sender);
 }
 
-TEST_F(dbgkit_test, takes_no_record_too_short_for_its_level) {
+TEST_F(Dbgkit, takes_no_record_too_short_for_its_level) {
   const uint32_t level = error;
   EXPECT_EQ(dbgkit_hist_event(event, 3, &level), -1);
   EXPECT_EQ(dbgkit_hist_event(event, 4, &level), 0);

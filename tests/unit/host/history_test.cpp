@@ -34,24 +34,24 @@ std::vector<std::string> records_of(const history_ring &ring) {
   return found;
 }
 
-class history_ring_test : public ::testing::Test {
+class HistoryRing : public ::testing::Test {
  protected:
   std::array<char, 1024> storage_{};
   history_ring ring_{storage_};
 };
 
-TEST_F(history_ring_test, starts_empty) {
+TEST_F(HistoryRing, starts_empty) {
   EXPECT_EQ(ring_.first(), ring_.end());
 }
 
-TEST_F(history_ring_test, keeps_records_in_order) {
+TEST_F(HistoryRing, keeps_records_in_order) {
   ring_.append(7, stamp(1), "one");
   ring_.append(7, stamp(2), "");
   ring_.append(7, stamp(3), "four");
   EXPECT_EQ(records_of(ring_), (std::vector<std::string>{"1:one", "2:", "3:four"}));
 }
 
-TEST_F(history_ring_test, pads_with_zeros_to_a_multiple_of_four) {
+TEST_F(HistoryRing, pads_with_zeros_to_a_multiple_of_four) {
   ring_.append(7, stamp(1), "12345");
   const std::string bytes = record_at(ring_, ring_.first());
   ASSERT_EQ(bytes.size(), 24U);
@@ -59,7 +59,7 @@ TEST_F(history_ring_test, pads_with_zeros_to_a_multiple_of_four) {
   EXPECT_EQ(ring_.order_at(ring_.first()), 7U);
 }
 
-TEST_F(history_ring_test, pushes_the_oldest_out_when_it_is_full) {
+TEST_F(HistoryRing, pushes_the_oldest_out_when_it_is_full) {
   // 4 + 16 + 44 bytes each: sixteen of them fill the ring exactly.
   for (uint32_t i = 0; i < 16; ++i) ring_.append(7, stamp(i), std::string(44, 'a'));
   EXPECT_EQ(records_of(ring_).size(), 16U);
@@ -70,7 +70,7 @@ TEST_F(history_ring_test, pushes_the_oldest_out_when_it_is_full) {
   EXPECT_EQ(records.back(), "16:");
 }
 
-TEST_F(history_ring_test, holds_the_newest_after_many_rounds_of_odd_lengths) {
+TEST_F(HistoryRing, holds_the_newest_after_many_rounds_of_odd_lengths) {
   for (uint32_t i = 0; i < 5000; ++i) {
     ring_.append(7, stamp(i), std::string(i % 61, static_cast<char>('a' + i % 26)));
   }
@@ -83,7 +83,7 @@ TEST_F(history_ring_test, holds_the_newest_after_many_rounds_of_odd_lengths) {
   }
 }
 
-TEST_F(history_ring_test, cuts_a_text_at_512_bytes) {
+TEST_F(HistoryRing, cuts_a_text_at_512_bytes) {
   ring_.append(7, stamp(1), std::string(600, 'x'));
   EXPECT_EQ(records_of(ring_), std::vector<std::string>{"1:" + std::string(512, 'x')});
 }
@@ -101,7 +101,7 @@ std::vector<vesk_wire_history> whole_history() {
   return heads;
 }
 
-TEST(history, puts_texts_and_messages_in_the_order_of_their_time) {
+TEST(History, puts_texts_and_messages_in_the_order_of_their_time) {
   note_text(101, "before");
   note_message(3, 1151);
   note_message(4, 1151);
@@ -120,7 +120,7 @@ TEST(history, puts_texts_and_messages_in_the_order_of_their_time) {
   EXPECT_LT(last[0].usecs, 1'000'000U);
 }
 
-TEST(history, keeps_the_errors_through_any_number_of_messages) {
+TEST(History, keeps_the_errors_through_any_number_of_messages) {
   note_text(101, "the error to find");
   for (int i = 0; i < 10'000; ++i) note_message(3, 1151);
   const auto heads = whole_history();

@@ -67,7 +67,7 @@ uint64_t refused(verdict why) {
   return counters.refused[static_cast<size_t>(why)];
 }
 
-TEST(ipq, hands_over_opcode_and_payload) {
+TEST(Ipq, hands_over_opcode_and_payload) {
   client sender;
   const uint64_t before = counters.received;
   ASSERT_TRUE(sender.send(1151, "a record"));
@@ -78,7 +78,7 @@ TEST(ipq, hands_over_opcode_and_payload) {
   EXPECT_EQ(counters.received - before, 1U);
 }
 
-TEST(ipq, has_no_payload_for_an_empty_message) {
+TEST(Ipq, has_no_payload_for_an_empty_message) {
   client sender;
   sender.send(1152);
   ipq_msg *msg = next_message();
@@ -86,7 +86,7 @@ TEST(ipq, has_no_payload_for_an_empty_message) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, takes_the_largest_record_whole) {
+TEST(Ipq, takes_the_largest_record_whole) {
   client sender;
   const std::string largest(readable_payload, 'L');
   ASSERT_TRUE(sender.send(1151, largest));
@@ -95,7 +95,7 @@ TEST(ipq, takes_the_largest_record_whole) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, reads_as_zero_behind_a_short_message_after_a_long_one) {
+TEST(Ipq, reads_as_zero_behind_a_short_message_after_a_long_one) {
   client sender;
   sender.send(1151, std::string(readable_payload, 'L'));
   ipq_drop(queue(), next_message());
@@ -107,7 +107,7 @@ TEST(ipq, reads_as_zero_behind_a_short_message_after_a_long_one) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, reads_as_zero_behind_a_short_message_after_a_refused_long_one) {
+TEST(Ipq, reads_as_zero_behind_a_short_message_after_a_refused_long_one) {
   const stderr_capture quiet;
   client sender;
   vesk_wire_header lying = {0x5645534B, 1, 0, 0, 1151, 1, 0, 5};
@@ -120,11 +120,11 @@ TEST(ipq, reads_as_zero_behind_a_short_message_after_a_refused_long_one) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, reports_an_empty_queue) {
+TEST(Ipq, reports_an_empty_queue) {
   expect_empty_queue();
 }
 
-TEST(ipq, answers_the_sender_in_the_daemons_name) {
+TEST(Ipq, answers_the_sender_in_the_daemons_name) {
   client sender;
   sender.send(1152);
   sender.send(1152);
@@ -146,7 +146,7 @@ TEST(ipq, answers_the_sender_in_the_daemons_name) {
   EXPECT_EQ(second->payload, "two");
 }
 
-TEST(ipq, sends_every_answer_and_no_receipt_behind_it) {
+TEST(Ipq, sends_every_answer_and_no_receipt_behind_it) {
   client sender;
   sender.send(1152, "", VESK_WIRE_WANT_RECEIPT);
   ipq_msg *msg = next_message();
@@ -158,7 +158,7 @@ TEST(ipq, sends_every_answer_and_no_receipt_behind_it) {
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST(ipq, sends_a_receipt_where_one_is_wanted_and_nobody_answered) {
+TEST(Ipq, sends_a_receipt_where_one_is_wanted_and_nobody_answered) {
   client sender;
   sender.send(1155, "x", VESK_WIRE_WANT_RECEIPT);
   ipq_drop(queue(), next_message());
@@ -170,14 +170,14 @@ TEST(ipq, sends_a_receipt_where_one_is_wanted_and_nobody_answered) {
   EXPECT_EQ(receipt->payload, "");
 }
 
-TEST(ipq, sends_no_receipt_where_none_is_wanted) {
+TEST(Ipq, sends_no_receipt_where_none_is_wanted) {
   client sender;
   sender.send(1155, "x");
   ipq_drop(queue(), next_message());
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST(ipq, cannot_answer_a_sender_without_an_address) {
+TEST(Ipq, cannot_answer_a_sender_without_an_address) {
   const stderr_capture quiet;
   client sender(client::named::no);
   const uint64_t before = counters.unanswered;
@@ -190,7 +190,7 @@ TEST(ipq, cannot_answer_a_sender_without_an_address) {
   EXPECT_EQ(counters.unanswered - before, 1U);
 }
 
-TEST(ipq, cannot_answer_a_sender_that_has_gone) {
+TEST(Ipq, cannot_answer_a_sender_that_has_gone) {
   const stderr_capture quiet;
   {
     client sender;
@@ -202,7 +202,7 @@ TEST(ipq, cannot_answer_a_sender_that_has_gone) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, answers_others_while_one_never_reads_its_answers) {
+TEST(Ipq, answers_others_while_one_never_reads_its_answers) {
   const stderr_capture quiet;
   const std::string large(21896, 'S');
   client deaf;
@@ -222,7 +222,7 @@ TEST(ipq, answers_others_while_one_never_reads_its_answers) {
   EXPECT_TRUE(deaf.receive()) << "what fitted is still there";
 }
 
-TEST(ipq, refuses_another_version_and_says_so) {
+TEST(Ipq, refuses_another_version_and_says_so) {
   const stderr_capture quiet;
   client sender;
   const uint64_t before = refused(verdict::bad_version);
@@ -232,7 +232,7 @@ TEST(ipq, refuses_another_version_and_says_so) {
   EXPECT_EQ(refused(verdict::bad_version) - before, 1U);
 }
 
-TEST(ipq, refuses_lengths_that_lie_and_says_so) {
+TEST(Ipq, refuses_lengths_that_lie_and_says_so) {
   const stderr_capture quiet;
   client sender;
   sender.send_bytes(bytes_of({0x5645534B, 1, 0, 0, 1151, 77, 0, 10}) + "nine byte");
@@ -243,7 +243,7 @@ TEST(ipq, refuses_lengths_that_lie_and_says_so) {
   for (int i = 0; i < 4; ++i) expect_refusal(sender, 2);
 }
 
-TEST(ipq, carries_the_number_of_a_refused_request_back) {
+TEST(Ipq, carries_the_number_of_a_refused_request_back) {
   const stderr_capture quiet;
   client sender;
   sender.send_bytes(bytes_of({0x5645534B, 1, 0, 0, 1151, 0xABCDEF01, 0, 10}));
@@ -253,7 +253,7 @@ TEST(ipq, carries_the_number_of_a_refused_request_back) {
   EXPECT_EQ(refusal->header.sequence, 0xABCDEF01U);
 }
 
-TEST(ipq, sends_no_receipt_for_what_it_refused) {
+TEST(Ipq, sends_no_receipt_for_what_it_refused) {
   const stderr_capture quiet;
   client sender;
   sender.send_bytes(bytes_of({0x5645534B, 1, 0, VESK_WIRE_WANT_RECEIPT, 1151, 77, 0, 10}) +
@@ -263,7 +263,7 @@ TEST(ipq, sends_no_receipt_for_what_it_refused) {
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST(ipq, gives_no_answer_to_what_it_does_not_understand) {
+TEST(Ipq, gives_no_answer_to_what_it_does_not_understand) {
   const stderr_capture quiet;
   client sender;
   const uint64_t before = refused(verdict::not_ours);
@@ -277,7 +277,7 @@ TEST(ipq, gives_no_answer_to_what_it_does_not_understand) {
 
 // Otherwise two services could answer each other's answers for ever, and a sender could make the
 // daemon send itself something in its own name.
-TEST(ipq, never_answers_or_obeys_an_answer) {
+TEST(Ipq, never_answers_or_obeys_an_answer) {
   const stderr_capture quiet;
   client sender;
   const uint64_t before = refused(verdict::came_back);
@@ -289,7 +289,7 @@ TEST(ipq, never_answers_or_obeys_an_answer) {
   EXPECT_EQ(refused(verdict::came_back) - before, 3U);
 }
 
-TEST(ipq, refuses_what_another_user_may_not_send) {
+TEST(Ipq, refuses_what_another_user_may_not_send) {
   constexpr uid_t somebody = 65534;
   const stderr_capture quiet;
   client sender;
@@ -309,7 +309,7 @@ TEST(ipq, refuses_what_another_user_may_not_send) {
       << quiet.text();
 }
 
-TEST(ipq, lets_the_daemons_own_user_send_everything) {
+TEST(Ipq, lets_the_daemons_own_user_send_everything) {
   client sender;
   for (const uint32_t opcode : {1153U, 1155U, 1158U, 6024U, 60001U, 60002U, 60003U}) {
     ASSERT_TRUE(sender.send(opcode, "1234"));
@@ -319,7 +319,7 @@ TEST(ipq, lets_the_daemons_own_user_send_everything) {
   }
 }
 
-TEST(ipq, hands_over_something_to_drop_when_all_that_came_was_refused) {
+TEST(Ipq, hands_over_something_to_drop_when_all_that_came_was_refused) {
   const stderr_capture quiet;
   client sender;
   const uint64_t before = counters.received;
@@ -337,7 +337,7 @@ TEST(ipq, hands_over_something_to_drop_when_all_that_came_was_refused) {
   EXPECT_EQ(counters.answered + counters.unanswered, answered);
 }
 
-TEST(ipq, cannot_answer_what_stands_for_refused_messages) {
+TEST(Ipq, cannot_answer_what_stands_for_refused_messages) {
   const stderr_capture quiet;
   client sender;
   sender.send(1153, "1234", VESK_WIRE_ANSWER);
@@ -347,7 +347,7 @@ TEST(ipq, cannot_answer_what_stands_for_refused_messages) {
   EXPECT_FALSE(sender.receive_now());
 }
 
-TEST(ipq, leaves_no_trace_of_refused_messages_in_the_history) {
+TEST(Ipq, leaves_no_trace_of_refused_messages_in_the_history) {
   const stderr_capture quiet;
   dbgkit_hist_set_event_subtype(0x730000, 101, 1);
   char history[text_history_size + message_history_size];
@@ -360,7 +360,7 @@ TEST(ipq, leaves_no_trace_of_refused_messages_in_the_history) {
   EXPECT_EQ(copy_history(history), before);
 }
 
-TEST(ipq, reads_as_a_proper_message_again_behind_refused_ones) {
+TEST(Ipq, reads_as_a_proper_message_again_behind_refused_ones) {
   const stderr_capture quiet;
   client sender;
   sender.send_bytes("rubbish");
@@ -372,7 +372,7 @@ TEST(ipq, reads_as_a_proper_message_again_behind_refused_ones) {
   EXPECT_EQ(sender.receive()->header.flags, VESK_WIRE_RECEIPT);
 }
 
-TEST(ipq, passes_over_refused_messages_to_the_next_good_one) {
+TEST(Ipq, passes_over_refused_messages_to_the_next_good_one) {
   const stderr_capture quiet;
   client sender;
   for (int i = 0; i < 5; ++i) sender.send_bytes("rubbish");
@@ -382,7 +382,7 @@ TEST(ipq, passes_over_refused_messages_to_the_next_good_one) {
   ipq_drop(queue(), msg);
 }
 
-TEST(ipq, logs_a_flood_of_refusals_once_a_second) {
+TEST(Ipq, logs_a_flood_of_refusals_once_a_second) {
   const stderr_capture captured;
   client sender;
   for (int i = 0; i < 100; ++i) {
@@ -395,7 +395,7 @@ TEST(ipq, logs_a_flood_of_refusals_once_a_second) {
   EXPECT_LE(std::count(text.begin(), text.end(), '\n'), 3) << text;
 }
 
-TEST(ipq, keeps_several_messages_until_each_is_dropped) {
+TEST(Ipq, keeps_several_messages_until_each_is_dropped) {
   client sender;
   std::vector<ipq_msg *> held;
   for (const char *text : {"first", "second", "third", "fourth"}) {
@@ -417,7 +417,7 @@ TEST(ipq, keeps_several_messages_until_each_is_dropped) {
   for (ipq_msg *msg : {held[0], held[2], held[3], fifth}) EXPECT_EQ(ipq_drop(queue(), msg), 0);
 }
 
-TEST(ipq, drops_a_message_only_once) {
+TEST(Ipq, drops_a_message_only_once) {
   client sender;
   sender.send(1151, "x");
   ipq_msg *msg = next_message();
@@ -427,14 +427,14 @@ TEST(ipq, drops_a_message_only_once) {
   EXPECT_EQ(ipq_drop(queue(), nullptr), -1);
 }
 
-TEST(ipq, gives_a_handle_of_what_it_sent_to_be_dropped) {
+TEST(Ipq, gives_a_handle_of_what_it_sent_to_be_dropped) {
   ipq_msg handle{};
   EXPECT_EQ(ipq_drop(queue(), &handle), -1) << "nothing was sent yet";
   EXPECT_EQ(ipq_send(queue(), to_listeners, 0, 7000, "x", 1, &handle, nullptr, 0), 0);
   EXPECT_EQ(ipq_drop(queue(), &handle), 0);
 }
 
-TEST(ipq, refuses_to_send_elsewhere_or_too_much_or_to_nobodys_request) {
+TEST(Ipq, refuses_to_send_elsewhere_or_too_much_or_to_nobodys_request) {
   EXPECT_EQ(ipq_send(queue(), 1, 1016, 1151, "x", 1, nullptr, nullptr, 0), -1);
   EXPECT_EQ(errno, EHOSTUNREACH);
   EXPECT_EQ(ipq_errno_get(queue()), EHOSTUNREACH);
@@ -445,7 +445,7 @@ TEST(ipq, refuses_to_send_elsewhere_or_too_much_or_to_nobodys_request) {
   EXPECT_EQ(ipq_errno_get(queue()), EINVAL);
 }
 
-TEST(ipq, refuses_other_queues) {
+TEST(Ipq, refuses_other_queues) {
   ipq_msg *msg = nullptr;
   EXPECT_EQ(ipq_recv(queue() + 1, &msg, nullptr), -1);
   EXPECT_EQ(ipq_errno_get(queue() + 1), EBADF);
@@ -453,7 +453,7 @@ TEST(ipq, refuses_other_queues) {
   EXPECT_EQ(ipq_drop(queue() + 1, nullptr), -1);
 }
 
-TEST(ipq, refuses_a_second_bind_and_keeps_the_first) {
+TEST(Ipq, refuses_a_second_bind_and_keeps_the_first) {
   client sender;
   const stderr_capture captured;
   EXPECT_EQ(ipq_bind(1, 1016, nullptr, "another"), -1);
@@ -462,7 +462,7 @@ TEST(ipq, refuses_a_second_bind_and_keeps_the_first) {
   ipq_drop(queue(), next_message());
 }
 
-TEST(ipq, lets_nobody_leave_descriptors_with_the_daemon) {
+TEST(Ipq, lets_nobody_leave_descriptors_with_the_daemon) {
   client sender;
   const int next_free = open("/dev/null", O_RDONLY | O_CLOEXEC);
   close(next_free);

@@ -20,13 +20,13 @@ bool exists(const std::string &path) {
 }
 
 // Starts without a marker and with nothing mounted; leaves the root as it is found: with a marker.
-class kytemount : public ::testing::Test {
+class Kytemount : public ::testing::Test {
  protected:
-  kytemount() {
+  Kytemount() {
     unlink(marker);
     mkdir("/etc/vesk", 0755);
   }
-  ~kytemount() override {
+  ~Kytemount() override {
     unlink(conf);
     std::system("umount /mnt/vesk 2>/dev/null");
     std::ofstream{marker};
@@ -65,33 +65,33 @@ class kytemount : public ::testing::Test {
   setting flash_{"VESK_FLASH", nullptr};
 };
 
-TEST_F(kytemount, leaves_a_plain_directory_where_no_flash_is_named) {
+TEST_F(Kytemount, leaves_a_plain_directory_where_no_flash_is_named) {
   EXPECT_EQ(run(), 0) << printed_;
   EXPECT_TRUE(exists(marker));
   EXPECT_EQ(printed_, "");
 }
 
-TEST_F(kytemount, takes_an_empty_name_for_none) {
+TEST_F(Kytemount, takes_an_empty_name_for_none) {
   const setting empty("VESK_FLASH", "");
   std::ofstream(conf) << "VESK_FLASH=/no/such/device\n";
   EXPECT_EQ(run(), 0) << printed_;
   EXPECT_TRUE(exists(marker));
 }
 
-TEST_F(kytemount, makes_no_marker_for_a_flash_that_is_not_there) {
+TEST_F(Kytemount, makes_no_marker_for_a_flash_that_is_not_there) {
   const setting missing("VESK_FLASH", "/no/such/device");
   EXPECT_EQ(run(), 3);
   EXPECT_FALSE(exists(marker));
   EXPECT_EQ(printed_, "kytemount: VESK_FLASH is /no/such/device, which does not exist\n");
 }
 
-TEST_F(kytemount, makes_no_marker_for_what_cannot_be_mounted) {
+TEST_F(Kytemount, makes_no_marker_for_what_cannot_be_mounted) {
   const setting terminal("VESK_FLASH", "/dev/null");
   EXPECT_EQ(run(), 3) << printed_;
   EXPECT_FALSE(exists(marker));
 }
 
-TEST_F(kytemount, makes_no_marker_when_the_mount_fails) {
+TEST_F(Kytemount, makes_no_marker_when_the_mount_fails) {
   const std::string image = dir_.at("image");
   std::ofstream(image) << std::string(65536, '\x5A');
   const setting file("VESK_FLASH", image.c_str());
@@ -102,7 +102,7 @@ TEST_F(kytemount, makes_no_marker_when_the_mount_fails) {
       << printed_;
 }
 
-TEST_F(kytemount, reads_its_configuration_and_does_not_run_it) {
+TEST_F(Kytemount, reads_its_configuration_and_does_not_run_it) {
   std::ofstream(conf) << "# VESK_FLASH=/commented/out\nVESK_FLASH=/overridden\n"
                       << "  VESK_FLASH=\"/no/such/$(touch " << dir_.at("ran") << ")\"  \nOTHER=1\n";
   EXPECT_EQ(run(), 3);
@@ -111,7 +111,7 @@ TEST_F(kytemount, reads_its_configuration_and_does_not_run_it) {
   EXPECT_FALSE(exists(dir_.at("ran")));
 }
 
-TEST_F(kytemount, binds_a_directory_once) {
+TEST_F(Kytemount, binds_a_directory_once) {
   if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory());
   EXPECT_EQ(run(), 0) << printed_;
@@ -125,7 +125,7 @@ TEST_F(kytemount, binds_a_directory_once) {
   EXPECT_FALSE(exists("/mnt/vesk/known")) << "it was mounted twice";
 }
 
-TEST_F(kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
+TEST_F(Kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
   if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
@@ -134,7 +134,7 @@ TEST_F(kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
   EXPECT_TRUE(exists("/mnt/vesk/old"));
 }
 
-TEST_F(kytemount, mounts_again_what_has_lost_its_marker) {
+TEST_F(Kytemount, mounts_again_what_has_lost_its_marker) {
   if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
@@ -146,7 +146,7 @@ TEST_F(kytemount, mounts_again_what_has_lost_its_marker) {
   EXPECT_TRUE(exists(marker));
 }
 
-TEST_F(kytemount, leaves_what_is_in_use) {
+TEST_F(Kytemount, leaves_what_is_in_use) {
   if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
@@ -158,7 +158,7 @@ TEST_F(kytemount, leaves_what_is_in_use) {
   EXPECT_TRUE(exists(marker));
 }
 
-TEST_F(kytemount, explains_itself) {
+TEST_F(Kytemount, explains_itself) {
   EXPECT_EQ(run("--help"), 0);
   EXPECT_EQ(printed_.substr(0, 25), "Usage: kytemount [--help]");
   EXPECT_FALSE(exists(marker));

@@ -48,11 +48,11 @@ std::string sent(uint32_t opcode, const std::string &payload) {
          payload;
 }
 
-TEST(listeners, may_be_missing_altogether) {
+TEST(Listeners, may_be_missing_altogether) {
   EXPECT_EQ(send_to_all(1156, ""), 0);
 }
 
-TEST(listeners, each_get_a_copy) {
+TEST(Listeners, each_get_a_copy) {
   const listener one("one");
   const listener two("two");
   const uint64_t before = counters.listeners_reached;
@@ -66,7 +66,7 @@ TEST(listeners, each_get_a_copy) {
   EXPECT_EQ(counters.listeners_reached - before, 4U);
 }
 
-TEST(listeners, that_are_dead_are_removed) {
+TEST(Listeners, that_are_dead_are_removed) {
   const std::string stale = run_directory() + "/listeners/dead";
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   const sockaddr_un address = address_of(stale);
@@ -77,7 +77,7 @@ TEST(listeners, that_are_dead_are_removed) {
   EXPECT_NE(access(stale.c_str(), F_OK), 0);
 }
 
-TEST(listeners, that_do_not_read_miss_messages_and_hold_up_nobody) {
+TEST(Listeners, that_do_not_read_miss_messages_and_hold_up_nobody) {
   const stderr_capture captured;
   const listener deaf("deaf");
   const listener other("other");
@@ -95,7 +95,7 @@ TEST(listeners, that_do_not_read_miss_messages_and_hold_up_nobody) {
 }
 
 // A link could lead anywhere, and a plain file must not be taken for a dead listener.
-TEST(listeners, are_sockets_and_nothing_else) {
+TEST(Listeners, are_sockets_and_nothing_else) {
   const temporary_directory elsewhere;
   const listener real("real");
   const std::string link = run_directory() + "/listeners/link";

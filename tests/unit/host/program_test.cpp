@@ -31,10 +31,10 @@ bool appears(const std::string &path) {
 }
 
 // As in the daemon, SIGCHLD is ignored, unless a test says otherwise.
-class program_test : public ::testing::Test {
+class Program : public ::testing::Test {
  protected:
-  program_test() : former_(signal(SIGCHLD, SIG_IGN)) {}
-  ~program_test() override { signal(SIGCHLD, former_); }
+  Program() : former_(signal(SIGCHLD, SIG_IGN)) {}
+  ~Program() override { signal(SIGCHLD, former_); }
 
   temporary_directory dir_;
   std::string file_ = dir_.at("file");
@@ -43,34 +43,34 @@ class program_test : public ::testing::Test {
   void (*former_)(int);
 };
 
-TEST_F(program_test, has_run_when_the_wait_is_over) {
+TEST_F(Program, has_run_when_the_wait_is_over) {
   EXPECT_EQ(execute_program_and_wait("/bin/touch", file_.c_str(), nullptr), 0);
   EXPECT_TRUE(exists(file_));
   EXPECT_EQ(execute_program_and_wait("/bin/rm", file_.c_str(), nullptr), 0);
   EXPECT_FALSE(exists(file_));
 }
 
-TEST_F(program_test, gets_its_path_as_argument_0) {
+TEST_F(Program, gets_its_path_as_argument_0) {
   EXPECT_EQ(execute_program_and_wait("/bin/sh", "-c", "echo \"$0 $1 $2\" > \"$3\"", "zero", "one",
                                      "two words", file_.c_str(), nullptr),
             0);
   EXPECT_EQ(contents(file_), "zero one two words\n");
 }
 
-TEST_F(program_test, that_does_not_exist_is_a_failure) {
+TEST_F(Program, that_does_not_exist_is_a_failure) {
   errno = 0;
   EXPECT_NE(execute_program_and_wait("/no/such/program", nullptr), 0);
   EXPECT_EQ(errno, ENOENT);
   EXPECT_NE(execute_program_and_let_go("/no/such/program", nullptr), 0);
 }
 
-TEST_F(program_test, that_fails_is_a_failure_where_its_status_can_be_learnt) {
+TEST_F(Program, that_fails_is_a_failure_where_its_status_can_be_learnt) {
   signal(SIGCHLD, SIG_DFL);
   EXPECT_NE(execute_program_and_wait("/bin/false", nullptr), 0);
   EXPECT_EQ(execute_program_and_wait("/bin/true", nullptr), 0);
 }
 
-TEST_F(program_test, that_is_let_go_is_not_waited_for) {
+TEST_F(Program, that_is_let_go_is_not_waited_for) {
   const std::string go = dir_.at("go");
   ASSERT_EQ(mkfifo(go.c_str(), 0600), 0);
   // It cannot end before somebody writes to the pipe.
@@ -82,7 +82,7 @@ TEST_F(program_test, that_is_let_go_is_not_waited_for) {
   EXPECT_TRUE(appears(file_));
 }
 
-TEST_F(program_test, inherits_no_input_and_no_descriptor) {
+TEST_F(Program, inherits_no_input_and_no_descriptor) {
   const int leaking = fcntl(STDERR_FILENO, F_DUPFD, 100);
   ASSERT_GE(leaking, 100);
   EXPECT_EQ(
@@ -96,7 +96,7 @@ TEST_F(program_test, inherits_no_input_and_no_descriptor) {
 }
 
 // Without a shell in between: some shells set SIGCHLD up for themselves.
-TEST_F(program_test, starts_with_no_signal_ignored) {
+TEST_F(Program, starts_with_no_signal_ignored) {
   const stderr_capture listed;
   EXPECT_EQ(execute_program_and_wait("/usr/bin/env", "--list-signal-handling", "touch",
                                      file_.c_str(), nullptr),
@@ -105,7 +105,7 @@ TEST_F(program_test, starts_with_no_signal_ignored) {
   EXPECT_EQ(listed.text(), "");
 }
 
-TEST_F(program_test, takes_a_few_arguments_and_refuses_more) {
+TEST_F(Program, takes_a_few_arguments_and_refuses_more) {
   EXPECT_EQ(execute_program_and_wait("/bin/true", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10",
                                      "11", "12", "13", "14", "15", nullptr),
             0);
@@ -115,7 +115,7 @@ TEST_F(program_test, takes_a_few_arguments_and_refuses_more) {
   EXPECT_EQ(errno, E2BIG);
 }
 
-TEST_F(program_test, runs_a_command_with_its_output_in_files) {
+TEST_F(Program, runs_a_command_with_its_output_in_files) {
   const std::string err = dir_.at("err");
   std::ofstream(dir_.at("a1")).put('x');
   std::ofstream(dir_.at("a2")).put('x');
@@ -125,7 +125,7 @@ TEST_F(program_test, runs_a_command_with_its_output_in_files) {
   EXPECT_EQ(contents(err), "wrong\n");
 }
 
-TEST_F(program_test, runs_no_command_whose_output_has_nowhere_to_go) {
+TEST_F(Program, runs_no_command_whose_output_has_nowhere_to_go) {
   EXPECT_NE(
       exec_cmd_with_files_print(("touch " + file_).c_str(), 0, "/no/such/file", "/dev/null", 0), 0);
   EXPECT_FALSE(exists(file_));

@@ -5,12 +5,12 @@
 namespace vesk::test {
 namespace {
 
-TEST(rate_limit, writes_the_first_line_at_once) {
+TEST(RateLimit, writes_the_first_line_at_once) {
   rate_limit limit;
   EXPECT_EQ(limit.pass(0), 0U);
 }
 
-TEST(rate_limit, writes_one_line_a_second_and_counts_those_between) {
+TEST(RateLimit, writes_one_line_a_second_and_counts_those_between) {
   rate_limit limit;
   EXPECT_EQ(limit.pass(5'000'000), 0U);
   EXPECT_EQ(limit.pass(5'000'001), std::nullopt);

@@ -27,7 +27,7 @@ uint32_t runctlcb_switchover(uint32_t context) {
 namespace vesk::test {
 namespace {
 
-class pid_file_test : public ::testing::Test {
+class PidFile : public ::testing::Test {
  protected:
   void write(const std::string &text) const { std::ofstream(path_) << text; }
 
@@ -41,18 +41,18 @@ class pid_file_test : public ::testing::Test {
   std::string path_ = dir_.at("pid");
 };
 
-TEST_F(pid_file_test, names_nobody_where_there_is_none) {
+TEST_F(PidFile, names_nobody_where_there_is_none) {
   EXPECT_EQ(read_pid(path_.c_str()), 0U);
 }
 
-TEST_F(pid_file_test, names_the_process_in_it) {
+TEST_F(PidFile, names_the_process_in_it) {
   write("1234\n");
   EXPECT_EQ(read_pid(path_.c_str()), 1234U);
   write("1234");
   EXPECT_EQ(read_pid(path_.c_str()), 1234U);
 }
 
-TEST_F(pid_file_test, names_nobody_where_there_is_no_number) {
+TEST_F(PidFile, names_nobody_where_there_is_no_number) {
   for (const char *text : {"", "\n", "x", "12x", "-5", " 12", "12 13\n", "2147483648\n",
                            "99999999999999999999999999999999999999\n"}) {
     write(text);
@@ -60,26 +60,26 @@ TEST_F(pid_file_test, names_nobody_where_there_is_no_number) {
   }
 }
 
-TEST_F(pid_file_test, names_nobody_where_there_is_no_plain_file) {
+TEST_F(PidFile, names_nobody_where_there_is_no_plain_file) {
   mkdir(path_.c_str(), 0700);
   EXPECT_EQ(read_pid(path_.c_str()), 0U);
   EXPECT_FALSE(write_pid(path_.c_str(), 1));
 }
 
-TEST_F(pid_file_test, is_written_anew) {
+TEST_F(PidFile, is_written_anew) {
   write("123456789\nand more\n");
   EXPECT_TRUE(write_pid(path_.c_str(), 42));
   EXPECT_EQ(contents(), "42\n");
 }
 
-TEST(runctl, knows_a_restart_by_the_process_before) {
+TEST(Runctl, knows_a_restart_by_the_process_before) {
   const temporary_directory dir;
   const setting run_dir("VESK_RUN_DIR", dir.path().c_str());
   EXPECT_EQ(runctl_last_pid_get(), 0U);
   EXPECT_EQ(runctl_last_pid_get(), static_cast<uint32_t>(getpid()));
 }
 
-TEST(runctl, says_when_the_next_start_will_not_be_known_as_a_restart) {
+TEST(Runctl, says_when_the_next_start_will_not_be_known_as_a_restart) {
   const temporary_directory dir;
   const setting run_dir("VESK_RUN_DIR", dir.at("missing").c_str());
   const stderr_capture captured;
@@ -90,13 +90,13 @@ TEST(runctl, says_when_the_next_start_will_not_be_known_as_a_restart) {
 }
 
 // What systemd hears.
-class notified : public ::testing::Test {
+class Notified : public ::testing::Test {
  protected:
-  notified() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
+  Notified() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
     const sockaddr_un address = address_of(dir_.at("notify"));
     EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
   }
-  ~notified() override { close(fd_); }
+  ~Notified() override { close(fd_); }
 
   std::string heard() const {
     char text[1000];
@@ -110,18 +110,18 @@ class notified : public ::testing::Test {
   setting run_dir_{"VESK_RUN_DIR", "/some/run/dir"};
 };
 
-TEST_F(notified, of_readiness_at_the_handshake) {
+TEST_F(Notified, of_readiness_at_the_handshake) {
   runctl_handshake(3, 293);
   EXPECT_EQ(heard(), "READY=1\nMAINPID=" + std::to_string(getpid()) +
                          "\nSTATUS=Serving the sockets in /some/run/dir.");
 }
 
-TEST_F(notified, of_life_at_each_heartbeat) {
+TEST_F(Notified, of_life_at_each_heartbeat) {
   EXPECT_EQ(runctl_heartbeat(0), 0);
   EXPECT_EQ(heard(), "WATCHDOG=1");
 }
 
-TEST_F(notified, of_long_work_before_it_begins) {
+TEST_F(Notified, of_long_work_before_it_begins) {
   const setting no_watchdog("WATCHDOG_USEC", nullptr);
   EXPECT_EQ(runctl_heartbeat(1), 0);
   EXPECT_EQ(heard(), "EXTEND_TIMEOUT_USEC=600000000");
@@ -129,7 +129,7 @@ TEST_F(notified, of_long_work_before_it_begins) {
   EXPECT_EQ(heard(), "WATCHDOG=1");
 }
 
-TEST_F(notified, of_a_longer_watchdog_interval_for_the_time_of_long_work) {
+TEST_F(Notified, of_a_longer_watchdog_interval_for_the_time_of_long_work) {
   const setting watchdog("WATCHDOG_USEC", "30000000");
   const setting pid("WATCHDOG_PID", nullptr);
   EXPECT_EQ(runctl_heartbeat(1), 0);
@@ -140,14 +140,14 @@ TEST_F(notified, of_a_longer_watchdog_interval_for_the_time_of_long_work) {
   EXPECT_EQ(heard(), "WATCHDOG=1");
 }
 
-TEST(runctl, gets_along_without_systemd) {
+TEST(Runctl, gets_along_without_systemd) {
   const setting none("NOTIFY_SOCKET", nullptr);
   runctl_handshake(3, 293);
   EXPECT_EQ(runctl_heartbeat(0), 0);
   EXPECT_EQ(runctl_heartbeat(1), 0);
 }
 
-TEST(runctl, leaves_messages_that_are_not_its_own) {
+TEST(Runctl, leaves_messages_that_are_not_its_own) {
   client sender;
   sender.send(1151, "x");
   ipq_msg *msg = next_message();
@@ -155,7 +155,7 @@ TEST(runctl, leaves_messages_that_are_not_its_own) {
   ipq_drop(queue(), msg);
 }
 
-TEST(runctl, passes_a_switchover_on_and_answers_with_the_result) {
+TEST(Runctl, passes_a_switchover_on_and_answers_with_the_result) {
   const stderr_capture captured;
   client sender;
   const uint32_t before = switchovers;
@@ -172,7 +172,7 @@ TEST(runctl, passes_a_switchover_on_and_answers_with_the_result) {
   EXPECT_EQ(answer->payload, bytes_of(uint32_t{0}));
 }
 
-TEST(runctl, refuses_a_switchover_without_its_context) {
+TEST(Runctl, refuses_a_switchover_without_its_context) {
   const stderr_capture quiet;
   client sender;
   const uint32_t before = switchovers;

@@ -15,14 +15,14 @@ namespace vesk::test {
 namespace {
 
 // The counters as the test sets them, and as they were afterwards.
-class status_request : public ::testing::Test {
+class StatusRequest : public ::testing::Test {
  protected:
-  status_request() {
+  StatusRequest() {
     queue();
     former_ = counters;
     former_began_ = service_began;
   }
-  ~status_request() override {
+  ~StatusRequest() override {
     counters = former_;
     service_began = former_began_;
   }
@@ -57,7 +57,7 @@ uint32_t word32(const std::string &bytes, size_t offset) {
   return value;
 }
 
-TEST_F(status_request, is_answered_with_every_counter_in_its_place) {
+TEST_F(StatusRequest, is_answered_with_every_counter_in_its_place) {
   counters = {.received = 10,
               .refused = {0, 21, 22, 23, 24, 25, 26},
               .answered = 30,
@@ -77,7 +77,7 @@ TEST_F(status_request, is_answered_with_every_counter_in_its_place) {
   }
 }
 
-TEST_F(status_request, tells_the_microseconds_since_the_queue_was_bound) {
+TEST_F(StatusRequest, tells_the_microseconds_since_the_queue_was_bound) {
   EXPECT_NE(service_began, 0U);
   service_began = monotonic_usecs() - 3'600'000'000;
   const auto back = asked();
@@ -86,7 +86,7 @@ TEST_F(status_request, tells_the_microseconds_since_the_queue_was_bound) {
   EXPECT_LT(word64(back->payload, 8), 3'610'000'000U);
 }
 
-TEST_F(status_request, counts_its_answer_for_the_next_one) {
+TEST_F(StatusRequest, counts_its_answer_for_the_next_one) {
   counters = {};
   asked();
   const auto second = asked();
@@ -95,13 +95,13 @@ TEST_F(status_request, counts_its_answer_for_the_next_one) {
   EXPECT_EQ(word64(second->payload, 72), 1U) << "answered";
 }
 
-TEST_F(status_request, needs_no_receipt_when_one_is_wanted) {
+TEST_F(StatusRequest, needs_no_receipt_when_one_is_wanted) {
   const auto back = asked({}, VESK_WIRE_WANT_RECEIPT);
   ASSERT_TRUE(back);
   EXPECT_EQ(back->header.flags, 0x0100);
 }
 
-TEST_F(status_request, with_a_payload_is_refused) {
+TEST_F(StatusRequest, with_a_payload_is_refused) {
   const stderr_capture quiet;
   counters = {};
   const auto back = asked("x", VESK_WIRE_WANT_RECEIPT);
@@ -111,7 +111,7 @@ TEST_F(status_request, with_a_payload_is_refused) {
   EXPECT_EQ(counters.refused[static_cast<size_t>(verdict::bad_request)], 1U);
 }
 
-TEST_F(status_request, is_open_to_every_user) {
+TEST_F(StatusRequest, is_open_to_every_user) {
   constexpr uid_t somebody = 65534;
   client other;
   if (!other.send_as(somebody, 60004)) {
@@ -124,7 +124,7 @@ TEST_F(status_request, is_open_to_every_user) {
   EXPECT_EQ(back->payload.size(), 104U);
 }
 
-TEST_F(status_request, is_answered_once_it_is_received_and_before_anybody_decides_about_it) {
+TEST_F(StatusRequest, is_answered_once_it_is_received_and_before_anybody_decides_about_it) {
   client sender;
   ASSERT_TRUE(sender.send(60004));
   ipq_msg *msg = next_message();
@@ -132,7 +132,7 @@ TEST_F(status_request, is_answered_once_it_is_received_and_before_anybody_decide
   ipq_drop(queue(), msg);
 }
 
-TEST_F(status_request, leaves_no_trace_in_the_history_and_others_do) {
+TEST_F(StatusRequest, leaves_no_trace_in_the_history_and_others_do) {
   dbgkit_hist_set_event_subtype(0x730000, 101, 1);
   char before[text_history_size + message_history_size];
   char after[sizeof before];
@@ -153,7 +153,7 @@ TEST_F(status_request, leaves_no_trace_in_the_history_and_others_do) {
   EXPECT_EQ(std::memcmp(before, after, size), 0);
 }
 
-TEST_F(status_request, is_no_other_message) {
+TEST_F(StatusRequest, is_no_other_message) {
   client sender;
   sender.send(60005);
   ipq_msg *msg = next_message();

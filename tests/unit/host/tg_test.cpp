@@ -12,14 +12,14 @@ namespace {
 using std::chrono::microseconds;
 using std::chrono::steady_clock;
 
-class tg_test : public ::testing::Test {
+class Tg : public ::testing::Test {
  protected:
   // One group for all tests; each destroys the timers that it made.
-  tg_test() {
+  Tg() {
     static const uint32_t group = tg_create_group("timers of the tests");
     group_ = group;
   }
-  ~tg_test() override {
+  ~Tg() override {
     for (const uint32_t timer : timers_) tg_destroy_timer(timer);
   }
 
@@ -49,20 +49,20 @@ class tg_test : public ::testing::Test {
   std::vector<uint32_t> timers_;
 };
 
-TEST_F(tg_test, waits_for_ever_without_a_timer) {
+TEST_F(Tg, waits_for_ever_without_a_timer) {
   timeval tv = {7, 7};
   EXPECT_EQ(tg_get_next_expiry_time(group_, &tv), nullptr);
   EXPECT_EQ(expired(), 0U);
 }
 
-TEST_F(tg_test, tells_the_time_that_is_left) {
+TEST_F(Tg, tells_the_time_that_is_left) {
   start(1, 1, 5, 0);
   EXPECT_LE(left(), microseconds(5'000'000));
   EXPECT_GT(left(), microseconds(4'000'000));
   EXPECT_EQ(expired(), 0U);
 }
 
-TEST_F(tg_test, stores_nothing_while_none_has_expired) {
+TEST_F(Tg, stores_nothing_while_none_has_expired) {
   start(1, 1, 5, 0);
   uint32_t id = 77;
   void *data = &id;
@@ -71,7 +71,7 @@ TEST_F(tg_test, stores_nothing_while_none_has_expired) {
   EXPECT_EQ(data, &id);
 }
 
-TEST_F(tg_test, expires_once_however_long_nobody_looked) {
+TEST_F(Tg, expires_once_however_long_nobody_looked) {
   start(1, 1, 0, 10'000);
   usleep(55'000);
   EXPECT_EQ(left(), microseconds(0));
@@ -84,7 +84,7 @@ TEST_F(tg_test, expires_once_however_long_nobody_looked) {
   EXPECT_LE(bursts, (steady_clock::now() - asked) / microseconds(10'000) + 1);
 }
 
-TEST_F(tg_test, keeps_its_cadence_after_a_long_sleep) {
+TEST_F(Tg, keeps_its_cadence_after_a_long_sleep) {
   const auto before = steady_clock::now();
   start(1, 1, 0, 100'000);
   const auto after = steady_clock::now();
@@ -102,7 +102,7 @@ TEST_F(tg_test, keeps_its_cadence_after_a_long_sleep) {
   EXPECT_LT(earliest / period, latest / period) << earliest.count() << " to " << latest.count();
 }
 
-TEST_F(tg_test, stops_a_timer_that_does_not_repeat) {
+TEST_F(Tg, stops_a_timer_that_does_not_repeat) {
   start(9, 0, 0, 1000);
   usleep(3000);
   EXPECT_EQ(expired(), 9U);
@@ -112,7 +112,7 @@ TEST_F(tg_test, stops_a_timer_that_does_not_repeat) {
   EXPECT_EQ(tg_get_next_expiry_time(group_, &tv), nullptr);
 }
 
-TEST_F(tg_test, takes_the_timer_that_was_due_first) {
+TEST_F(Tg, takes_the_timer_that_was_due_first) {
   start(2, 0, 0, 4000);
   start(1, 0, 0, 1000);
   usleep(8000);
@@ -121,7 +121,7 @@ TEST_F(tg_test, takes_the_timer_that_was_due_first) {
   EXPECT_EQ(expired(), 0U);
 }
 
-TEST_F(tg_test, keeps_groups_apart) {
+TEST_F(Tg, keeps_groups_apart) {
   const uint32_t other = tg_create_group("another group");
   ASSERT_NE(other, 0U);
   start(1, 1, 0, 1000);
@@ -132,7 +132,7 @@ TEST_F(tg_test, keeps_groups_apart) {
   EXPECT_EQ(expired(), 1U);
 }
 
-TEST_F(tg_test, refuses_intervals_that_are_none) {
+TEST_F(Tg, refuses_intervals_that_are_none) {
   const uint32_t timer = tg_create_timer(group_, 1, 0, 1);
   timers_.push_back(timer);
   const uint32_t never[] = {0, 0};
@@ -143,7 +143,7 @@ TEST_F(tg_test, refuses_intervals_that_are_none) {
   EXPECT_EQ(tg_get_next_expiry_time(group_, &tv), nullptr);
 }
 
-TEST_F(tg_test, refuses_handles_that_are_none) {
+TEST_F(Tg, refuses_handles_that_are_none) {
   const uint32_t second[] = {1, 0};
   EXPECT_EQ(tg_create_timer(0, 1, 0, 1), 0U);
   EXPECT_EQ(tg_create_timer(999, 1, 0, 1), 0U);
@@ -156,7 +156,7 @@ TEST_F(tg_test, refuses_handles_that_are_none) {
   EXPECT_EQ(tg_start_timer(timer, second), 0U);
 }
 
-TEST_F(tg_test, refuses_more_timers_than_it_has_room_for_and_reuses_destroyed_ones) {
+TEST_F(Tg, refuses_more_timers_than_it_has_room_for_and_reuses_destroyed_ones) {
   for (uint32_t timer = 0; (timer = tg_create_timer(group_, 1, 0, 1)) != 0;) {
     timers_.push_back(timer);
     ASSERT_LE(timers_.size(), 1000U);

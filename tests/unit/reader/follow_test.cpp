@@ -47,7 +47,7 @@ class Follow : public ::testing::Test {
   ring_follower::clock::time_point now{};
 };
 
-TEST_F(Follow, ShowsAllAtFirstAndThenWhatIsAdded) {
+TEST_F(Follow, shows_all_at_first_and_then_what_is_added) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   EXPECT_EQ(look(), "");
@@ -56,14 +56,14 @@ TEST_F(Follow, ShowsAllAtFirstAndThenWhatIsAdded) {
   EXPECT_EQ(look(), "");
 }
 
-TEST_F(Follow, BeginsWithAnEmptyRing) {
+TEST_F(Follow, begins_with_an_empty_ring) {
   write(gheader(116, 20, 20));
   EXPECT_EQ(look(), "anew ");
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "more a");
 }
 
-TEST_F(Follow, GoesAroundTheEndOfTheRing) {
+TEST_F(Follow, goes_around_the_end_of_the_ring) {
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
   EXPECT_EQ(look(), "anew abc");
   write(gheader(116, 68, 44) + at(5, "e") + at(2, "b") + at(3, "c") + at(4, "d"));
@@ -72,21 +72,21 @@ TEST_F(Follow, GoesAroundTheEndOfTheRing) {
   EXPECT_EQ(look(), "more f");
 }
 
-TEST_F(Follow, PassesOverTheNullEntryAtTheEndOfTheRing) {
+TEST_F(Follow, passes_over_the_null_entry_at_the_end_of_the_ring) {
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
   EXPECT_EQ(look(), "anew abc");
   write(gheader(116, 68, 44) + at(4, "d") + at(2, "b") + at(3, "c") + null4);
   EXPECT_EQ(look(), "more d");
 }
 
-TEST_F(Follow, GoesOnFromAnEndThatIsTheCapacity) {
+TEST_F(Follow, goes_on_from_an_end_that_is_the_capacity) {
   write(gheader(116, 20, 116) + at(1, "a") + at(2, "b") + at(3, "c") + at(4, "d"));
   EXPECT_EQ(look(), "anew abcd");
   write(gheader(116, 68, 44) + at(5, "e") + at(2, "b") + at(3, "c") + at(4, "d"));
   EXPECT_EQ(look(), "more e");
 }
 
-TEST_F(Follow, SaysWhenTheRingWentAllAround) {
+TEST_F(Follow, says_when_the_ring_went_all_around) {
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
   EXPECT_EQ(look(), "anew abc");
   write(gheader(116, 68, 44) + at(9, "i") + at(6, "f") + at(7, "g") + at(8, "h"));
@@ -94,14 +94,14 @@ TEST_F(Follow, SaysWhenTheRingWentAllAround) {
 }
 
 // The offsets are those of a ring that has grown by one entry; only the entries are others.
-TEST_F(Follow, IsNotTakenInByARingThatWentAroundToTheSamePlace) {
+TEST_F(Follow, is_not_taken_in_by_a_ring_that_went_around_to_the_same_place) {
   write(gheader(116, 44, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
   EXPECT_EQ(look(), "anew bc");
   write(gheader(116, 44, 116) + at(5, "e") + at(6, "f") + at(7, "g") + at(8, "h"));
   EXPECT_EQ(look(), "lost fgh");
 }
 
-TEST_F(Follow, ShowsAllOfAFileThatWasClearedAndMadeAnew) {
+TEST_F(Follow, shows_all_of_a_file_that_was_cleared_and_made_anew) {
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
   EXPECT_EQ(look(), "anew abc");
   std::filesystem::remove(path);
@@ -110,7 +110,7 @@ TEST_F(Follow, ShowsAllOfAFileThatWasClearedAndMadeAnew) {
   EXPECT_EQ(look(), "anew d");
 }
 
-TEST_F(Follow, ShowsAllOfAFileThatWasClearedBetweenTwoLooks) {
+TEST_F(Follow, shows_all_of_a_file_that_was_cleared_between_two_looks) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   std::filesystem::remove(path);
@@ -118,7 +118,7 @@ TEST_F(Follow, ShowsAllOfAFileThatWasClearedBetweenTwoLooks) {
   EXPECT_EQ(look(), "anew bc");
 }
 
-TEST_F(Follow, ShowsNothingTwiceWhenTheFileIsAwayForAWhile) {
+TEST_F(Follow, shows_nothing_twice_when_the_file_is_away_for_a_while) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   std::filesystem::rename(path, directory / "away");
@@ -127,13 +127,13 @@ TEST_F(Follow, ShowsNothingTwiceWhenTheFileIsAwayForAWhile) {
   EXPECT_EQ(look(), "");
 }
 
-TEST_F(Follow, ShowsAFileThatAppearsLater) {
+TEST_F(Follow, shows_a_file_that_appears_later) {
   EXPECT_EQ(look(), "No such file or directory");
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
 }
 
-TEST_F(Follow, DoesNotMindAnUpdateInPlace) {
+TEST_F(Follow, does_not_mind_an_update_in_place) {
   write(gheader(116, 20, 68) + at(1, "a") + at(2, "b"));
   EXPECT_EQ(look(), "anew ab");
   write(gheader(116, 20, 68) + at(1, "a") + at(9, "B"));
@@ -142,7 +142,7 @@ TEST_F(Follow, DoesNotMindAnUpdateInPlace) {
   EXPECT_EQ(look(), "more c");
 }
 
-TEST_F(Follow, CarriesTheLastTimeStampOver) {
+TEST_F(Follow, carries_the_last_time_stamp_over) {
   write(gheader(116, 20, 44) + at(10, "a"));
   EXPECT_EQ(look(), "anew a");
   write(gheader(116, 20, 68) + at(10, "a") + at(7, "b"));
@@ -151,7 +151,7 @@ TEST_F(Follow, CarriesTheLastTimeStampOver) {
 }
 
 // A ring of 8 KiB may come to this, and is well again with its next entry.
-TEST_F(Follow, WaitsWhileStartAndEndAreBothInTheMiddle) {
+TEST_F(Follow, waits_while_start_and_end_are_both_in_the_middle) {
   write(gheader(116, 20, 68) + at(1, "a") + at(2, "b"));
   EXPECT_EQ(look(), "anew ab");
   write(gheader(116, 92, 92) + at(1, "a") + at(2, "b") + at(3, "c"));
@@ -164,20 +164,20 @@ TEST_F(Follow, WaitsWhileStartAndEndAreBothInTheMiddle) {
 
 // --- damage ---
 
-TEST_F(Follow, TellsOldDamageAtOnce) {
+TEST_F(Follow, tells_old_damage_at_once) {
   store(path, gheader(116, 20, 92) + at(1, "a") + stale(24) + at(3, "c"));
   EXPECT_EQ(look(), "anew a!44");
   EXPECT_EQ(look(), "");
 }
 
-TEST_F(Follow, GoesOnBehindOldDamage) {
+TEST_F(Follow, goes_on_behind_old_damage) {
   store(path, gheader(116, 20, 68) + at(1, "a") + stale(24));
   EXPECT_EQ(look(), "anew a!44");
   write(gheader(116, 20, 92) + at(1, "a") + stale(24) + at(3, "c"));
   EXPECT_EQ(look(), "more c");
 }
 
-TEST_F(Follow, WaitsForAnEntryThatIsNotWholeYet) {
+TEST_F(Follow, waits_for_an_entry_that_is_not_whole_yet) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + stale(24));
@@ -188,7 +188,7 @@ TEST_F(Follow, WaitsForAnEntryThatIsNotWholeYet) {
   EXPECT_EQ(look(), "more bc");
 }
 
-TEST_F(Follow, TellsLastingDamageOnceAndGoesOnBehindIt) {
+TEST_F(Follow, tells_lasting_damage_once_and_goes_on_behind_it) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + stale(24));
@@ -201,7 +201,7 @@ TEST_F(Follow, TellsLastingDamageOnceAndGoesOnBehindIt) {
   EXPECT_EQ(look(), "more d");
 }
 
-TEST_F(Follow, TellsALostGlobalHeaderOnceItLasts) {
+TEST_F(Follow, tells_a_lost_global_header_once_it_lasts) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   write(stale(20));
@@ -214,7 +214,7 @@ TEST_F(Follow, TellsALostGlobalHeaderOnceItLasts) {
   EXPECT_EQ(look(), "more b");
 }
 
-TEST_F(Follow, SurvivesAFileThatShrinks) {
+TEST_F(Follow, survives_a_file_that_shrinks) {
   write(gheader(116, 20, 68) + at(1, "a") + at(2, "b"));
   EXPECT_EQ(look(), "anew ab");
   std::filesystem::resize_file(path, 50);
@@ -229,7 +229,7 @@ TEST_F(Follow, SurvivesAFileThatShrinks) {
   EXPECT_EQ(look(), "!3");
 }
 
-TEST_F(Follow, SaysWhyAFileCannotBeRead) {
+TEST_F(Follow, says_why_a_file_cannot_be_read) {
   std::filesystem::create_directory(path);
   EXPECT_EQ(look(), "Is a directory");
   std::filesystem::remove(path);

@@ -44,45 +44,45 @@ class Image : public ::testing::Test {
   const std::string broken = gheader(120, 20, 104) + alpha() + stale(24) + gamma_ray();
 };
 
-TEST_F(Image, HoldsTheFileByteForByte) {
+TEST_F(Image, holds_the_file_byte_for_byte) {
   store(path, sound);
   const auto [reason, bytes] = read(path);
   EXPECT_EQ(reason, "");
   EXPECT_EQ(bytes, sound);
 }
 
-TEST_F(Image, OfAnEmptyFileIsEmpty) {
+TEST_F(Image, of_an_empty_file_is_empty) {
   store(path, "");
   const auto [reason, bytes] = read(path);
   EXPECT_EQ(reason, "");
   EXPECT_EQ(bytes, "");
 }
 
-TEST_F(Image, OfADamagedFileIsTheFile) {
+TEST_F(Image, of_a_damaged_file_is_the_file) {
   store(path, broken);
   EXPECT_EQ(read(path).bytes, broken);
 }
 
-TEST_F(Image, MissingFile) {
+TEST_F(Image, missing_file) {
   EXPECT_EQ(read(path).reason, "No such file or directory");
 }
 
-TEST_F(Image, Directory) {
+TEST_F(Image, directory) {
   EXPECT_EQ(read(directory.path()).reason, "Is a directory");
 }
 
-TEST_F(Image, FifoIsRefusedWithoutWaiting) {
+TEST_F(Image, fifo_is_refused_without_waiting) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   EXPECT_EQ(read(path).reason, "Not a regular file");
 }
 
-TEST_F(Image, FileThatIsTooLargeIsNotRead) {
+TEST_F(Image, file_that_is_too_large_is_not_read) {
   store(path, sound);
   ASSERT_EQ(truncate(path.c_str(), 64 * 1024 * 1024 + 1), 0);
   EXPECT_EQ(read(path).reason, "Larger than 64 MiB: not a log file");
 }
 
-TEST_F(Image, FileThatTheSystemCannotReadIsRefused) {
+TEST_F(Image, file_that_the_system_cannot_read_is_refused) {
   store(path, sound);
   faulty_pread.error = EIO;
   EXPECT_EQ(read(path).reason, "Input/output error");
@@ -91,7 +91,7 @@ TEST_F(Image, FileThatTheSystemCannotReadIsRefused) {
 // --- files that are written to while they are read: one call of pread takes the whole file, the
 // next one looks at its header again ---
 
-TEST_F(Image, IsReadAgainWhenTheHeaderMovedMeanwhile) {
+TEST_F(Image, is_read_again_when_the_header_moved_meanwhile) {
   const std::string earlier = gheader(120, 20, 48) + alpha();
   store(path, earlier);
   faulty_pread.after = [&](int calls) {
@@ -100,7 +100,7 @@ TEST_F(Image, IsReadAgainWhenTheHeaderMovedMeanwhile) {
   EXPECT_EQ(read(path).bytes, sound);
 }
 
-TEST_F(Image, IsReadAgainWhenAnEntryWasThereBeforeItsHeader) {
+TEST_F(Image, is_read_again_when_an_entry_was_there_before_its_header) {
   store(path, broken);
   faulty_pread.after = [&](int calls) {
     if (calls == 6) overwrite(path, sound);
@@ -109,7 +109,7 @@ TEST_F(Image, IsReadAgainWhenAnEntryWasThereBeforeItsHeader) {
   EXPECT_EQ(read(path).bytes, sound);
 }
 
-TEST_F(Image, IsWhatIsLeftOfAFileThatShrinks) {
+TEST_F(Image, is_what_is_left_of_a_file_that_shrinks) {
   store(path, sound);
   faulty_pread.after = [&](int calls) {
     if (calls == 1) {
@@ -120,7 +120,7 @@ TEST_F(Image, IsWhatIsLeftOfAFileThatShrinks) {
   EXPECT_EQ(read(path).bytes, sound.substr(0, 50));
 }
 
-TEST_F(Image, IsReadOnceWhereTheDamageIsOld) {
+TEST_F(Image, is_read_once_where_the_damage_is_old) {
   store(path, broken);
   int preads = 0;
   faulty_pread.after = [&](int calls) { preads = calls; };
@@ -128,7 +128,7 @@ TEST_F(Image, IsReadOnceWhereTheDamageIsOld) {
   EXPECT_EQ(preads, 2);
 }
 
-TEST_F(Image, IsNotAwaitedForEver) {
+TEST_F(Image, is_not_awaited_for_ever) {
   store(path, sound);
   const std::string empty = gheader(120, 20, 20) + sound.substr(20);
   int preads = 0;
@@ -140,7 +140,7 @@ TEST_F(Image, IsNotAwaitedForEver) {
   EXPECT_EQ(preads, 62);  // two for the first reading and for each of thirty more
 }
 
-TEST_F(Image, ReadsOnlyAndLeavesTheFileAlone) {
+TEST_F(Image, reads_only_and_leaves_the_file_alone) {
   store(path, broken);
   struct stat before, after;
   ASSERT_EQ(stat(path.c_str(), &before), 0);

@@ -44,48 +44,48 @@ class Merge : public ::testing::Test {
   std::vector<std::string> files_;
 };
 
-TEST_F(Merge, OfNoFileIsEmpty) {
+TEST_F(Merge, of_no_file_is_empty) {
   EXPECT_EQ(order(), "");
 }
 
-TEST_F(Merge, OfOneFileIsItsRing) {
+TEST_F(Merge, of_one_file_is_its_ring) {
   add(at(1, "a") + at(2, "b"));
   EXPECT_EQ(order(), "0a 0b");
 }
 
-TEST_F(Merge, GoesByTime) {
+TEST_F(Merge, goes_by_time) {
   add(at(1, "a") + at(4, "b") + at(5, "c"));
   add("");
   add(at(2, "p") + at(3, "q") + at(6, "r"));
   EXPECT_EQ(order(), "0a 2p 2q 0b 0c 2r");
 }
 
-TEST_F(Merge, GoesByMicroseconds) {
+TEST_F(Merge, goes_by_microseconds) {
   add(at(1, "a", 500));
   add(at(1, "p", 499) + at(1, "q", 501));
   EXPECT_EQ(order(), "1p 0a 1q");
 }
 
-TEST_F(Merge, ShowsTheFirstFileFirstAtOneTime) {
+TEST_F(Merge, shows_the_first_file_first_at_one_time) {
   add(at(1, "a") + at(1, "b"));
   add(at(1, "p") + at(1, "q"));
   EXPECT_EQ(order(), "0a 0b 1p 1q");
 }
 
-TEST_F(Merge, KeepsARingsOrderWhereItsClockStepsBack) {
+TEST_F(Merge, keeps_a_rings_order_where_its_clock_steps_back) {
   add(at(10, "a") + at(5, "b") + at(6, "c") + at(20, "d"));
   add(at(7, "p") + at(12, "q"));
   EXPECT_EQ(order(), "1p 0a 0b 0c 1q 0d");
 }
 
-TEST_F(Merge, ShowsASetBackEntryRightBehindTheOneBeforeIt) {
+TEST_F(Merge, shows_a_set_back_entry_right_behind_the_one_before_it) {
   add(at(9, "a"));
   add(at(10, "p") + at(5, "q"));
   add(at(10, "x"));
   EXPECT_EQ(order(), "0a 1p 1q 2x");
 }
 
-TEST_F(Merge, GoesOnWithoutAFileThatEndsInDamage) {
+TEST_F(Merge, goes_on_without_a_file_that_ends_in_damage) {
   add(at(1, "a") + stale(24));
   add_file(stale(40));
   add(at(2, "p"));

@@ -98,7 +98,7 @@ seen expect_bounded(const image &bytes, uint32_t capacity) {
   return result;
 }
 
-TEST(AnyBytes, WalksAreBounded) {
+TEST(AnyBytes, walks_are_bounded) {
   generator random;
   seen total;
   for (int i = 0; i < 20000 && !::testing::Test::HasFailure(); ++i) {

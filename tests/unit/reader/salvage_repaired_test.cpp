@@ -79,12 +79,12 @@ class SalvageOfRepaired : public ::testing::Test {
   }
 };
 
-TEST_F(SalvageOfRepaired, EntriesBetweenDamageAnywhere) {
+TEST_F(SalvageOfRepaired, entries_between_damage_anywhere) {
   expect_all_spared(ring(7).entries(12, 40), 12,
                     [](const log_file &file) { repair_headers(file, 20, 740); });
 }
 
-TEST_F(SalvageOfRepaired, EntriesBetweenDamageAnywhereAtAStart) {
+TEST_F(SalvageOfRepaired, entries_between_damage_anywhere_at_a_start) {
   expect_all_spared(ring(7).entries(12, 40), 12, [](const log_file &) {
     platform.forget();
     vesk_validate_files();
@@ -92,7 +92,7 @@ TEST_F(SalvageOfRepaired, EntriesBetweenDamageAnywhereAtAStart) {
 }
 
 // 135 entries up to 8120, and a null entry behind them; the ring begins with the 71st.
-TEST_F(SalvageOfRepaired, EntriesOfAWrappedRing) {
+TEST_F(SalvageOfRepaired, entries_of_a_wrapped_ring) {
   const ring sound = ring(7).entries(135, 40).null_to_max().start(4220).end(3620);
   for (uint32_t at = 20; at + 100 <= 8120; at += 92) {
     const log_file file = ring(sound).damage_at(at, 100).make();
@@ -102,7 +102,7 @@ TEST_F(SalvageOfRepaired, EntriesOfAWrappedRing) {
 }
 
 // Entries that were updated in place, the first behind a wrap, and whatever else is stored there.
-TEST_F(SalvageOfRepaired, EntriesThatHeldAnyPreviousSize) {
+TEST_F(SalvageOfRepaired, entries_that_held_any_previous_size) {
   for (const uint16_t prev_size : std::initializer_list<uint16_t>{20, 40, 44, 65532}) {
     ring sound(7);
     for (uint16_t i = 0; i < 12; ++i) {
@@ -116,7 +116,7 @@ TEST_F(SalvageOfRepaired, EntriesThatHeldAnyPreviousSize) {
 }
 
 // A checksum word of zero lets a rewritten header hold, and be rewritten again.
-TEST_F(SalvageOfRepaired, EntryThatIsRewrittenTwiceInOneWalk) {
+TEST_F(SalvageOfRepaired, entry_that_is_rewritten_twice_in_one_walk) {
   const log_file file = ring(7)
                             .entries(1, 40)
                             .damage(24)
@@ -132,14 +132,14 @@ TEST_F(SalvageOfRepaired, EntryThatIsRewrittenTwiceInOneWalk) {
 }
 
 // What discarding the oldest entries covers on its way is not lost for its neighbours.
-TEST_F(SalvageOfRepaired, EntriesOverWhichRoomWasMade) {
+TEST_F(SalvageOfRepaired, entries_over_which_room_was_made) {
   expect_all_spared(ring(7).entries(12, 40), 12, [](const log_file &file) {
     uint32_t start = 20, error = 0;
     vesk_make_space(file.fd(), 8192, &start, 700, 1, &error);
   });
 }
 
-TEST_F(SalvageOfRepaired, SecondRepairMovesTheStartAndLosesNothing) {
+TEST_F(SalvageOfRepaired, second_repair_moves_the_start_and_loses_nothing) {
   const log_file file = ring(7).entries(12, 40).damage_at(200, 24).make();
   repair_headers(file, 20, 740);
   EXPECT_EQ(found_in(file).size(), 11u);

@@ -44,14 +44,14 @@ class SenderCount : public ::testing::Test {
   sender_count count;
 };
 
-TEST_F(SenderCount, OfNothingIsNothing) {
+TEST_F(SenderCount, of_nothing_is_nothing) {
   EXPECT_EQ(listed(), "");
   EXPECT_EQ(count.all().entries, 0u);
   EXPECT_EQ(count.all().bytes, 0u);
   EXPECT_EQ(entries_per_hour(count.all()), std::nullopt);
 }
 
-TEST_F(SenderCount, CountsHeadersAndDataAndPutsTheMostFirst) {
+TEST_F(SenderCount, counts_headers_and_data_and_puts_the_most_first) {
   add(80, 100, 4);
   add(677, 101, 100);
   add(510, 102, 0);
@@ -61,14 +61,14 @@ TEST_F(SenderCount, CountsHeadersAndDataAndPutsTheMostFirst) {
   EXPECT_EQ(count.all().bytes, 192u);
 }
 
-TEST_F(SenderCount, PutsEqualsInTheOrderOfTheirNumbers) {
+TEST_F(SenderCount, puts_equals_in_the_order_of_their_numbers) {
   add(2736, 100);
   add(1, 100);
   add(677, 100);
   EXPECT_EQ(listed(), "1:1/24 677:1/24 2736:1/24");
 }
 
-TEST_F(SenderCount, RateIsThatOfTheStepsBetweenTheEntries) {
+TEST_F(SenderCount, rate_is_that_of_the_steps_between_the_entries) {
   add(677, 1000);
   add(677, 1900);
   add(677, 2800);
@@ -77,24 +77,24 @@ TEST_F(SenderCount, RateIsThatOfTheStepsBetweenTheEntries) {
   EXPECT_EQ(entries_per_hour(of(677)), 4.0);
 }
 
-TEST_F(SenderCount, RateTakesFractionsOfASecond) {
+TEST_F(SenderCount, rate_takes_fractions_of_a_second) {
   add(677, 1000, 4, 500'000);
   add(677, 1001);
   EXPECT_EQ(entries_per_hour(of(677)), 7200.0);
 }
 
-TEST_F(SenderCount, SingleEntryHasNoRate) {
+TEST_F(SenderCount, single_entry_has_no_rate) {
   add(677, 1000);
   EXPECT_EQ(entries_per_hour(of(677)), std::nullopt);
 }
 
-TEST_F(SenderCount, EntriesOfOneMomentHaveNoRate) {
+TEST_F(SenderCount, entries_of_one_moment_have_no_rate) {
   add(677, 1000);
   add(677, 1000);
   EXPECT_EQ(entries_per_hour(of(677)), std::nullopt);
 }
 
-TEST_F(SenderCount, ClockThatJumpedBackLeavesNoRate) {
+TEST_F(SenderCount, clock_that_jumped_back_leaves_no_rate) {
   add(677, 2000);
   add(677, 1000);
   add(677, 3000);
@@ -104,21 +104,21 @@ TEST_F(SenderCount, ClockThatJumpedBackLeavesNoRate) {
   EXPECT_EQ(entries_per_hour(count.all()), std::nullopt);
 }
 
-TEST_F(SenderCount, StepBackOfLessThanASecondIsNoJump) {
+TEST_F(SenderCount, step_back_of_less_than_a_second_is_no_jump) {
   add(677, 1000, 4, 999'999);
   add(677, 1000, 4, 0);
   add(677, 4600, 4, 0);
   EXPECT_EQ(entries_per_hour(of(677)), 2.0);
 }
 
-TEST_F(SenderCount, StepBackOfASecondIsAJump) {
+TEST_F(SenderCount, step_back_of_a_second_is_a_jump) {
   add(677, 1001);
   add(677, 1000);
   add(677, 4600);
   EXPECT_EQ(entries_per_hour(of(677)), std::nullopt);
 }
 
-TEST_F(SenderCount, OtherSendersClocksDoNotMatter) {
+TEST_F(SenderCount, other_senders_clocks_do_not_matter) {
   add(80, 9000);
   add(677, 1000);
   add(80, 8000);
@@ -127,7 +127,7 @@ TEST_F(SenderCount, OtherSendersClocksDoNotMatter) {
   EXPECT_EQ(entries_per_hour(of(80)), std::nullopt);
 }
 
-TEST_F(SenderCount, RingsDoNotFollowEachOther) {
+TEST_F(SenderCount, rings_do_not_follow_each_other) {
   count.begin_ring();
   add(677, 4600);
   count.begin_ring();

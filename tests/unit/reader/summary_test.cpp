@@ -13,7 +13,7 @@ ring_summary summary_of(const std::string &file) {
   return summarize({reinterpret_cast<const uint8_t *>(file.data()), file.size()}, 120);
 }
 
-TEST(Summary, EmptyRing) {
+TEST(Summary, empty_ring) {
   const ring_summary summary = summary_of(gheader(120, 20, 20));
   ASSERT_TRUE(summary.state);
   EXPECT_FALSE(summary.state->wrapped());
@@ -23,7 +23,7 @@ TEST(Summary, EmptyRing) {
   EXPECT_FALSE(summary.damage);
 }
 
-TEST(Summary, OldestAndNewestAreThoseOfTheRingAndNotOfTheFile) {
+TEST(Summary, oldest_and_newest_are_those_of_the_ring_and_not_of_the_file) {
   const std::string file = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
   const ring_summary summary = summary_of(file);
   ASSERT_TRUE(summary.state);
@@ -36,7 +36,7 @@ TEST(Summary, OldestAndNewestAreThoseOfTheRingAndNotOfTheFile) {
   EXPECT_FALSE(summary.damage);
 }
 
-TEST(Summary, DamagedRingCountsWhatCanBeRead) {
+TEST(Summary, damaged_ring_counts_what_can_be_read) {
   const ring_summary summary = summary_of(gheader(120, 20, 104) + alpha() + beta() + stale(32));
   EXPECT_EQ(summary.entries, 2u);
   ASSERT_TRUE(summary.newest);
@@ -45,14 +45,14 @@ TEST(Summary, DamagedRingCountsWhatCanBeRead) {
   EXPECT_EQ(summary.damage->offset, 72u);
 }
 
-TEST(Summary, LostGlobalHeaderLeavesNoState) {
+TEST(Summary, lost_global_header_leaves_no_state) {
   const ring_summary summary = summary_of(stale(120));
   EXPECT_FALSE(summary.state);
   EXPECT_EQ(summary.entries, 0u);
   EXPECT_TRUE(summary.damage);
 }
 
-TEST(Used, CountsTheLiveBytes) {
+TEST(Used, counts_the_live_bytes) {
   EXPECT_EQ(used_bytes({.max = 120, .start = 20, .end = 20}), 0u);
   EXPECT_EQ(used_bytes({.max = 120, .start = 48, .end = 104}), 56u);
   EXPECT_EQ(used_bytes({.max = 120, .start = 20, .end = 120}), 100u);
@@ -66,7 +66,7 @@ bool whole(const std::string &file, uint32_t capacity) {
   return reached_end(walk);
 }
 
-TEST(WalkToTheEnd, IsOneThatNoBreakEnded) {
+TEST(WalkToTheEnd, is_one_that_no_break_ended) {
   EXPECT_TRUE(whole(gheader(120, 20, 20), 120));
   EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha(), 120));
   EXPECT_FALSE(whole(gheader(120, 20, 48) + stale(28), 120));
@@ -74,13 +74,13 @@ TEST(WalkToTheEnd, IsOneThatNoBreakEnded) {
   EXPECT_FALSE(whole(stale(120), 120));
 }
 
-TEST(WalkToTheEnd, MayComeByAHeaderThatClaimsTooMuch) {
+TEST(WalkToTheEnd, may_come_by_a_header_that_claims_too_much) {
   EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha(), 8192));
   EXPECT_TRUE(whole(gheader(120, 20, 48) + alpha() + stale(80), 120));
   EXPECT_FALSE(whole(gheader(120, 20, 48) + stale(80), 8192));
 }
 
-TEST(Fill, CountsTheLiveBytesAndRoundsDown) {
+TEST(Fill, counts_the_live_bytes_and_rounds_down) {
   EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 20}), 0u);
   EXPECT_EQ(fill_percent({.max = 120, .start = 20, .end = 104}), 84u);
   EXPECT_EQ(fill_percent({.max = 120, .start = 48, .end = 104}), 56u);

@@ -33,20 +33,20 @@ std::string rate_of(const std::string &file) {
   return std::to_string(rate->bytes) + "/" + std::to_string(rate->usecs / sec);
 }
 
-TEST(Turnover, OfAnEmptyRingIsNotKnown) {
+TEST(Turnover, of_an_empty_ring_is_not_known) {
   const ring_turnover result = turnover(gheader(120, 20, 20));
   EXPECT_TRUE(result.state);
   EXPECT_FALSE(result.oldest || result.span || result.rate || result.life || result.full_at);
   EXPECT_FALSE(result.damage);
 }
 
-TEST(Turnover, OfASingleEntryIsNotKnown) {
+TEST(Turnover, of_a_single_entry_is_not_known) {
   const ring_turnover result = turnover(file_of(entry_at(noon)));
   EXPECT_EQ(result.oldest, noon * sec);
   EXPECT_FALSE(result.span || result.rate || result.life || result.full_at);
 }
 
-TEST(Turnover, FollowsFromTwoEntries) {
+TEST(Turnover, follows_from_two_entries) {
   const ring_turnover result = turnover(file_of(entry_at(noon) + entry_at(noon + 60)));
   EXPECT_EQ(result.span, 60 * sec);
   ASSERT_TRUE(result.rate);
@@ -56,7 +56,7 @@ TEST(Turnover, FollowsFromTwoEntries) {
   EXPECT_EQ(result.full_at, (noon + 60 + 3966) * sec);  // 7932 bytes are left
 }
 
-TEST(Turnover, OfAWrappedRingHasNoTimeWhenItIsFull) {
+TEST(Turnover, of_a_wrapped_ring_has_no_time_when_it_is_full) {
   const std::string file = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
   const ring_turnover result = turnover(file);
   EXPECT_EQ(result.oldest, noon * sec + 1);
@@ -68,14 +68,14 @@ TEST(Turnover, OfAWrappedRingHasNoTimeWhenItIsFull) {
   EXPECT_FALSE(result.full_at);
 }
 
-TEST(Turnover, OfARingThatGaveUpEntriesHasNoTimeWhenItIsFullEither) {
+TEST(Turnover, of_a_ring_that_gave_up_entries_has_no_time_when_it_is_full_either) {
   const std::string entries = stale(120) + entry_at(noon) + entry_at(noon + 60);
   const ring_turnover result = turnover(gheader(8192, 140, 380) + entries);
   EXPECT_EQ(result.life, 4086 * sec);
   EXPECT_FALSE(result.full_at);
 }
 
-TEST(FullRing, HasWrappedOrGivenUpItsFirstEntry) {
+TEST(FullRing, has_wrapped_or_given_up_its_first_entry) {
   EXPECT_FALSE(has_been_full({.max = 120, .start = 20, .end = 20}));
   EXPECT_FALSE(has_been_full({.max = 120, .start = 20, .end = 120}));
   EXPECT_TRUE(has_been_full({.max = 120, .start = 48, .end = 120}));
@@ -84,44 +84,44 @@ TEST(FullRing, HasWrappedOrGivenUpItsFirstEntry) {
 
 // --- which entries make the present rate ---
 
-TEST(PresentRate, IsThatOfTheNewestQuarterWhereThisIsMoreThanADay) {
+TEST(PresentRate, is_that_of_the_newest_quarter_where_this_is_more_than_a_day) {
   std::string entries;
   for (uint32_t i = 0; i < 6; ++i) entries += entry_at(noon + i * day);
   for (uint32_t i = 0; i < 2; ++i) entries += entry_at(noon + (10 + 5 * i) * day);
   EXPECT_EQ(rate_of(file_of(entries)), "120/432000");
 }
 
-TEST(PresentRate, TakesTheEntryInWhichTheNewestQuarterBegins) {
+TEST(PresentRate, takes_the_entry_in_which_the_newest_quarter_begins) {
   std::string entries;
   for (uint32_t i = 0; i < 9; ++i) entries += entry_at(noon + 2 * i * day);
   EXPECT_EQ(rate_of(file_of(entries)), "240/345600");  // 270 of 1080 bytes: the last three
 }
 
-TEST(PresentRate, IsThatOfTheLastDayWhereThisIsMoreThanAQuarter) {
+TEST(PresentRate, is_that_of_the_last_day_where_this_is_more_than_a_quarter) {
   std::string entries = entry_at(noon);
   for (uint32_t i = 0; i <= 4; ++i) entries += entry_at(noon + 10 * day + 6 * hour * i);
   EXPECT_EQ(rate_of(file_of(entries)), "480/86400");
 }
 
-TEST(PresentRate, TakesTwoEntriesAtLeast) {
+TEST(PresentRate, takes_two_entries_at_least) {
   const std::string large = entry({.secs = noon + 3 * day}, std::string(1000, 'x'));
   EXPECT_EQ(rate_of(file_of(entry_at(noon) + entry_at(noon + day) + large)), "1020/172800");
 }
 
-TEST(PresentRate, CountsNothingBeforeAJumpOfTheClock) {
+TEST(PresentRate, counts_nothing_before_a_jump_of_the_clock) {
   const std::string before = entry_at(noon + 2 * hour) + entry_at(noon + 3 * hour);
   const std::string after = entry_at(noon) + entry_at(noon + 10) + entry_at(noon + 20);
   EXPECT_EQ(rate_of(file_of(before + after)), "240/20");
   EXPECT_FALSE(turnover(file_of(before + after)).span);
 }
 
-TEST(PresentRate, IsNotKnownWhenTheClockJumpedBeforeTheNewestEntry) {
+TEST(PresentRate, is_not_known_when_the_clock_jumped_before_the_newest_entry) {
   const std::string file = file_of(entry_at(noon) + entry_at(noon + 60) + entry_at(noon + 30));
   EXPECT_EQ(rate_of(file), "-");
   EXPECT_FALSE(turnover(file).life || turnover(file).full_at || turnover(file).span);
 }
 
-TEST(PresentRate, BearsEntriesThatPassedEachOther) {
+TEST(PresentRate, bears_entries_that_passed_each_other) {
   const std::string file = file_of(entry({.secs = noon, .usecs = 900000}, "late") +
                                    entry({.secs = noon, .usecs = 100000}, "soon") +
                                    entry({.secs = noon + 10, .usecs = 900000}, "last"));
@@ -129,13 +129,13 @@ TEST(PresentRate, BearsEntriesThatPassedEachOther) {
   EXPECT_EQ(turnover(file).span, 10 * sec);
 }
 
-TEST(PresentRate, IsNotKnownWithoutTimeBetweenTheEntries) {
+TEST(PresentRate, is_not_known_without_time_between_the_entries) {
   const std::string file = file_of(entry_at(noon) + entry_at(noon) + entry_at(noon));
   EXPECT_EQ(rate_of(file), "-");
   EXPECT_FALSE(turnover(file).span);
 }
 
-TEST(PresentRate, IsNotKnownWhereTheChainBreaks) {
+TEST(PresentRate, is_not_known_where_the_chain_breaks) {
   const std::string file =
       gheader(8192, 20, 284) + entry_at(noon) + entry_at(noon + 60) + stale(24);
   const ring_turnover result = turnover(file);
@@ -145,7 +145,7 @@ TEST(PresentRate, IsNotKnownWhereTheChainBreaks) {
   EXPECT_EQ(result.damage->offset, 260u);
 }
 
-TEST(PresentRate, IsKnownWhereOnlyTheCapacityIsAnotherFiles) {
+TEST(PresentRate, is_known_where_only_the_capacity_is_another_files) {
   const std::string file = file_of(entry_at(noon) + entry_at(noon + 60));
   const ring_turnover result =
       turnover_of({reinterpret_cast<const uint8_t *>(file.data()), file.size()}, 262144);
@@ -153,7 +153,7 @@ TEST(PresentRate, IsKnownWhereOnlyTheCapacityIsAnotherFiles) {
   EXPECT_TRUE(result.rate);
 }
 
-TEST(Turnover, OfALostHeaderIsNotKnown) {
+TEST(Turnover, of_a_lost_header_is_not_known) {
   const ring_turnover result = turnover(stale(120));
   EXPECT_FALSE(result.state || result.oldest || result.rate);
   EXPECT_TRUE(result.damage);
@@ -161,24 +161,24 @@ TEST(Turnover, OfALostHeaderIsNotKnown) {
 
 // --- large numbers ---
 
-TEST(TimeToWrite, IsRoundedDown) {
+TEST(TimeToWrite, is_rounded_down) {
   EXPECT_EQ(time_to_write({.bytes = 3, .usecs = 10}, 1), 3u);
   EXPECT_EQ(time_to_write({.bytes = 3, .usecs = 10}, 2), 6u);
   EXPECT_EQ(time_to_write({.bytes = 3, .usecs = 10}, 3), 10u);
   EXPECT_EQ(time_to_write({.bytes = 3, .usecs = 10}, 0), 0u);
 }
 
-TEST(TimeToWrite, BearsTheLargestRing) {
+TEST(TimeToWrite, bears_the_largest_ring) {
   EXPECT_EQ(time_to_write({.bytes = 0xFFFFFFFF, .usecs = 0xFFFFFFFE}, 0xFFFFFFFF), 0xFFFFFFFEu);
   EXPECT_EQ(time_to_write({.bytes = 1, .usecs = 0x100000001}, 0xFFFFFFFF), 0xFFFFFFFFFFFFFFFFu);
 }
 
-TEST(TimeToWrite, IsNotToldWhereItIsTooLong) {
+TEST(TimeToWrite, is_not_told_where_it_is_too_long) {
   EXPECT_EQ(time_to_write({.bytes = 1, .usecs = 0x100000002}, 0xFFFFFFFF), std::nullopt);
   EXPECT_EQ(time_to_write({.bytes = 20, .usecs = 4294967295 * sec}, 0xFFFFFFFF), std::nullopt);
 }
 
-TEST(Turnover, OfTheSlowestAndLargestRingIsTooLongToTell) {
+TEST(Turnover, of_the_slowest_and_largest_ring_is_too_long_to_tell) {
   const std::string entries = entry({.secs = 0}, "") + entry({.secs = 0xFFFFFFFF}, "");
   const ring_turnover result = turnover(gheader(0xFFFFFFFF, 20, 60) + entries);
   EXPECT_EQ(result.span, 4294967295 * sec);

@@ -7,7 +7,7 @@
 namespace vesk::test {
 namespace {
 
-class CorruptionCheckTest : public RecoveryTest {
+class CorruptionCheck : public RecoveryTest {
  protected:
   int32_t check(const log_file &file, uint32_t start, uint32_t end, uint32_t max = 8192) {
     return vesk_check_file_corrupted(file.fd(), start, end, max, &reason);
@@ -34,7 +34,7 @@ ring three_entries() {
 
 // --- empty rings ---
 
-TEST_F(CorruptionCheckTest, FreshFileIsSoundAndIsNotRead) {
+TEST_F(CorruptionCheck, fresh_file_is_sound_and_is_not_read) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 20), 0);
@@ -46,7 +46,7 @@ TEST_F(CorruptionCheckTest, FreshFileIsSoundAndIsNotRead) {
                        error("ERROR: vesk_check_file_corrupted start 20 end 20 max 8192 \n")}));
 }
 
-TEST_F(CorruptionCheckTest, EqualStartAndEndAnywhereElseAreImpossible) {
+TEST_F(CorruptionCheck, equal_start_and_end_anywhere_else_are_impossible) {
   const log_file file = three_entries().make();
   for (const uint32_t at : {0u, 16u, 24u, 100u, 8192u}) {
     SCOPED_TRACE(at);
@@ -62,7 +62,7 @@ TEST_F(CorruptionCheckTest, EqualStartAndEndAnywhereElseAreImpossible) {
 
 // --- a sound chain ---
 
-TEST_F(CorruptionCheckTest, ChainFromTheFirstSlotIsReadOnceAndThenItsLastHeaderAgain) {
+TEST_F(CorruptionCheck, chain_from_the_first_slot_is_read_once_and_then_its_last_header_again) {
   const log_file file = three_headers().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 80), 0);
@@ -75,7 +75,7 @@ TEST_F(CorruptionCheckTest, ChainFromTheFirstSlotIsReadOnceAndThenItsLastHeaderA
                        trace("TRACE:checking entry at end 80\n")}));
 }
 
-TEST_F(CorruptionCheckTest, ChainFromElsewhereHasItsFirstSlotReadToo) {
+TEST_F(CorruptionCheck, chain_from_elsewhere_has_its_first_slot_read_too) {
   const log_file file = three_headers().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 40, 80), 0);
@@ -85,7 +85,7 @@ TEST_F(CorruptionCheckTest, ChainFromElsewhereHasItsFirstSlotReadToo) {
                                    trace("TRACE:checking entry at end 80\n")}));
 }
 
-TEST_F(CorruptionCheckTest, WalkGoesOnAtTheFirstSlotWhereTheRingEnds) {
+TEST_F(CorruptionCheck, walk_goes_on_at_the_first_slot_where_the_ring_ends) {
   const log_file file = three_entries().make();
   for (const uint32_t max : {104u, 103u}) {  // at its end, and beyond it
     SCOPED_TRACE(max);
@@ -96,7 +96,7 @@ TEST_F(CorruptionCheckTest, WalkGoesOnAtTheFirstSlotWhereTheRingEnds) {
   EXPECT_EQ(reason, untouched);
 }
 
-TEST_F(CorruptionCheckTest, WalkDoesNotGoOnAtTheFirstSlotOneByteEarly) {
+TEST_F(CorruptionCheck, walk_does_not_go_on_at_the_first_slot_one_byte_early) {
   const log_file file = three_entries().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 76, 48, 105), -1);
@@ -104,12 +104,12 @@ TEST_F(CorruptionCheckTest, WalkDoesNotGoOnAtTheFirstSlotOneByteEarly) {
   EXPECT_EQ(faults.journal(), looks_at({76, 104}));
 }
 
-TEST_F(CorruptionCheckTest, NullEntriesAreHeadersLikeAnyOther) {
+TEST_F(CorruptionCheck, null_entries_are_headers_like_any_other) {
   const log_file file = ring(7).null(8).entry(1024, 8).null(4).make();
   EXPECT_EQ(check(file, 20, 100), 0);
 }
 
-TEST_F(CorruptionCheckTest, NothingIsWritten) {
+TEST_F(CorruptionCheck, nothing_is_written) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -120,7 +120,7 @@ TEST_F(CorruptionCheckTest, NothingIsWritten) {
 
 // --- the walk from the start ---
 
-TEST_F(CorruptionCheckTest, BadHeaderOnTheWalkIsCorruption) {
+TEST_F(CorruptionCheck, bad_header_on_the_walk_is_corruption) {
   const log_file file = ring(7).entries(2, 8).damage(8).entry(1026, 8).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 112), -1);
@@ -130,7 +130,7 @@ TEST_F(CorruptionCheckTest, BadHeaderOnTheWalkIsCorruption) {
             (log_lines{error("ERROR: Bad ehdr at offset at start 76 entry count 2\n")}));
 }
 
-TEST_F(CorruptionCheckTest, BadHeaderAtTheStartItselfCountsNoEntry) {
+TEST_F(CorruptionCheck, bad_header_at_the_start_itself_counts_no_entry) {
   const log_file file = ring(7).damage(8).entries(2, 8).make();
   EXPECT_EQ(check(file, 20, 84), -1);
   EXPECT_EQ(reason, 2u);
@@ -138,7 +138,7 @@ TEST_F(CorruptionCheckTest, BadHeaderAtTheStartItselfCountsNoEntry) {
             (log_lines{error("ERROR: Bad ehdr at offset at start 20 entry count 0\n")}));
 }
 
-TEST_F(CorruptionCheckTest, BadHundredAndFirstHeaderIsSeen) {
+TEST_F(CorruptionCheck, bad_hundred_and_first_header_is_seen) {
   const log_file file = headers(ring(7), 100).damage(20).entry(2000, 0).make();
   EXPECT_EQ(check(file, 20, 2060), -1);
   EXPECT_EQ(reason, 2u);
@@ -146,7 +146,7 @@ TEST_F(CorruptionCheckTest, BadHundredAndFirstHeaderIsSeen) {
             (log_lines{error("ERROR: Bad ehdr at offset at start 2020 entry count 100\n")}));
 }
 
-TEST_F(CorruptionCheckTest, BadHundredAndSecondHeaderIsNot) {
+TEST_F(CorruptionCheck, bad_hundred_and_second_header_is_not) {
   const log_file file = headers(ring(7), 101).damage(20).entry(2000, 0).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 2080), 0);
@@ -156,7 +156,7 @@ TEST_F(CorruptionCheckTest, BadHundredAndSecondHeaderIsNot) {
   EXPECT_EQ(findings(), (log_lines{trace("TRACE:checking entry at end 2080\n")}));
 }
 
-TEST_F(CorruptionCheckTest, HundredAndOneHeadersAreReadFromAnyStart) {
+TEST_F(CorruptionCheck, hundred_and_one_headers_are_read_from_any_start) {
   const log_file file = headers(ring(7), 102).damage(20).entry(2000, 0).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 40, 2100), 0);
@@ -164,7 +164,7 @@ TEST_F(CorruptionCheckTest, HundredAndOneHeadersAreReadFromAnyStart) {
 }
 
 // Nothing but the ends of the file and of the count stops a chain that misses `end`.
-TEST_F(CorruptionCheckTest, ChainThatMissesTheEndRunsIntoTheEndOfTheFile) {
+TEST_F(CorruptionCheck, chain_that_misses_the_end_runs_into_the_end_of_the_file) {
   const log_file file = ring(7)
                             .entry({.uuid = 300, .type = 1030, .size = 8, .flags = 1})
                             .entry({.uuid = 301, .type = 1031, .size = 12, .flags = 254})
@@ -176,7 +176,7 @@ TEST_F(CorruptionCheckTest, ChainThatMissesTheEndRunsIntoTheEndOfTheFile) {
                        error("ERROR: euuid 301 etype 1031 esize 12 254 \n")}));
 }
 
-TEST_F(CorruptionCheckTest, ShortReadOfTheFirstHeaderRemembersNoEntry) {
+TEST_F(CorruptionCheck, short_read_of_the_first_header_remembers_no_entry) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(1), only{19}, with{ENXIO});
@@ -188,7 +188,7 @@ TEST_F(CorruptionCheckTest, ShortReadOfTheFirstHeaderRemembersNoEntry) {
                        error("ERROR: euuid 0 etype 0 esize 0 0 \n")}));
 }
 
-TEST_F(CorruptionCheckTest, ReadThatFailsOnTheWalkTellsTheEntryInFront) {
+TEST_F(CorruptionCheck, read_that_fails_on_the_walk_tells_the_entry_in_front) {
   const log_file file = ring(7)
                             .entry({.uuid = 300, .type = 1030, .size = 8, .flags = 1})
                             .entry({.uuid = 301, .type = 1031, .size = 12, .flags = 2})
@@ -203,7 +203,7 @@ TEST_F(CorruptionCheckTest, ReadThatFailsOnTheWalkTellsTheEntryInFront) {
                        error("ERROR: euuid 300 etype 1030 esize 8 1 \n")}));
 }
 
-TEST_F(CorruptionCheckTest, IoErrorOnTheWalkRemountsAndStillFails) {
+TEST_F(CorruptionCheck, io_error_on_the_walk_remounts_and_still_fails) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(3), returns{-1}, with{EIO});
@@ -216,7 +216,7 @@ TEST_F(CorruptionCheckTest, IoErrorOnTheWalkRemountsAndStillFails) {
                        error("ERROR: euuid 77 etype 1025 esize 8 0 \n")}));
 }
 
-TEST_F(CorruptionCheckTest, SeekThatFailsOnTheWalkRemountsNothing) {
+TEST_F(CorruptionCheck, seek_that_fails_on_the_walk_remounts_nothing) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EIO});
@@ -227,7 +227,7 @@ TEST_F(CorruptionCheckTest, SeekThatFailsOnTheWalkRemountsNothing) {
   EXPECT_EQ(findings(), (log_lines{error("ERROR: lseek failed to seek at start 48, errno = 5\n")}));
 }
 
-TEST_F(CorruptionCheckTest, OffsetsOfTwoGigabytesAreRefused) {
+TEST_F(CorruptionCheck, offsets_of_two_gigabytes_are_refused) {
   const log_file file = three_entries().make();
   EXPECT_EQ(check(file, 0x80000000, 20), -1);
   EXPECT_EQ(reason, 3u);
@@ -241,7 +241,7 @@ TEST_F(CorruptionCheckTest, OffsetsOfTwoGigabytesAreRefused) {
 
 // --- the first slot ---
 
-TEST_F(CorruptionCheckTest, GarbageInTheFirstSlotIsCorruptionThoughTheChainIsSound) {
+TEST_F(CorruptionCheck, garbage_in_the_first_slot_is_corruption_though_the_chain_is_sound) {
   const log_file file = headers(ring(7).damage(20), 2).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 40, 80), -1);
@@ -251,7 +251,7 @@ TEST_F(CorruptionCheckTest, GarbageInTheFirstSlotIsCorruptionThoughTheChainIsSou
                                    error("ERROR: Bad ehdr at offset at beginning 20\n")}));
 }
 
-TEST_F(CorruptionCheckTest, GarbageInTheFirstSlotOfAWrappedRingIsCorruption) {
+TEST_F(CorruptionCheck, garbage_in_the_first_slot_of_a_wrapped_ring_is_corruption) {
   const log_file file = ring(7).damage_to(8100).entry(1024, 8).null_to_max().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 8100, 20), -1);
@@ -260,7 +260,7 @@ TEST_F(CorruptionCheckTest, GarbageInTheFirstSlotOfAWrappedRingIsCorruption) {
   EXPECT_EQ(findings().back(), error("ERROR: Bad ehdr at offset at beginning 20\n"));
 }
 
-TEST_F(CorruptionCheckTest, WalkThatComesToGarbageInTheFirstSlotTellsSoItself) {
+TEST_F(CorruptionCheck, walk_that_comes_to_garbage_in_the_first_slot_tells_so_itself) {
   const log_file file = ring(7).damage_to(8100).entry(1024, 8).null_to_max().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 8100, 48), -1);
@@ -270,7 +270,7 @@ TEST_F(CorruptionCheckTest, WalkThatComesToGarbageInTheFirstSlotTellsSoItself) {
             (log_lines{error("ERROR: Bad ehdr at offset at start 20 entry count 2\n")}));
 }
 
-TEST_F(CorruptionCheckTest, OnlyOneHeaderIsReadInTheFirstSlot) {
+TEST_F(CorruptionCheck, only_one_header_is_read_in_the_first_slot) {
   const log_file file = ring(7).entry(1024, 0).damage_to(8100).entry(1025, 8).null_to_max().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 8100, 20), 0);
@@ -280,7 +280,7 @@ TEST_F(CorruptionCheckTest, OnlyOneHeaderIsReadInTheFirstSlot) {
   EXPECT_EQ(findings(), (log_lines{trace("TRACE:checking  entries from beginning 20\n")}));
 }
 
-TEST_F(CorruptionCheckTest, FirstSlotThatCannotBeSoughtIsUnreadable) {
+TEST_F(CorruptionCheck, first_slot_that_cannot_be_sought_is_unreadable) {
   const log_file file = three_headers().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(3), returns{-1}, with{EIO});
@@ -292,7 +292,7 @@ TEST_F(CorruptionCheckTest, FirstSlotThatCannotBeSoughtIsUnreadable) {
                                          "5\n")}));
 }
 
-TEST_F(CorruptionCheckTest, FirstSlotThatIsReadShortIsUnreadable) {
+TEST_F(CorruptionCheck, first_slot_that_is_read_short_is_unreadable) {
   const log_file file = three_headers().make();
   fault_plan faults;
   faults.shorten(call::read, nth(3), only{19}, with{ENXIO});
@@ -302,7 +302,7 @@ TEST_F(CorruptionCheckTest, FirstSlotThatIsReadShortIsUnreadable) {
                                    error("ERROR: ehdr read at beginning 20 failed errno 6\n")}));
 }
 
-TEST_F(CorruptionCheckTest, IoErrorInTheFirstSlotRemountsAndIsStillUnreadable) {
+TEST_F(CorruptionCheck, io_error_in_the_first_slot_remounts_and_is_still_unreadable) {
   const log_file file = three_headers().make();
   fault_plan faults;
   faults.fail(call::read, nth(3), returns{-1}, with{EIO});
@@ -316,7 +316,7 @@ TEST_F(CorruptionCheckTest, IoErrorInTheFirstSlotRemountsAndIsStillUnreadable) {
 
 // --- the entry at the end ---
 
-TEST_F(CorruptionCheckTest, LastHeaderIsLookedForBackwardsInStepsOfFour) {
+TEST_F(CorruptionCheck, last_header_is_looked_for_backwards_in_steps_of_four) {
   const log_file file = three_entries().make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 104), 0);
@@ -325,14 +325,14 @@ TEST_F(CorruptionCheckTest, LastHeaderIsLookedForBackwardsInStepsOfFour) {
 
 // The walk is over after 101 headers, and the header found at the end is of an entry that ends 40
 // bytes before it.
-TEST_F(CorruptionCheckTest, HeaderNearTheEndWillDoWhereverItsEntryEnds) {
+TEST_F(CorruptionCheck, header_near_the_end_will_do_wherever_its_entry_ends) {
   const log_file file = headers(ring(7), 101).damage(40).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 2080), 0);
   EXPECT_EQ(faults.count(call::read), 101u + 11u);
 }
 
-TEST_F(CorruptionCheckTest, HeaderAt2049thPositionIsFound) {
+TEST_F(CorruptionCheck, header_at_2049th_position_is_found) {
   const log_file file = ring(6).entry(1024, 8192).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 8232, 0x20000), 0);
@@ -342,7 +342,7 @@ TEST_F(CorruptionCheckTest, HeaderAt2049thPositionIsFound) {
   EXPECT_EQ(findings(), (log_lines{trace("TRACE:checking entry at end 8232\n")}));
 }
 
-TEST_F(CorruptionCheckTest, HeaderFourBytesFurtherBackIsNot) {
+TEST_F(CorruptionCheck, header_four_bytes_further_back_is_not) {
   const log_file file = ring(6).entry(1024, 8196).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 8236, 0x20000), -1);
@@ -355,7 +355,7 @@ TEST_F(CorruptionCheckTest, HeaderFourBytesFurtherBackIsNot) {
 }
 
 // An end that is no multiple of four is looked for in steps of four all the same.
-TEST_F(CorruptionCheckTest, SearchEndsInFrontOfTheFirstSlot) {
+TEST_F(CorruptionCheck, search_ends_in_front_of_the_first_slot) {
   const log_file file =
       headers(ring(7).entry({.uuid = 79, .usecs = 1}).entry({.uuid = 78, .usecs = 2}), 99).make();
   fault_plan faults;
@@ -368,7 +368,7 @@ TEST_F(CorruptionCheckTest, SearchEndsInFrontOfTheFirstSlot) {
                              "is bigger than max corruptedsize 8192\n")}));
 }
 
-TEST_F(CorruptionCheckTest, EndTooCloseToTheFirstSlotIsCorruption) {
+TEST_F(CorruptionCheck, end_too_close_to_the_first_slot_is_corruption) {
   const log_file file = headers(ring(7), 101).make();
   fault_plan faults;
   EXPECT_EQ(check(file, 20, 36), -1);
@@ -377,19 +377,19 @@ TEST_F(CorruptionCheckTest, EndTooCloseToTheFirstSlotIsCorruption) {
   EXPECT_EQ(findings(), (log_lines{error("ERROR: curr is less than VESK_GHEADER_SIZE 16\n")}));
 }
 
-TEST_F(CorruptionCheckTest, EndOneByteShortOfAHeaderIsTooClose) {
+TEST_F(CorruptionCheck, end_one_byte_short_of_a_header_is_too_close) {
   const log_file file = headers(ring(7), 101).make();
   EXPECT_EQ(check(file, 20, 39), -1);
   EXPECT_EQ(findings(), (log_lines{error("ERROR: curr is less than VESK_GHEADER_SIZE 19\n")}));
 }
 
-TEST_F(CorruptionCheckTest, EndBehindOneHeaderIsNotTooClose) {
+TEST_F(CorruptionCheck, end_behind_one_header_is_not_too_close) {
   const log_file file = headers(ring(7), 1).make();
   EXPECT_EQ(check(file, 20, 40), 0);
 }
 
 // 0 - 20 is a large number, and the seek refuses it.
-TEST_F(CorruptionCheckTest, EndBelowTwentyFailsInTheSeek) {
+TEST_F(CorruptionCheck, end_below_twenty_fails_in_the_seek) {
   const log_file file = headers(ring(7), 101).make();
   EXPECT_EQ(check(file, 20, 0), -1);
   EXPECT_EQ(reason, 3u);
@@ -397,7 +397,7 @@ TEST_F(CorruptionCheckTest, EndBelowTwentyFailsInTheSeek) {
                                    error("ERROR: lseek failed to seek at end -20, errno = 22\n")}));
 }
 
-TEST_F(CorruptionCheckTest, SeekThatFailsAtTheEndIsCorruption) {
+TEST_F(CorruptionCheck, seek_that_fails_at_the_end_is_corruption) {
   const log_file file = ring(7).entries(1, 8).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(3), returns{-1}, with{EIO});
@@ -409,7 +409,7 @@ TEST_F(CorruptionCheckTest, SeekThatFailsAtTheEndIsCorruption) {
                                    error("ERROR: lseek failed to seek at end 24, errno = 5\n")}));
 }
 
-TEST_F(CorruptionCheckTest, ReadThatFallsShortAtTheEndIsCorruption) {
+TEST_F(CorruptionCheck, read_that_falls_short_at_the_end_is_corruption) {
   const log_file file = three_headers().make();
   fault_plan faults;
   faults.shorten(call::read, nth(4), only{7}, with{ENXIO});
@@ -420,7 +420,7 @@ TEST_F(CorruptionCheckTest, ReadThatFallsShortAtTheEndIsCorruption) {
                        error("ERROR: ehdr read failed at end 60 errno 6 read_bytes 7\n")}));
 }
 
-TEST_F(CorruptionCheckTest, IoErrorAtTheEndRemountsAndIsStillCorruption) {
+TEST_F(CorruptionCheck, io_error_at_the_end_remounts_and_is_still_corruption) {
   const log_file file = three_headers().make();
   fault_plan faults;
   faults.fail(call::read, nth(4), returns{-1}, with{EIO});

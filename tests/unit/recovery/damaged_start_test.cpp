@@ -9,9 +9,9 @@
 namespace vesk::test {
 namespace {
 
-class DamagedStartTest : public RecoveryTest {
+class DamagedStart : public RecoveryTest {
  protected:
-  DamagedStartTest() { platform.remove_for_real(); }
+  DamagedStart() { platform.remove_for_real(); }
 
   // What is logged and called by a first start after a boot.
   static lines start() {
@@ -36,7 +36,7 @@ bool exists(const log_file &file) {
 
 // The usual file: every header has a previous size of zero. The repair writes one into each, and
 // none of them holds afterwards: the ring is empty, although all the bytes are still there.
-TEST_F(DamagedStartTest, BrokenSumAmongAppendedEntriesLeavesAnEmptyRing) {
+TEST_F(DamagedStart, broken_sum_among_appended_entries_leaves_an_empty_ring) {
   const log_file file = ring(7)
                             .entry(1024, 8)
                             .entry(1025, 8)
@@ -87,7 +87,7 @@ TEST_F(DamagedStartTest, BrokenSumAmongAppendedEntriesLeavesAnEmptyRing) {
 
 // With the previous sizes in place only the header behind the null entry is rewritten, and the ring
 // ends in front of it.
-TEST_F(DamagedStartTest, TwentyFourBytesOfDamageEndTheRingBehindANullEntry) {
+TEST_F(DamagedStart, twenty_four_bytes_of_damage_end_the_ring_behind_a_null_entry) {
   const log_file file = ring(7)
                             .entry(linked(1024, 40, 20))
                             .damage(24)
@@ -134,7 +134,7 @@ TEST_F(DamagedStartTest, TwentyFourBytesOfDamageEndTheRingBehindANullEntry) {
   EXPECT_EQ(file.bytes(), before);
 }
 
-TEST_F(DamagedStartTest, EightBytesOfDamageCostTheFile) {
+TEST_F(DamagedStart, eight_bytes_of_damage_cost_the_file) {
   const log_file file = ring(7).entry(1024, 40).damage(8).entry(1025, 8).make();
 
   EXPECT_EQ(start(),
@@ -160,7 +160,7 @@ TEST_F(DamagedStartTest, EightBytesOfDamageCostTheFile) {
 }
 
 // The validation keeps the file for the sweep, which finds the same header and gives it up.
-TEST_F(DamagedStartTest, TornGlobalHeaderCostsTheFile) {
+TEST_F(DamagedStart, torn_global_header_costs_the_file) {
   const log_file file = ring(7).entries(3, 8).patch(18, {0xDA, 0x4A}).make();
   EXPECT_EQ(file.hex(0, 5), "76 65 73 6b  01");
 
@@ -179,7 +179,7 @@ TEST_F(DamagedStartTest, TornGlobalHeaderCostsTheFile) {
 
 // The global header is written last, so that a cut before it leaves the ring as it was; what lies
 // behind the end is nobody's.
-TEST_F(DamagedStartTest, AppendThatWasCutIsNotSeen) {
+TEST_F(DamagedStart, append_that_was_cut_is_not_seen) {
   const log_file file = ring(7).entries(2, 8).end_here().entry(1026, 8).make();
   ASSERT_EQ(truncate(file.path().c_str(), 100), 0);
   EXPECT_EQ(file.picture(), "E1024/8 E1025/8 start=20 end=76");
@@ -198,7 +198,7 @@ TEST_F(DamagedStartTest, AppendThatWasCutIsNotSeen) {
 
 // The oldest entry lies at 8068, behind the youngest. The walk from there closes on itself, and the
 // entry in front of it is given up so that the end is not the start.
-TEST_F(DamagedStartTest, BrokenSumInFrontOfTheRingsEndCostsTheLastEntry) {
+TEST_F(DamagedStart, broken_sum_in_front_of_the_rings_end_costs_the_last_entry) {
   const log_file file =
       ring(7)
           .entry({.type = 1026, .size = 8, .prev_size = 20, .secs = 300})

@@ -7,7 +7,7 @@
 namespace vesk::test {
 namespace {
 
-class EhdrRecoveryTest : public RecoveryTest {
+class EhdrRecovery : public RecoveryTest {
  protected:
   int32_t recover(const log_file &file, uint32_t start, uint32_t end, uint32_t max = 8192) {
     return vesk_ehdr_recovery(file.fd(), start, end, max, &code, &new_start, &last_entry);
@@ -20,7 +20,7 @@ class EhdrRecoveryTest : public RecoveryTest {
 
 // --- nothing to repair ---
 
-TEST_F(EhdrRecoveryTest, EmptyRingIsNotRead) {
+TEST_F(EhdrRecovery, empty_ring_is_not_read) {
   const log_file file = three_linked_entries().make();
   for (const uint32_t at : {20u, 100u}) {
     platform.forget();
@@ -35,7 +35,7 @@ TEST_F(EhdrRecoveryTest, EmptyRingIsNotRead) {
   }
 }
 
-TEST_F(EhdrRecoveryTest, SoundChainIsReadOnceAndLeftAlone) {
+TEST_F(EhdrRecovery, sound_chain_is_read_once_and_left_alone) {
   const log_file file = three_linked_entries().make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -48,7 +48,7 @@ TEST_F(EhdrRecoveryTest, SoundChainIsReadOnceAndLeftAlone) {
   EXPECT_EQ(logged(), (log_lines{error("eheader recovery start 20 end 104 max 8192.\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, AppendedEntriesGetTheirPreviousSizeAndLoseTheirSum) {
+TEST_F(EhdrRecovery, appended_entries_get_their_previous_size_and_lose_their_sum) {
   const log_file file = ring(7).entries(3, 8).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 20, 104), 0);
@@ -67,7 +67,7 @@ TEST_F(EhdrRecoveryTest, AppendedEntriesGetTheirPreviousSizeAndLoseTheirSum) {
                                  error("Updating eheader at 76 with size 8\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, RewriteThatFailsDoesNotStopTheWalk) {
+TEST_F(EhdrRecovery, rewrite_that_fails_does_not_stop_the_walk) {
   const log_file file = ring(7).entries(2, 8).make();
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{-1}, with{ENOSPC});
@@ -82,7 +82,7 @@ TEST_F(EhdrRecoveryTest, RewriteThatFailsDoesNotStopTheWalk) {
                                  error("ERROR: Write failed ret 19 errno 28.")}));
 }
 
-TEST_F(EhdrRecoveryTest, RewriteThatCannotReadItsHeaderDoesNotStopTheWalkEither) {
+TEST_F(EhdrRecovery, rewrite_that_cannot_read_its_header_does_not_stop_the_walk_either) {
   const log_file file = ring(7).entries(2, 8).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EINVAL});
@@ -100,7 +100,7 @@ TEST_F(EhdrRecoveryTest, RewriteThatCannotReadItsHeaderDoesNotStopTheWalkEither)
 
 // --- over the ring's end ---
 
-TEST_F(EhdrRecoveryTest, WalkGoesOnAtTheFirstSlotWhereTheRingEnds) {
+TEST_F(EhdrRecovery, walk_goes_on_at_the_first_slot_where_the_ring_ends) {
   const log_file file = ring(7)
                             .entry(linked(1024, 8, 20))
                             .entry(linked(1025, 8, 8))
@@ -116,7 +116,7 @@ TEST_F(EhdrRecoveryTest, WalkGoesOnAtTheFirstSlotWhereTheRingEnds) {
   }
 }
 
-TEST_F(EhdrRecoveryTest, WalkDoesNotGoOnAtTheFirstSlotOneByteEarly) {
+TEST_F(EhdrRecovery, walk_does_not_go_on_at_the_first_slot_one_byte_early) {
   const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 76, 48, 105), -1);
   EXPECT_EQ(code, 1u);
@@ -124,7 +124,7 @@ TEST_F(EhdrRecoveryTest, WalkDoesNotGoOnAtTheFirstSlotOneByteEarly) {
 }
 
 // Behind the ring's end no entry is known: its first header is told 20, as the start is.
-TEST_F(EhdrRecoveryTest, FirstSlotBehindTheRingsEndIsToldTwenty) {
+TEST_F(EhdrRecovery, first_slot_behind_the_rings_end_is_told_twenty) {
   const log_file file =
       ring(7).entry(linked(1024, 8, 8)).entry(linked(1025, 8, 8)).entry(linked(1026, 8, 20)).make();
   EXPECT_EQ(recover(file, 76, 48, 104), 0);
@@ -132,7 +132,7 @@ TEST_F(EhdrRecoveryTest, FirstSlotBehindTheRingsEndIsToldTwenty) {
   EXPECT_EQ(file.hex(30, 2), "00 14");
 }
 
-TEST_F(EhdrRecoveryTest, EndInTheFirstSlotEndsTheWalkAtTheRingsEnd) {
+TEST_F(EhdrRecovery, end_in_the_first_slot_ends_the_walk_at_the_rings_end) {
   const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 48, 20, 104), 0);
   EXPECT_EQ(last_entry, 76u);
@@ -141,7 +141,7 @@ TEST_F(EhdrRecoveryTest, EndInTheFirstSlotEndsTheWalkAtTheRingsEnd) {
 
 // --- damage between entries ---
 
-TEST_F(EhdrRecoveryTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
+TEST_F(EhdrRecovery, twenty_four_bytes_of_damage_become_a_null_entry_of_four) {
   const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.clock(clock_now, 5);
@@ -164,7 +164,7 @@ TEST_F(EhdrRecoveryTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
 
 // The second rewrite goes by the copy of the header that was read before the first, and finds that
 // the first has left a sum that does not hold.
-TEST_F(EhdrRecoveryTest, SecondRewriteBehindANullEntryFailsOnTheSumOfTheFirst) {
+TEST_F(EhdrRecovery, second_rewrite_behind_a_null_entry_fails_on_the_sum_of_the_first) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 20, 132), 0);
@@ -184,7 +184,7 @@ TEST_F(EhdrRecoveryTest, SecondRewriteBehindANullEntryFailsOnTheSumOfTheFirst) {
                                  error("ERROR: Bad ehdr at offset 104")}));
 }
 
-TEST_F(EhdrRecoveryTest, SecondRewriteReplacesTheNullEntrysSizeWhereTheFirstStillHolds) {
+TEST_F(EhdrRecovery, second_rewrite_replaces_the_null_entrys_size_where_the_first_still_holds) {
   const log_file file =
       ring(7).entry(linked(1024, 40, 20)).damage(24).entry(lasting(1025, 8, 0)).make();
   EXPECT_EQ(recover(file, 20, 132), 0);
@@ -198,7 +198,7 @@ TEST_F(EhdrRecoveryTest, SecondRewriteReplacesTheNullEntrysSizeWhereTheFirstStil
                                  error("Updating eheader at 104 with size 40\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, WalkGoesOnBehindTheDamageWithTheNextEntrysSize) {
+TEST_F(EhdrRecovery, walk_goes_on_behind_the_damage_with_the_next_entrys_size) {
   const log_file file = ring(7)
                             .entry(linked(1024, 40, 20))
                             .damage(24)
@@ -221,7 +221,7 @@ TEST_F(EhdrRecoveryTest, WalkGoesOnBehindTheDamageWithTheNextEntrysSize) {
                                  error("Updating eheader at 160 with size 8\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, DamageOfTwentyBytesAndLessLosesTheFile) {
+TEST_F(EhdrRecovery, damage_of_twenty_bytes_and_less_loses_the_file) {
   for (const uint32_t gap : {4u, 8u, 12u, 16u, 20u}) {
     SCOPED_TRACE(gap);
     platform.forget();
@@ -239,7 +239,7 @@ TEST_F(EhdrRecoveryTest, DamageOfTwentyBytesAndLessLosesTheFile) {
   }
 }
 
-TEST_F(EhdrRecoveryTest, WhatWasRepairedInFrontOfALostFileStaysRepaired) {
+TEST_F(EhdrRecovery, what_was_repaired_in_front_of_a_lost_file_stays_repaired) {
   const log_file file = ring(7).entry(1024, 40).damage(8).entry(1025, 8).make();
   EXPECT_EQ(recover(file, 20, 116), -1);
   EXPECT_EQ(code, 2u);
@@ -256,7 +256,7 @@ TEST_F(EhdrRecoveryTest, WhatWasRepairedInFrontOfALostFileStaysRepaired) {
 
 // --- damage at the start ---
 
-TEST_F(EhdrRecoveryTest, EightBytesOfDamageAtTheStartMoveItByEight) {
+TEST_F(EhdrRecovery, eight_bytes_of_damage_at_the_start_move_it_by_eight) {
   const log_file file =
       ring(7).damage(8).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).make();
   const std::vector<uint8_t> before = file.bytes();
@@ -273,7 +273,7 @@ TEST_F(EhdrRecoveryTest, EightBytesOfDamageAtTheStartMoveItByEight) {
                                  trace("TRACE:Adjusting start pointer to 28 from 20\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, FirstGoodHeaderBehindDamageAtTheStartIsToldTwenty) {
+TEST_F(EhdrRecovery, first_good_header_behind_damage_at_the_start_is_told_twenty) {
   const log_file file = ring(7).damage(40).entry(1024, 8).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 20, 88), 0);
@@ -284,7 +284,7 @@ TEST_F(EhdrRecoveryTest, FirstGoodHeaderBehindDamageAtTheStartIsToldTwenty) {
   EXPECT_EQ(errors().back(), error("Updating eheader at 60 with size 20\n"));
 }
 
-TEST_F(EhdrRecoveryTest, DamageBehindAMovedStartIsCoveredLikeAnyOther) {
+TEST_F(EhdrRecovery, damage_behind_a_moved_start_is_covered_like_any_other) {
   const log_file file = ring(7)
                             .damage(8)
                             .entry(linked(1024, 8, 20))  // 28
@@ -297,7 +297,7 @@ TEST_F(EhdrRecoveryTest, DamageBehindAMovedStartIsCoveredLikeAnyOther) {
   EXPECT_EQ(contents(file), "~8 E1024/8 N/4 !E1025/8");
 }
 
-TEST_F(EhdrRecoveryTest, MovedStartIsHandedOutThoughTheFileIsLost) {
+TEST_F(EhdrRecovery, moved_start_is_handed_out_though_the_file_is_lost) {
   const log_file file = ring(7).damage(8).entry(1024, 8).damage(8).entry(1025, 8).make();
   EXPECT_EQ(recover(file, 20, 92), -1);
   EXPECT_EQ(code, 2u);
@@ -319,7 +319,7 @@ ring wrapped_with_damage_at_the_rings_end(uint32_t damage) {
       .damage(damage);
 }
 
-TEST_F(EhdrRecoveryTest, DamageUpToTheRingsEndIsCoveredAndTheWalkGoesOnAtTheFirstSlot) {
+TEST_F(EhdrRecovery, damage_up_to_the_rings_end_is_covered_and_the_walk_goes_on_at_the_first_slot) {
   const log_file file = wrapped_with_damage_at_the_rings_end(64).make();
   fault_plan faults;
   faults.clock(clock_now, 5);
@@ -339,7 +339,7 @@ TEST_F(EhdrRecoveryTest, DamageUpToTheRingsEndIsCoveredAndTheWalkGoesOnAtTheFirs
 }
 
 // The header that might lie exactly 20 bytes in front of the ring's end is not looked at.
-TEST_F(EhdrRecoveryTest, DamageOfTwentyFourBytesAtTheRingsEndIsCovered) {
+TEST_F(EhdrRecovery, damage_of_twenty_four_bytes_at_the_rings_end_is_covered) {
   const log_file file = wrapped_with_damage_at_the_rings_end(24).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 8100, 48), 0);
@@ -349,7 +349,7 @@ TEST_F(EhdrRecoveryTest, DamageOfTwentyFourBytesAtTheRingsEndIsCovered) {
       looks_at({8100, 8168}) + ", gettimeofday, lseek 8168, write 20, write 4, " + looks_at({20}));
 }
 
-TEST_F(EhdrRecoveryTest, DamageOfTwentyBytesAtTheRingsEndLosesTheFile) {
+TEST_F(EhdrRecovery, damage_of_twenty_bytes_at_the_rings_end_loses_the_file) {
   const log_file file = wrapped_with_damage_at_the_rings_end(20).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 8100, 48), -1);
@@ -361,14 +361,14 @@ TEST_F(EhdrRecoveryTest, DamageOfTwentyBytesAtTheRingsEndLosesTheFile) {
                                  error("ERROR: No space to add hdr Can't recover file \n")}));
 }
 
-TEST_F(EhdrRecoveryTest, EndInTheFirstSlotEndsTheWalkBehindCoveredDamage) {
+TEST_F(EhdrRecovery, end_in_the_first_slot_ends_the_walk_behind_covered_damage) {
   const log_file file = wrapped_with_damage_at_the_rings_end(64).make();
   EXPECT_EQ(recover(file, 8100, 20), 0);
   EXPECT_EQ(last_entry, 8100u);
   EXPECT_EQ(new_start, untouched);
 }
 
-TEST_F(EhdrRecoveryTest, DamageOnBothSidesOfTheRingsEndIsTwoStretches) {
+TEST_F(EhdrRecovery, damage_on_both_sides_of_the_rings_end_is_two_stretches) {
   const log_file file = ring(7)
                             .damage(24)
                             .entry(linked(1026, 8, 20))  // 44
@@ -386,7 +386,7 @@ TEST_F(EhdrRecoveryTest, DamageOnBothSidesOfTheRingsEndIsTwoStretches) {
 }
 
 // Everything from the start on is lost, and the ring begins anew in the first slot.
-TEST_F(EhdrRecoveryTest, DamageFromTheStartToTheRingsEndMovesTheStartToTheFirstSlot) {
+TEST_F(EhdrRecovery, damage_from_the_start_to_the_rings_end_moves_the_start_to_the_first_slot) {
   const log_file file =
       ring(7).entry(linked(1026, 8, 20)).end_here().damage_to(8192).start(8100).make();
   const std::vector<uint8_t> before = file.bytes();
@@ -400,7 +400,7 @@ TEST_F(EhdrRecoveryTest, DamageFromTheStartToTheRingsEndMovesTheStartToTheFirstS
                        bad_headers(8100, 8168)));
 }
 
-TEST_F(EhdrRecoveryTest, DamageFromTheStartToAnEndInTheFirstSlotLeavesAnEmptyRing) {
+TEST_F(EhdrRecovery, damage_from_the_start_to_an_end_in_the_first_slot_leaves_an_empty_ring) {
   const log_file file = ring(7).damage_to(8192).start(8164).end(20).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 8164, 20), 0);
@@ -410,7 +410,7 @@ TEST_F(EhdrRecoveryTest, DamageFromTheStartToAnEndInTheFirstSlotLeavesAnEmptyRin
 }
 
 // No good header was met yet, so that damage there is still damage at the start.
-TEST_F(EhdrRecoveryTest, DamageFromTheStartOverTheRingsEndMovesTheStartBehindIt) {
+TEST_F(EhdrRecovery, damage_from_the_start_over_the_rings_end_moves_the_start_behind_it) {
   const log_file file = ring(7)
                             .damage(8)
                             .entry(linked(1026, 8, 20))  // 28
@@ -433,7 +433,7 @@ TEST_F(EhdrRecoveryTest, DamageFromTheStartOverTheRingsEndMovesTheStartBehindIt)
 
 // --- how much damage is tolerated ---
 
-TEST_F(EhdrRecoveryTest, DamageOf8192BytesInAllIsTolerated) {
+TEST_F(EhdrRecovery, damage_of_8192_bytes_in_all_is_tolerated) {
   const log_file file = ring(6)
                             .damage(8)
                             .entry(linked(1024, 8, 20))  // 28
@@ -448,7 +448,7 @@ TEST_F(EhdrRecoveryTest, DamageOf8192BytesInAllIsTolerated) {
   EXPECT_EQ(contents(file), "~8 E1024/8 N/4072 !E1025/8 N/4072 !E1026/8");
 }
 
-TEST_F(EhdrRecoveryTest, DamageOf8196BytesInAllIsNotAndSaysNoMore) {
+TEST_F(EhdrRecovery, damage_of_8196_bytes_in_all_is_not_and_says_no_more) {
   const log_file file = ring(6)
                             .damage(8)
                             .entry(linked(1024, 8, 20))  // 28
@@ -465,13 +465,13 @@ TEST_F(EhdrRecoveryTest, DamageOf8196BytesInAllIsNotAndSaysNoMore) {
   EXPECT_EQ(errors().back(), error("ERROR: Bad ehdr at offset 8268\n"));
 }
 
-TEST_F(EhdrRecoveryTest, DamageOf8192BytesAtTheStartIsTolerated) {
+TEST_F(EhdrRecovery, damage_of_8192_bytes_at_the_start_is_tolerated) {
   const log_file file = ring(6).damage(8192).entry(linked(1024, 8, 20)).make();
   EXPECT_EQ(recover(file, 20, 8240, 0x20000), 0);
   EXPECT_EQ(new_start, 8212u);
 }
 
-TEST_F(EhdrRecoveryTest, DamageOf8196BytesAtTheStartIsNot) {
+TEST_F(EhdrRecovery, damage_of_8196_bytes_at_the_start_is_not) {
   const log_file file = ring(6).damage(8196).entry(linked(1024, 8, 20)).make();
   EXPECT_EQ(recover(file, 20, 8244, 0x20000), -1);
   EXPECT_EQ(code, 2u);
@@ -483,7 +483,7 @@ TEST_F(EhdrRecoveryTest, DamageOf8196BytesAtTheStartIsNot) {
 
 // --- damage up to the end ---
 
-TEST_F(EhdrRecoveryTest, DamageThatEndsExactlyAtTheEndLosesTheFile) {
+TEST_F(EhdrRecovery, damage_that_ends_exactly_at_the_end_loses_the_file) {
   for (const uint32_t gap : {4u, 24u}) {
     SCOPED_TRACE(gap);
     platform.forget();
@@ -498,7 +498,7 @@ TEST_F(EhdrRecoveryTest, DamageThatEndsExactlyAtTheEndLosesTheFile) {
   }
 }
 
-TEST_F(EhdrRecoveryTest, DamageFromTheStartToTheEndLosesTheFile) {
+TEST_F(EhdrRecovery, damage_from_the_start_to_the_end_loses_the_file) {
   const log_file file = ring(7).damage(60).make();
   EXPECT_EQ(recover(file, 20, 28), -1);
   EXPECT_EQ(code, 2u);
@@ -510,7 +510,7 @@ TEST_F(EhdrRecoveryTest, DamageFromTheStartToTheEndLosesTheFile) {
 }
 
 // Where the file ends with the ring there are no twenty bytes left to read before that.
-TEST_F(EhdrRecoveryTest, DamageThatReachesTheEndOfTheFileIsAReadFailure) {
+TEST_F(EhdrRecovery, damage_that_reaches_the_end_of_the_file_is_a_read_failure) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(24).make();
   EXPECT_EQ(recover(file, 20, 104), -1);
   EXPECT_EQ(code, 1u);
@@ -523,7 +523,7 @@ TEST_F(EhdrRecoveryTest, DamageThatReachesTheEndOfTheFileIsAReadFailure) {
 
 // --- an end that the chain never lands on ---
 
-TEST_F(EhdrRecoveryTest, ChainThatNeverReachesTheEndLosesTheFileAtItsSecondLap) {
+TEST_F(EhdrRecovery, chain_that_never_reaches_the_end_loses_the_file_at_its_second_lap) {
   const log_file file = ring(7).entry(linked(1024, 20, 20)).entry(linked(1025, 8, 20)).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 60, 50, 88), -1);
@@ -535,7 +535,7 @@ TEST_F(EhdrRecoveryTest, ChainThatNeverReachesTheEndLosesTheFileAtItsSecondLap) 
                                  error("ERROR: entry chain never reaches end 50")}));
 }
 
-TEST_F(EhdrRecoveryTest, RewritesThatFailDoNotEarnTheWalkAnotherLap) {
+TEST_F(EhdrRecovery, rewrites_that_fail_do_not_earn_the_walk_another_lap) {
   const log_file file = ring(7).entries(2, 8).make();
   fault_plan faults;
   faults.fail(call::write, from(1), returns{-1}, with{ENOSPC});
@@ -547,7 +547,7 @@ TEST_F(EhdrRecoveryTest, RewritesThatFailDoNotEarnTheWalkAnotherLap) {
 
 // The first lap tells the entry at 48 that it is the first, the second that it is not. That costs
 // it its sum, and only the lap behind that one finds the damage and covers it.
-TEST_F(EhdrRecoveryTest, RewriteThatSucceedsEarnsTheWalkAnotherLap) {
+TEST_F(EhdrRecovery, rewrite_that_succeeds_earns_the_walk_another_lap) {
   const log_file file = ring(7).entry(linked(1024, 8, 20)).entry(lasting(1025, 8, 8)).make();
   EXPECT_EQ(recover(file, 48, 50, 76), -1);
   EXPECT_EQ(code, 2u);
@@ -567,7 +567,7 @@ ring damaged_in_the_second_lap(const entry_fields &behind) {
   return ring(7).entry(linked(1024, 8, 20)).damage(24).entry(behind).entry(linked(1026, 8, 20));
 }
 
-TEST_F(EhdrRecoveryTest, WalkThatHasRepairedSomethingGoesRoundOnceMore) {
+TEST_F(EhdrRecovery, walk_that_has_repaired_something_goes_round_once_more) {
   const log_file file = damaged_in_the_second_lap(lasting(1025, 20, 8)).make();
   fault_plan faults;
   EXPECT_EQ(recover(file, 112, 50, 140), -1);
@@ -582,7 +582,7 @@ TEST_F(EhdrRecoveryTest, WalkThatHasRepairedSomethingGoesRoundOnceMore) {
 }
 
 // With no rewrite that succeeds, the third lap comes of the damage alone, and is the last.
-TEST_F(EhdrRecoveryTest, DamageSteppedOverEarnsTheWalkAnotherLap) {
+TEST_F(EhdrRecovery, damage_stepped_over_earns_the_walk_another_lap) {
   const log_file file = damaged_in_the_second_lap(linked(1025, 20, 8)).make();
   fault_plan faults;
   faults.fail(call::write, from(3), returns{-1}, with{ENOSPC});
@@ -598,7 +598,7 @@ TEST_F(EhdrRecoveryTest, DamageSteppedOverEarnsTheWalkAnotherLap) {
 
 // --- system calls that fail ---
 
-TEST_F(EhdrRecoveryTest, SeekThatFailsIsTold) {
+TEST_F(EhdrRecovery, seek_that_fails_is_told) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EIO});
@@ -612,7 +612,7 @@ TEST_F(EhdrRecoveryTest, SeekThatFailsIsTold) {
                                  error("ERROR: lseek failed to seek 48, errno = 5\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, OffsetsOfTwoGigabytesAreRefused) {
+TEST_F(EhdrRecovery, offsets_of_two_gigabytes_are_refused) {
   const log_file file = three_linked_entries().make();
   EXPECT_EQ(recover(file, 0x80000000, 20, 0xFFFFFFFF), -1);
   EXPECT_EQ(code, 1u);
@@ -620,7 +620,7 @@ TEST_F(EhdrRecoveryTest, OffsetsOfTwoGigabytesAreRefused) {
                                  error("ERROR: lseek failed to seek -2147483648, errno = 22\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, ShortReadIsTold) {
+TEST_F(EhdrRecovery, short_read_is_told) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(3), only{19}, with{ENXIO});
@@ -631,7 +631,7 @@ TEST_F(EhdrRecoveryTest, ShortReadIsTold) {
   EXPECT_EQ(errors().back(), error("ERROR: ehdr read failed errno 6\n"));
 }
 
-TEST_F(EhdrRecoveryTest, IoErrorRemountsAndIsStillTold) {
+TEST_F(EhdrRecovery, io_error_remounts_and_is_still_told) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
@@ -644,7 +644,7 @@ TEST_F(EhdrRecoveryTest, IoErrorRemountsAndIsStillTold) {
                                  error("ERROR: ehdr read failed errno 5\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
+TEST_F(EhdrRecovery, clock_that_fails_in_front_of_a_null_entry_loses_the_file) {
   const log_file file = damaged_at_80(24).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -660,7 +660,7 @@ TEST_F(EhdrRecoveryTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
                                  error("ERROR: Adding null block failed.\n")}));
 }
 
-TEST_F(EhdrRecoveryTest, WriteThatFailsInANullEntryLosesTheFile) {
+TEST_F(EhdrRecovery, write_that_fails_in_a_null_entry_loses_the_file) {
   const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
@@ -673,7 +673,7 @@ TEST_F(EhdrRecoveryTest, WriteThatFailsInANullEntryLosesTheFile) {
   EXPECT_EQ(found.back(), error("ERROR: Adding null block failed.\n"));
 }
 
-TEST_F(EhdrRecoveryTest, NullEntryThatFailsAtTheRingsEndLosesTheFile) {
+TEST_F(EhdrRecovery, null_entry_that_fails_at_the_rings_end_loses_the_file) {
   const log_file file = wrapped_with_damage_at_the_rings_end(24).make();
   fault_plan faults;
   faults.fail(call::write, nth(2), returns{-1}, with{EIO});

@@ -7,7 +7,7 @@
 namespace vesk::test {
 namespace {
 
-class GhdrFirstPassTest : public RecoveryTest {
+class GhdrFirstPass : public RecoveryTest {
  protected:
   // Over the whole file, as the sweep asks for it.
   int32_t pass(const log_file &file, uint32_t max = 8192) { return pass(file, file.size(), max); }
@@ -22,7 +22,7 @@ class GhdrFirstPassTest : public RecoveryTest {
 
 // --- nothing to repair ---
 
-TEST_F(GhdrFirstPassTest, EmptyFileHasNoEntriesAndIsNotRead) {
+TEST_F(GhdrFirstPass, empty_file_has_no_entries_and_is_not_read) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(pass(file), 0);
@@ -34,7 +34,7 @@ TEST_F(GhdrFirstPassTest, EmptyFileHasNoEntriesAndIsNotRead) {
             (log_lines{error("gheader recovery start first phase  20 end 20 max 8192 \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, StartBehindTheEndHasNoEntriesEither) {
+TEST_F(GhdrFirstPass, start_behind_the_end_has_no_entries_either) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 8, 8192), 0);
@@ -43,7 +43,7 @@ TEST_F(GhdrFirstPassTest, StartBehindTheEndHasNoEntriesEither) {
   EXPECT_EQ(faults.journal(), "");
 }
 
-TEST_F(GhdrFirstPassTest, SoundEntriesAreReadOnceAndLeftAlone) {
+TEST_F(GhdrFirstPass, sound_entries_are_read_once_and_left_alone) {
   const log_file file = three_linked_entries().make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -57,13 +57,13 @@ TEST_F(GhdrFirstPassTest, SoundEntriesAreReadOnceAndLeftAlone) {
             (log_lines{error("gheader recovery start first phase  20 end 104 max 8192 \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, NullEntriesDoNotCount) {
+TEST_F(GhdrFirstPass, null_entries_do_not_count) {
   const log_file file = ring(7).null(8).entry(1024, 8).null(8).entry(1025, 8).null(8).make();
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(count, 2u);
 }
 
-TEST_F(GhdrFirstPassTest, WalkMayBeginElsewhere) {
+TEST_F(GhdrFirstPass, walk_may_begin_elsewhere) {
   const log_file file = ring(7).damage(28).entry(linked(1025, 8, 20)).make();
   fault_plan faults;
   EXPECT_EQ(vesk_ghdr_recovery_first_pass(file.fd(), 48, 76, 8192, &reason, &count, &predicted), 0);
@@ -75,7 +75,7 @@ TEST_F(GhdrFirstPassTest, WalkMayBeginElsewhere) {
 // --- prev_size ---
 
 // The sum is taken with the old checksum word in place: what is stored is not what would hold.
-TEST_F(GhdrFirstPassTest, AppendedEntriesGetTheirPreviousSizeAndLoseTheirSum) {
+TEST_F(GhdrFirstPass, appended_entries_get_their_previous_size_and_lose_their_sum) {
   const log_file file = ring(7).entries(3, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file), 0);
@@ -96,7 +96,7 @@ TEST_F(GhdrFirstPassTest, AppendedEntriesGetTheirPreviousSizeAndLoseTheirSum) {
                        error("Updating eheader at 76 with size 8\n")}));
 }
 
-TEST_F(GhdrFirstPassTest, ZeroIsRightBehindAnEntryWithoutData) {
+TEST_F(GhdrFirstPass, zero_is_right_behind_an_entry_without_data) {
   const log_file file = ring(7)
                             .entry({.prev_size = 20, .usecs = 1})
                             .entry(linked(1025, 8, 0))
@@ -107,14 +107,14 @@ TEST_F(GhdrFirstPassTest, ZeroIsRightBehindAnEntryWithoutData) {
   EXPECT_EQ(file.bytes(), before);
 }
 
-TEST_F(GhdrFirstPassTest, HeaderWithAZeroSumHoldsAfterItsRewrite) {
+TEST_F(GhdrFirstPass, header_with_a_zero_sum_holds_after_its_rewrite) {
   const log_file file = ring(7).entry(lasting(1024, 8, 0)).entry(linked(1025, 8, 8)).make();
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(contents(file), "E1024/8 E1025/8");
   EXPECT_EQ(file.hex(26, 6), "ff eb 00 00  00 14");
 }
 
-TEST_F(GhdrFirstPassTest, RewriteThatFailsDoesNotStopTheWalk) {
+TEST_F(GhdrFirstPass, rewrite_that_fails_does_not_stop_the_walk) {
   const log_file file = ring(7).entries(2, 8).make();
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{19}, with{ENOSPC});
@@ -130,7 +130,7 @@ TEST_F(GhdrFirstPassTest, RewriteThatFailsDoesNotStopTheWalk) {
                                  error("ERROR: Write failed ret -1 errno 28.")}));
 }
 
-TEST_F(GhdrFirstPassTest, RewriteThatCannotReadItsHeaderDoesNotStopTheWalkEither) {
+TEST_F(GhdrFirstPass, rewrite_that_cannot_read_its_header_does_not_stop_the_walk_either) {
   const log_file file = ring(7).entries(2, 8).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EINVAL});
@@ -148,7 +148,7 @@ TEST_F(GhdrFirstPassTest, RewriteThatCannotReadItsHeaderDoesNotStopTheWalkEither
 
 // --- damage between entries ---
 
-TEST_F(GhdrFirstPassTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
+TEST_F(GhdrFirstPass, twenty_four_bytes_of_damage_become_a_null_entry_of_four) {
   const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.clock(clock_now, 5);
@@ -172,7 +172,7 @@ TEST_F(GhdrFirstPassTest, TwentyFourBytesOfDamageBecomeANullEntryOfFour) {
 
 // The second rewrite goes by the copy of the header that was read before the first, and finds that
 // the first has left a sum that does not hold.
-TEST_F(GhdrFirstPassTest, SecondRewriteBehindANullEntryFailsOnTheSumOfTheFirst) {
+TEST_F(GhdrFirstPass, second_rewrite_behind_a_null_entry_fails_on_the_sum_of_the_first) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file), 0);
@@ -194,7 +194,7 @@ TEST_F(GhdrFirstPassTest, SecondRewriteBehindANullEntryFailsOnTheSumOfTheFirst) 
                        error("ERROR: Bad ehdr at offset 104")}));
 }
 
-TEST_F(GhdrFirstPassTest, SecondRewriteReplacesTheNullEntrysSizeWhereTheFirstStillHolds) {
+TEST_F(GhdrFirstPass, second_rewrite_replaces_the_null_entrys_size_where_the_first_still_holds) {
   const log_file file =
       ring(7).entry(linked(1024, 40, 20)).damage(24).entry(lasting(1025, 8, 0)).make();
   EXPECT_EQ(pass(file), 0);
@@ -210,7 +210,7 @@ TEST_F(GhdrFirstPassTest, SecondRewriteReplacesTheNullEntrysSizeWhereTheFirstSti
 }
 
 // Four is right behind the null entry already, but the copy differs from the forty in front of it.
-TEST_F(GhdrFirstPassTest, RewriteWithTheSameValueBreaksTheSumToo) {
+TEST_F(GhdrFirstPass, rewrite_with_the_same_value_breaks_the_sum_too) {
   const log_file file =
       ring(7).entry(linked(1024, 40, 20)).damage(24).entry(linked(1025, 8, 4)).make();
   EXPECT_EQ(pass(file), 0);
@@ -219,7 +219,7 @@ TEST_F(GhdrFirstPassTest, RewriteWithTheSameValueBreaksTheSumToo) {
   EXPECT_EQ(errors().back(), error("ERROR: Bad ehdr at offset 104"));
 }
 
-TEST_F(GhdrFirstPassTest, WalkGoesOnBehindTheDamageWithTheNextEntrysSize) {
+TEST_F(GhdrFirstPass, walk_goes_on_behind_the_damage_with_the_next_entrys_size) {
   const log_file file = ring(7)
                             .entry(linked(1024, 40, 20))
                             .damage(24)
@@ -244,7 +244,7 @@ TEST_F(GhdrFirstPassTest, WalkGoesOnBehindTheDamageWithTheNextEntrysSize) {
 }
 
 // The global header in front of them counts as an entry of 20 bytes.
-TEST_F(GhdrFirstPassTest, DamageInTheFirstSlotIsCoveredLikeAnyOther) {
+TEST_F(GhdrFirstPass, damage_in_the_first_slot_is_covered_like_any_other) {
   const log_file file = ring(7).damage(24).entry(linked(1024, 8, 20)).make();
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(count, 1u);
@@ -253,7 +253,7 @@ TEST_F(GhdrFirstPassTest, DamageInTheFirstSlotIsCoveredLikeAnyOther) {
   EXPECT_EQ(file.hex(54, 2), "00 04");
 }
 
-TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesAndLessLosesTheFile) {
+TEST_F(GhdrFirstPass, damage_of_twenty_bytes_and_less_loses_the_file) {
   for (const uint32_t gap : {4u, 8u, 12u, 16u, 20u}) {
     SCOPED_TRACE(gap);
     platform.forget();
@@ -269,7 +269,7 @@ TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesAndLessLosesTheFile) {
   }
 }
 
-TEST_F(GhdrFirstPassTest, WhatWasRepairedInFrontOfALostFileStaysRepaired) {
+TEST_F(GhdrFirstPass, what_was_repaired_in_front_of_a_lost_file_stays_repaired) {
   const log_file file = ring(7).entry(1024, 40).damage(8).entry(1025, 8).make();
   EXPECT_EQ(pass(file), -1);
   EXPECT_EQ(reason, 2u);
@@ -283,7 +283,7 @@ TEST_F(GhdrFirstPassTest, WhatWasRepairedInFrontOfALostFileStaysRepaired) {
                  error("ERROR: No space 8 to add header 80 Remove file. \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesInTheFirstSlotLosesTheFile) {
+TEST_F(GhdrFirstPass, damage_of_twenty_bytes_in_the_first_slot_loses_the_file) {
   const log_file file = ring(7).damage(20).entry(linked(1024, 8, 20)).make();
   EXPECT_EQ(pass(file), -1);
   EXPECT_EQ(reason, 2u);
@@ -302,7 +302,7 @@ ring two_stretches(uint32_t first, uint32_t second) {
       .entry(linked(1026, 8, 8));
 }
 
-TEST_F(GhdrFirstPassTest, DamageOf8192BytesInAllIsTolerated) {
+TEST_F(GhdrFirstPass, damage_of_8192_bytes_in_all_is_tolerated) {
   const log_file file = two_stretches(4096, 4096).make();
   EXPECT_EQ(pass(file, 0x20000), 0);
   EXPECT_EQ(reason, 0u);
@@ -310,7 +310,7 @@ TEST_F(GhdrFirstPassTest, DamageOf8192BytesInAllIsTolerated) {
   EXPECT_EQ(contents(file), "E1024/8 N/4076 !E1025/8 N/4076 !E1026/8");
 }
 
-TEST_F(GhdrFirstPassTest, DamageOf8196BytesInAllBreaksTheWalkOff) {
+TEST_F(GhdrFirstPass, damage_of_8196_bytes_in_all_breaks_the_walk_off) {
   const log_file file = two_stretches(4096, 4100).make();
   EXPECT_EQ(pass(file, 0x20000), -1);
   EXPECT_EQ(reason, 1u);
@@ -325,14 +325,14 @@ TEST_F(GhdrFirstPassTest, DamageOf8196BytesInAllBreaksTheWalkOff) {
              log_lines{error("ERROR: corrupted size 8196 is beyond max 8192\n")}));
 }
 
-TEST_F(GhdrFirstPassTest, OneStretchOf8192BytesIsTolerated) {
+TEST_F(GhdrFirstPass, one_stretch_of_8192_bytes_is_tolerated) {
   const log_file file =
       ring(6).entry(linked(1024, 8, 20)).damage(8192).entry(linked(1025, 8, 8)).make();
   EXPECT_EQ(pass(file, 0x20000), 0);
   EXPECT_EQ(contents(file), "E1024/8 N/8172 !E1025/8");
 }
 
-TEST_F(GhdrFirstPassTest, TooMuchDamageBehindNullEntriesAloneLosesTheFile) {
+TEST_F(GhdrFirstPass, too_much_damage_behind_null_entries_alone_loses_the_file) {
   const log_file file = ring(6)
                             .entry({.uuid = 293, .type = 0, .size = 8, .prev_size = 20})
                             .damage(8196)
@@ -346,7 +346,7 @@ TEST_F(GhdrFirstPassTest, TooMuchDamageBehindNullEntriesAloneLosesTheFile) {
 
 // --- damage up to the ring's end ---
 
-TEST_F(GhdrFirstPassTest, DamageUpToTheRingsEndIsCovered) {
+TEST_F(GhdrFirstPass, damage_up_to_the_rings_end_is_covered) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage_to(8192).make();
   fault_plan faults;
   faults.clock(clock_now, 5);
@@ -364,7 +364,7 @@ TEST_F(GhdrFirstPassTest, DamageUpToTheRingsEndIsCovered) {
        bad_headers(80, 8172) + log_lines{error("Adding NULL entry at 80 with size 8092 \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, DamageOfTwentyFourBytesAtTheRingsEndIsCovered) {
+TEST_F(GhdrFirstPass, damage_of_twenty_four_bytes_at_the_rings_end_is_covered) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(24).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 104), 0);
@@ -373,7 +373,7 @@ TEST_F(GhdrFirstPassTest, DamageOfTwentyFourBytesAtTheRingsEndIsCovered) {
   EXPECT_EQ(contents(file), "E1024/40 N/4");
 }
 
-TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesAtTheRingsEndLosesTheFile) {
+TEST_F(GhdrFirstPass, damage_of_twenty_bytes_at_the_rings_end_loses_the_file) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(20).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 100), -1);
@@ -385,14 +385,14 @@ TEST_F(GhdrFirstPassTest, DamageOfTwentyBytesAtTheRingsEndLosesTheFile) {
                                  error("ERROR: No space to add NULL ent Can't recover file \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, LessThanAHeaderAtTheRingsEndLosesTheFile) {
+TEST_F(GhdrFirstPass, less_than_a_header_at_the_rings_end_loses_the_file) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(20).make();
   EXPECT_EQ(pass(file, 100, 96), -1);
   EXPECT_EQ(reason, 2u);
   EXPECT_EQ(errors().back(), error("ERROR: No space to add NULL ent Can't recover file \n"));
 }
 
-TEST_F(GhdrFirstPassTest, DamageThroughTheWholeRingLeavesANullEntryAndNoCount) {
+TEST_F(GhdrFirstPass, damage_through_the_whole_ring_leaves_a_null_entry_and_no_count) {
   const log_file file = ring(7).damage_to(8192).make();
   EXPECT_EQ(pass(file), 0);
   EXPECT_EQ(reason, 0u);
@@ -401,7 +401,7 @@ TEST_F(GhdrFirstPassTest, DamageThroughTheWholeRingLeavesANullEntryAndNoCount) {
 }
 
 // The walk stops at the end it was given; what is open there stays open.
-TEST_F(GhdrFirstPassTest, DamageThatReachesTheEndIsLeftAsItIs) {
+TEST_F(GhdrFirstPass, damage_that_reaches_the_end_is_left_as_it_is) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(60).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -413,7 +413,7 @@ TEST_F(GhdrFirstPassTest, DamageThatReachesTheEndIsLeftAsItIs) {
 }
 
 // With the file's size as the end there are no twenty bytes left to read before that.
-TEST_F(GhdrFirstPassTest, DamageThatReachesTheEndOfTheFileIsAReadFailure) {
+TEST_F(GhdrFirstPass, damage_that_reaches_the_end_of_the_file_is_a_read_failure) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(24).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(pass(file), -1);
@@ -429,7 +429,7 @@ TEST_F(GhdrFirstPassTest, DamageThatReachesTheEndOfTheFileIsAReadFailure) {
 
 // --- entries beyond the ring's end ---
 
-TEST_F(GhdrFirstPassTest, EntryThatEndsExactlyAtTheRingsEndIsNoError) {
+TEST_F(GhdrFirstPass, entry_that_ends_exactly_at_the_rings_end_is_no_error) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 104), 0);
@@ -438,7 +438,7 @@ TEST_F(GhdrFirstPassTest, EntryThatEndsExactlyAtTheRingsEndIsNoError) {
   EXPECT_EQ(faults.journal(), looks_at({20, 48, 76}));
 }
 
-TEST_F(GhdrFirstPassTest, EntryThatEndsBeyondTheRingsEndLosesTheFile) {
+TEST_F(GhdrFirstPass, entry_that_ends_beyond_the_rings_end_loses_the_file) {
   const log_file file = three_linked_entries().make();
   EXPECT_EQ(pass(file, 103), -1);
   EXPECT_EQ(reason, 2u);
@@ -447,7 +447,7 @@ TEST_F(GhdrFirstPassTest, EntryThatEndsBeyondTheRingsEndLosesTheFile) {
                                  error("ERROR: Curr 104 is greater than max 103 \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, EntryBeyondTheRingsEndIsRewrittenAndCountedFirst) {
+TEST_F(GhdrFirstPass, entry_beyond_the_rings_end_is_rewritten_and_counted_first) {
   const log_file file = ring(7).entry({.type = 1024, .size = 65532}).make();
   EXPECT_EQ(pass(file), -1);
   EXPECT_EQ(reason, 2u);
@@ -480,7 +480,7 @@ ring stamped(std::initializer_list<stamp> stamps) {
   return r;
 }
 
-class PredictionTest : public GhdrFirstPassTest {
+class Prediction : public GhdrFirstPass {
  protected:
   // The prediction for a file that has reached its full size with these entries.
   uint32_t predict(std::initializer_list<stamp> stamps) {
@@ -500,31 +500,31 @@ class PredictionTest : public GhdrFirstPassTest {
   }
 };
 
-TEST_F(PredictionTest, EntriesInTheOrderOfTimeBeginInTheFirstSlot) {
+TEST_F(Prediction, entries_in_the_order_of_time_begin_in_the_first_slot) {
   EXPECT_EQ(predict({{100}, {200}, {300}, {400}}), 20u);
   EXPECT_EQ(traces(), log_lines{});
 }
 
-TEST_F(PredictionTest, OldestEntryIsTheOneBehindTheDropInSeconds) {
+TEST_F(Prediction, oldest_entry_is_the_one_behind_the_drop_in_seconds) {
   EXPECT_EQ(predict({{300}, {400}, {100}, {200}}), 76u);
   EXPECT_EQ(logged(), (log_lines{error("gheader recovery start first phase  20 end 132 max 132 \n"),
                                  trace("TRACE:secs LT Predict start moved to 76\n")}));
 }
 
-TEST_F(PredictionTest, LastDropWins) {
+TEST_F(Prediction, last_drop_wins) {
   EXPECT_EQ(predict({{300}, {100}, {400}, {200}}), 104u);
   EXPECT_EQ(traces(), (log_lines{trace("TRACE:secs LT Predict start moved to 48\n"),
                                  trace("TRACE:secs LT Predict start moved to 104\n")}));
 }
 
-TEST_F(PredictionTest, FileThatIsNotFullIsNotPredicted) {
+TEST_F(Prediction, file_that_is_not_full_is_not_predicted) {
   const log_file file = stamped({{300}, {400}, {100}, {200}}).make();
   EXPECT_EQ(pass(file, 136), 0);
   EXPECT_EQ(predicted, 20u);
   EXPECT_EQ(traces(), log_lines{});
 }
 
-TEST_F(PredictionTest, FileBeyondItsFullSizeIs) {
+TEST_F(Prediction, file_beyond_its_full_size_is) {
   const log_file file = stamped({{300}, {400}, {100}, {200}}).make();
   EXPECT_EQ(pass(file, 136, 132), -1);  // nothing can be read from 132 on
   EXPECT_EQ(reason, 1u);
@@ -533,29 +533,29 @@ TEST_F(PredictionTest, FileBeyondItsFullSizeIs) {
 }
 
 // Within one second it is the other way round: a later entry moves the prediction.
-TEST_F(PredictionTest, LaterMicrosecondsOfOneSecondMoveThePrediction) {
+TEST_F(Prediction, later_microseconds_of_one_second_move_the_prediction) {
   EXPECT_EQ(predict({{300, 10}, {300, 11}}), 48u);
   EXPECT_EQ(traces(), (log_lines{trace("TRACE:usecs LT Predict start moved to 48\n")}));
 }
 
-TEST_F(PredictionTest, EarlierOrEqualMicrosecondsOfOneSecondDoNot) {
+TEST_F(Prediction, earlier_or_equal_microseconds_of_one_second_do_not) {
   EXPECT_EQ(predict({{300, 10}, {300, 10}}), 20u);
   EXPECT_EQ(predict({{300, 10}, {300, 9}}), 20u);
   EXPECT_EQ(traces(), log_lines{});
 }
 
-TEST_F(PredictionTest, MicrosecondsAreUnsigned) {
+TEST_F(Prediction, microseconds_are_unsigned) {
   EXPECT_EQ(predict({{300, 0x7FFFFFFF}, {300, 0x80000000}}), 48u);
   EXPECT_EQ(predict({{300, 0x80000000}, {300, 0x7FFFFFFF}}), 20u);
 }
 
-TEST_F(PredictionTest, MicrosecondsOfDifferentSecondsDoNotMatter) {
+TEST_F(Prediction, microseconds_of_different_seconds_do_not_matter) {
   EXPECT_EQ(predict({{300, 10}, {301, 999}}), 20u);
   EXPECT_EQ(predict({{300, 10}, {299, 5}}), 48u);
   EXPECT_EQ(traces(), (log_lines{trace("TRACE:secs LT Predict start moved to 48\n")}));
 }
 
-TEST_F(PredictionTest, SecondsBeyondThirtyOneBitsAreLater) {
+TEST_F(Prediction, seconds_beyond_thirty_one_bits_are_later) {
   EXPECT_EQ(predict({{0x7FFFFFFF}, {0x80000000}}), 20u);
   EXPECT_EQ(predict({{0x00000001}, {0xFFFFFFFF}}), 20u);
   EXPECT_EQ(predict({{0x80000000}, {0x7FFFFFFF}}), 48u);
@@ -564,19 +564,19 @@ TEST_F(PredictionTest, SecondsBeyondThirtyOneBitsAreLater) {
   EXPECT_EQ(predict({{0xFFFFFFFF}, {0xFFFFFFFE}}), 48u);
 }
 
-TEST_F(PredictionTest, FirstEntryThatCountsIsNeverCompared) {
+TEST_F(Prediction, first_entry_that_counts_is_never_compared) {
   EXPECT_EQ(predict({{300, 1, null_type}, {100}}), 20u);
   EXPECT_EQ(count, 1u);
 }
 
-TEST_F(PredictionTest, NullEntriesAreComparedWithButDoNotMoveThePrediction) {
+TEST_F(Prediction, null_entries_are_compared_with_but_do_not_move_the_prediction) {
   EXPECT_EQ(predict({{300}, {500, 1, null_type}, {400}}), 76u);
   EXPECT_EQ(predict({{300}, {100, 1, null_type}, {200}}), 20u);
   EXPECT_EQ(count, 2u);
 }
 
 // A null entry that covers damage is stamped with the present, but what counts is the entry before.
-TEST_F(PredictionTest, CoveredDamageIsNotComparedWith) {
+TEST_F(Prediction, covered_damage_is_not_compared_with) {
   const log_file file = ring(7)
                             .entry({.type = 1024, .size = 8, .prev_size = 20, .secs = 100})
                             .damage(24)
@@ -589,7 +589,7 @@ TEST_F(PredictionTest, CoveredDamageIsNotComparedWith) {
   EXPECT_EQ(contents(file), "E1024/8 N/4 !E1025/8");
 }
 
-TEST_F(PredictionTest, PredictionComesBehindTheRewritesOfItsEntry) {
+TEST_F(Prediction, prediction_comes_behind_the_rewrites_of_its_entry) {
   const log_file file = ring(7)
                             .entry({.type = 1024, .size = 8, .prev_size = 20, .secs = 300})
                             .entry({.type = 1025, .size = 8, .prev_size = 0, .secs = 100})
@@ -601,7 +601,7 @@ TEST_F(PredictionTest, PredictionComesBehindTheRewritesOfItsEntry) {
                                  trace("TRACE:secs LT Predict start moved to 48\n")}));
 }
 
-TEST_F(PredictionTest, PredictionAtTheRingsEndBecomesTheFirstSlot) {
+TEST_F(Prediction, prediction_at_the_rings_end_becomes_the_first_slot) {
   const log_file file = stamped({{300}, {400}, {100}}).make();
   EXPECT_EQ(pass(file, 104, 76), -1);
   EXPECT_EQ(reason, 2u);
@@ -612,7 +612,7 @@ TEST_F(PredictionTest, PredictionAtTheRingsEndBecomesTheFirstSlot) {
                                  error("ERROR: Curr 104 is greater than max 76 \n")}));
 }
 
-TEST_F(PredictionTest, StartAtTheRingsEndIsPredictedInTheFirstSlot) {
+TEST_F(Prediction, start_at_the_rings_end_is_predicted_in_the_first_slot) {
   const log_file file = ring(7).make();
   EXPECT_EQ(vesk_ghdr_recovery_first_pass(file.fd(), 8192, 8192, 8192, &reason, &count, &predicted),
             0);
@@ -620,7 +620,7 @@ TEST_F(PredictionTest, StartAtTheRingsEndIsPredictedInTheFirstSlot) {
   EXPECT_EQ(predicted, 20u);
 }
 
-TEST_F(PredictionTest, PredictionIsHandedOutWhenTheWalkBreaksOff) {
+TEST_F(Prediction, prediction_is_handed_out_when_the_walk_breaks_off) {
   const log_file file = stamped({{300}, {400}, {100}, {200}}).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(4), returns{-1}, with{EIO});
@@ -632,7 +632,7 @@ TEST_F(PredictionTest, PredictionIsHandedOutWhenTheWalkBreaksOff) {
 
 // --- system calls that fail ---
 
-TEST_F(GhdrFirstPassTest, SeekThatFailsBreaksTheWalkOff) {
+TEST_F(GhdrFirstPass, seek_that_fails_breaks_the_walk_off) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(2), returns{-1}, with{EIO});
@@ -645,7 +645,7 @@ TEST_F(GhdrFirstPassTest, SeekThatFailsBreaksTheWalkOff) {
   EXPECT_EQ(errors().back(), error("ERROR: lseek failed to seek 48, errno = 5\n"));
 }
 
-TEST_F(GhdrFirstPassTest, SeekThatFailsInFrontOfEveryEntryLosesTheFile) {
+TEST_F(GhdrFirstPass, seek_that_fails_in_front_of_every_entry_loses_the_file) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(1), returns{-1}, with{EINVAL});
@@ -656,7 +656,7 @@ TEST_F(GhdrFirstPassTest, SeekThatFailsInFrontOfEveryEntryLosesTheFile) {
   EXPECT_EQ(errors().back(), error("ERROR: lseek failed to seek 20, errno = 22\n"));
 }
 
-TEST_F(GhdrFirstPassTest, ShortReadBreaksTheWalkOff) {
+TEST_F(GhdrFirstPass, short_read_breaks_the_walk_off) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(3), only{19}, with{ENXIO});
@@ -667,7 +667,7 @@ TEST_F(GhdrFirstPassTest, ShortReadBreaksTheWalkOff) {
   EXPECT_EQ(errors().back(), error("ERROR: ehdr read failed errno 6 seek 76\n"));
 }
 
-TEST_F(GhdrFirstPassTest, IoErrorRemountsAndStillBreaksTheWalkOff) {
+TEST_F(GhdrFirstPass, io_error_remounts_and_still_breaks_the_walk_off) {
   const log_file file = three_linked_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(2), returns{-1}, with{EIO});
@@ -681,7 +681,7 @@ TEST_F(GhdrFirstPassTest, IoErrorRemountsAndStillBreaksTheWalkOff) {
                        error("ERROR: ehdr read failed errno 5 seek 48\n")}));
 }
 
-TEST_F(GhdrFirstPassTest, ReadThatFailsBehindANullEntryAloneLosesTheFile) {
+TEST_F(GhdrFirstPass, read_that_fails_behind_a_null_entry_alone_loses_the_file) {
   const log_file file = ring(7).null(8).entry(1024, 8).make();
   fault_plan faults;
   faults.fail(call::read, nth(3), returns{-1}, with{EFAULT});  // the second is a rewrite's
@@ -691,7 +691,7 @@ TEST_F(GhdrFirstPassTest, ReadThatFailsBehindANullEntryAloneLosesTheFile) {
   EXPECT_EQ(errors().back(), error("ERROR: ehdr read failed errno 14 seek 48\n"));
 }
 
-TEST_F(GhdrFirstPassTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
+TEST_F(GhdrFirstPass, clock_that_fails_in_front_of_a_null_entry_loses_the_file) {
   const log_file file = damaged_at_80(24).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -708,7 +708,7 @@ TEST_F(GhdrFirstPassTest, ClockThatFailsInFrontOfANullEntryLosesTheFile) {
                        error("ERROR: Add NULL ent failed \n")}));
 }
 
-TEST_F(GhdrFirstPassTest, WriteThatFailsInANullEntryLosesTheFile) {
+TEST_F(GhdrFirstPass, write_that_fails_in_a_null_entry_loses_the_file) {
   const log_file file = damaged_at_80(24).make();
   fault_plan faults;
   faults.fail(call::write, nth(2), returns{-1}, with{ENOSPC});
@@ -722,7 +722,7 @@ TEST_F(GhdrFirstPassTest, WriteThatFailsInANullEntryLosesTheFile) {
   EXPECT_EQ(found.back(), error("ERROR: Add NULL ent failed \n"));
 }
 
-TEST_F(GhdrFirstPassTest, NullEntryThatFailsAtTheRingsEndLosesTheFile) {
+TEST_F(GhdrFirstPass, null_entry_that_fails_at_the_rings_end_loses_the_file) {
   const log_file file = ring(7).entry(linked(1024, 40, 20)).damage(24).make();
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{19}, with{EIO});

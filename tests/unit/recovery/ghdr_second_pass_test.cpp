@@ -6,7 +6,7 @@
 namespace vesk::test {
 namespace {
 
-class GhdrSecondPassTest : public RecoveryTest {
+class GhdrSecondPass : public RecoveryTest {
  protected:
   int32_t pass(const log_file &file, uint32_t start, uint32_t max, uint32_t entry_count) {
     return vesk_ghdr_recovery_second_pass(file.fd(), start, file.size(), max, &reason, &new_end,
@@ -26,7 +26,7 @@ ring four_entries() {
 
 // --- from the first slot ---
 
-TEST_F(GhdrSecondPassTest, EndLiesBehindTheLastEntryThatCounts) {
+TEST_F(GhdrSecondPass, end_lies_behind_the_last_entry_that_counts) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 8192, 4), 0);
@@ -39,7 +39,7 @@ TEST_F(GhdrSecondPassTest, EndLiesBehindTheLastEntryThatCounts) {
                                  trace("TRACE: reason 0 entry_count 4 \n")}));
 }
 
-TEST_F(GhdrSecondPassTest, WalkStopsAtTheCountAndNotAtTheEnd) {
+TEST_F(GhdrSecondPass, walk_stops_at_the_count_and_not_at_the_end) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 8192, 2), 0);
@@ -48,7 +48,7 @@ TEST_F(GhdrSecondPassTest, WalkStopsAtTheCountAndNotAtTheEnd) {
   EXPECT_EQ(faults.journal(), looks_at({20, 48}));
 }
 
-TEST_F(GhdrSecondPassTest, NullEntriesBetweenAreWalkedAndThoseBehindAreLeftOutside) {
+TEST_F(GhdrSecondPass, null_entries_between_are_walked_and_those_behind_are_left_outside) {
   const log_file file = ring(7).null(8).entry(1024, 8).null(8).entry(1025, 8).null(8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 8192, 2), 0);
@@ -58,7 +58,7 @@ TEST_F(GhdrSecondPassTest, NullEntriesBetweenAreWalkedAndThoseBehindAreLeftOutsi
   EXPECT_EQ(logged().back(), trace("TRACE: reason 0 entry_count 2 \n"));
 }
 
-TEST_F(GhdrSecondPassTest, WithoutEntriesThereIsNoWalk) {
+TEST_F(GhdrSecondPass, without_entries_there_is_no_walk) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 8192, 0), 0);
@@ -71,7 +71,7 @@ TEST_F(GhdrSecondPassTest, WithoutEntriesThereIsNoWalk) {
                                  trace("TRACE: reason 0 entry_count 0 \n")}));
 }
 
-TEST_F(GhdrSecondPassTest, RingThatClosesOnTheFirstSlotLeavesTheEndThere) {
+TEST_F(GhdrSecondPass, ring_that_closes_on_the_first_slot_leaves_the_end_there) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 132, 4), 0);
@@ -83,7 +83,7 @@ TEST_F(GhdrSecondPassTest, RingThatClosesOnTheFirstSlotLeavesTheEndThere) {
 
 // --- a chain that breaks ---
 
-TEST_F(GhdrSecondPassTest, BadHeaderBecomesTheEnd) {
+TEST_F(GhdrSecondPass, bad_header_becomes_the_end) {
   const log_file file = ring(7).entries(2, 8).damage(8).entry(1026, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 8192, 3), 0);
@@ -97,7 +97,7 @@ TEST_F(GhdrSecondPassTest, BadHeaderBecomesTheEnd) {
                                  trace("TRACE:New end for file 76\n")}));
 }
 
-TEST_F(GhdrSecondPassTest, BadHeaderInTheFirstSlotLeavesAnEmptyRing) {
+TEST_F(GhdrSecondPass, bad_header_in_the_first_slot_leaves_an_empty_ring) {
   const log_file file = ring(7).damage(24).entry(1026, 8).make();
   EXPECT_EQ(pass(file, 20, 8192, 1), 0);
   EXPECT_EQ(reason, 0u);
@@ -109,7 +109,7 @@ TEST_F(GhdrSecondPassTest, BadHeaderInTheFirstSlotLeavesAnEmptyRing) {
                                  trace("TRACE:New end for file 20\n")}));
 }
 
-TEST_F(GhdrSecondPassTest, SeekThatFailsBecomesTheEndToo) {
+TEST_F(GhdrSecondPass, seek_that_fails_becomes_the_end_too) {
   const log_file file = four_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(3), returns{-1}, with{EIO});
@@ -124,7 +124,7 @@ TEST_F(GhdrSecondPassTest, SeekThatFailsBecomesTheEndToo) {
                                  trace("TRACE:New end for file 76\n")}));
 }
 
-TEST_F(GhdrSecondPassTest, ShortReadBecomesTheEndToo) {
+TEST_F(GhdrSecondPass, short_read_becomes_the_end_too) {
   const log_file file = four_entries().make();
   EXPECT_EQ(pass(file, 20, 8192, 5), 0);
   EXPECT_EQ(reason, 0u);
@@ -136,7 +136,7 @@ TEST_F(GhdrSecondPassTest, ShortReadBecomesTheEndToo) {
                                  trace("TRACE:New end for file 132\n")}));
 }
 
-TEST_F(GhdrSecondPassTest, IoErrorRemountsAndBecomesTheEnd) {
+TEST_F(GhdrSecondPass, io_error_remounts_and_becomes_the_end) {
   const log_file file = four_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(2), returns{-1}, with{EIO});
@@ -153,7 +153,7 @@ TEST_F(GhdrSecondPassTest, IoErrorRemountsAndBecomesTheEnd) {
 // --- from a start elsewhere, over the ring's end ---
 
 // The end lies in front of the start: nothing more is looked at.
-TEST_F(GhdrSecondPassTest, WrappedRingEndsInFrontOfItsStart) {
+TEST_F(GhdrSecondPass, wrapped_ring_ends_in_front_of_its_start) {
   const log_file file = ring(7).entry(1024, 8).null(8).entry(1025, 8).entry(1026, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 76, 132, 3), 0);
@@ -166,13 +166,13 @@ TEST_F(GhdrSecondPassTest, WrappedRingEndsInFrontOfItsStart) {
                                  trace("TRACE: reason 0 entry_count 3 \n")}));
 }
 
-TEST_F(GhdrSecondPassTest, EntryBeyondTheRingsEndWrapsToo) {
+TEST_F(GhdrSecondPass, entry_beyond_the_rings_end_wraps_too) {
   const log_file file = ring(7).entry(1024, 8).null(8).entry(1025, 8).entry(1026, 8).make();
   EXPECT_EQ(pass(file, 76, 131, 3), 0);
   EXPECT_EQ(new_end, 48u);
 }
 
-TEST_F(GhdrSecondPassTest, EntryOneByteInFrontOfTheRingsEndDoesNot) {
+TEST_F(GhdrSecondPass, entry_one_byte_in_front_of_the_rings_end_does_not) {
   const log_file file = ring(7).entry(1024, 8).null(8).entry(1025, 8).entry(1026, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 133, 4), 0);
@@ -181,7 +181,7 @@ TEST_F(GhdrSecondPassTest, EntryOneByteInFrontOfTheRingsEndDoesNot) {
 }
 
 // Start and end are never equal: the last entry is given up.
-TEST_F(GhdrSecondPassTest, RingThatClosesOnItselfEndsAtItsLastHeader) {
+TEST_F(GhdrSecondPass, ring_that_closes_on_itself_ends_at_its_last_header) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 76, 132, 4), 0);
@@ -192,7 +192,7 @@ TEST_F(GhdrSecondPassTest, RingThatClosesOnItselfEndsAtItsLastHeader) {
   EXPECT_EQ(faults.journal(), looks_at({76, 104, 20, 48}));
 }
 
-TEST_F(GhdrSecondPassTest, BreakBehindTheRingsEndIsFoundOnce) {
+TEST_F(GhdrSecondPass, break_behind_the_rings_end_is_found_once) {
   const log_file file = ring(7).damage(28).entries(2, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 48, 104, 3), 0);
@@ -202,7 +202,7 @@ TEST_F(GhdrSecondPassTest, BreakBehindTheRingsEndIsFoundOnce) {
   EXPECT_EQ(faults.journal(), looks_at({48, 76, 20}));
 }
 
-TEST_F(GhdrSecondPassTest, BadHeaderAtTheStartItselfEndsThere) {
+TEST_F(GhdrSecondPass, bad_header_at_the_start_itself_ends_there) {
   const log_file file = ring(7).entry(1024, 8).damage(28).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 48, 76, 1), 0);
@@ -213,7 +213,7 @@ TEST_F(GhdrSecondPassTest, BadHeaderAtTheStartItselfEndsThere) {
   EXPECT_EQ(faults.journal(), looks_at({48}));
 }
 
-TEST_F(GhdrSecondPassTest, WithoutEntriesAStartElsewhereIsTheEnd) {
+TEST_F(GhdrSecondPass, without_entries_a_start_elsewhere_is_the_end) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 48, 132, 0), 0);
@@ -226,7 +226,7 @@ TEST_F(GhdrSecondPassTest, WithoutEntriesAStartElsewhereIsTheEnd) {
 
 // --- a ring without the entries that were counted ---
 
-TEST_F(GhdrSecondPassTest, RingOfNullEntriesAloneEndsAtItsSecondLap) {
+TEST_F(GhdrSecondPass, ring_of_null_entries_alone_ends_at_its_second_lap) {
   const log_file file = ring(7).null(8).null(8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 76, 1), 0);
@@ -240,7 +240,7 @@ TEST_F(GhdrSecondPassTest, RingOfNullEntriesAloneEndsAtItsSecondLap) {
 }
 
 // What was met in front of the ring's first end does not come again.
-TEST_F(GhdrSecondPassTest, EntryOutsideTheLapDoesNotKeepTheWalkGoing) {
+TEST_F(GhdrSecondPass, entry_outside_the_lap_does_not_keep_the_walk_going) {
   const log_file file = ring(7).null(36).entry(1024, 8).make();  // headers at 20 and 76
   fault_plan faults;
   EXPECT_EQ(pass(file, 76, 76, 2), 0);
@@ -250,7 +250,7 @@ TEST_F(GhdrSecondPassTest, EntryOutsideTheLapDoesNotKeepTheWalkGoing) {
 }
 
 // An entry of every lap counts again in every lap, so that the walk ends by itself.
-TEST_F(GhdrSecondPassTest, EntryOfEveryLapKeepsTheWalkGoing) {
+TEST_F(GhdrSecondPass, entry_of_every_lap_keeps_the_walk_going) {
   const log_file file = ring(7).null(8).entry(1024, 8).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 20, 76, 4), 0);
@@ -263,7 +263,7 @@ TEST_F(GhdrSecondPassTest, EntryOfEveryLapKeepsTheWalkGoing) {
 
 // --- from a start elsewhere to an end behind it: the walk is made again ---
 
-TEST_F(GhdrSecondPassTest, SoundWalkMovesTheStartBehindTheEntryAtTheEnd) {
+TEST_F(GhdrSecondPass, sound_walk_moves_the_start_behind_the_entry_at_the_end) {
   const log_file file = four_entries().make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 48, 8192, 2), 0);
@@ -276,21 +276,21 @@ TEST_F(GhdrSecondPassTest, SoundWalkMovesTheStartBehindTheEntryAtTheEnd) {
                                  trace("TRACE: reason 0 entry_count 2 \n")}));
 }
 
-TEST_F(GhdrSecondPassTest, StartThatComesToTheRingsEndBecomesTheFirstSlot) {
+TEST_F(GhdrSecondPass, start_that_comes_to_the_rings_end_becomes_the_first_slot) {
   const log_file file = four_entries().make();
   EXPECT_EQ(pass(file, 48, 132, 2), 0);
   EXPECT_EQ(new_end, 104u);
   EXPECT_EQ(new_start, 20u);
 }
 
-TEST_F(GhdrSecondPassTest, SecondWalkGoesBeyondTheRingsEndWithoutWrapping) {
+TEST_F(GhdrSecondPass, second_walk_goes_beyond_the_rings_end_without_wrapping) {
   const log_file file = four_entries().make();
   EXPECT_EQ(pass(file, 48, 131, 2), 0);
   EXPECT_EQ(new_end, 104u);
   EXPECT_EQ(new_start, 132u);
 }
 
-TEST_F(GhdrSecondPassTest, BadHeaderAtTheEndFailsTheSecondWalk) {
+TEST_F(GhdrSecondPass, bad_header_at_the_end_fails_the_second_walk) {
   const log_file file = ring(7).entries(3, 8).damage(28).make();
   fault_plan faults;
   EXPECT_EQ(pass(file, 48, 8192, 2), -1);
@@ -305,7 +305,7 @@ TEST_F(GhdrSecondPassTest, BadHeaderAtTheEndFailsTheSecondWalk) {
 }
 
 // The break became the end, and the second walk reads the header at the end.
-TEST_F(GhdrSecondPassTest, BreakBehindAStartElsewhereFailsTheSecondWalk) {
+TEST_F(GhdrSecondPass, break_behind_a_start_elsewhere_fails_the_second_walk) {
   const log_file file = ring(7).entries(3, 8).damage(28).make();
   EXPECT_EQ(pass(file, 48, 8192, 3), -1);
   EXPECT_EQ(reason, 2u);
@@ -317,7 +317,7 @@ TEST_F(GhdrSecondPassTest, BreakBehindAStartElsewhereFailsTheSecondWalk) {
                                  error("ERROR: ehdr checksum failed at 104 \n")}));
 }
 
-TEST_F(GhdrSecondPassTest, EndOfTheFileFailsTheSecondWalk) {
+TEST_F(GhdrSecondPass, end_of_the_file_fails_the_second_walk) {
   const log_file file = four_entries().make();
   EXPECT_EQ(pass(file, 76, 8192, 2), -1);
   EXPECT_EQ(reason, 2u);
@@ -326,7 +326,7 @@ TEST_F(GhdrSecondPassTest, EndOfTheFileFailsTheSecondWalk) {
   EXPECT_EQ(logged().back(), error("ERROR: ehdr read failed at 132 errno 33\n"));
 }
 
-TEST_F(GhdrSecondPassTest, IoErrorFailsTheSecondWalk) {
+TEST_F(GhdrSecondPass, io_error_fails_the_second_walk) {
   const log_file file = four_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(4), returns{-1}, with{EIO});
@@ -338,7 +338,7 @@ TEST_F(GhdrSecondPassTest, IoErrorFailsTheSecondWalk) {
   EXPECT_EQ(logged().back(), error("ERROR: ehdr read failed at 76 errno 5\n"));
 }
 
-TEST_F(GhdrSecondPassTest, SeekThatFailsFailsTheSecondWalk) {
+TEST_F(GhdrSecondPass, seek_that_fails_fails_the_second_walk) {
   const log_file file = four_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(3), returns{-1}, with{EIO});
@@ -350,7 +350,7 @@ TEST_F(GhdrSecondPassTest, SeekThatFailsFailsTheSecondWalk) {
   EXPECT_EQ(logged().back(), error("ERROR: lseek failed to seek 48, errno = 5\n"));
 }
 
-TEST_F(GhdrSecondPassTest, NothingIsWritten) {
+TEST_F(GhdrSecondPass, nothing_is_written) {
   const log_file file = ring(7).entries(3, 8).damage(28).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;

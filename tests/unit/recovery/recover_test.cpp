@@ -12,7 +12,7 @@
 namespace vesk::test {
 namespace {
 
-class RecoverTest : public RecoveryTest {
+class Recover : public RecoveryTest {
  protected:
   // Sweeps over a file of type 7 with this mark.
   static int32_t sweep(uint32_t mark) {
@@ -39,7 +39,7 @@ ring three_entries() {
 
 // --- the sweep itself ---
 
-TEST_F(RecoverTest, FailedFlashIsLeftAlone) {
+TEST_F(Recover, failed_flash_is_left_alone) {
   const log_file file = three_entries().make();
   bootflash_failure_flag = 1;
   vesk_file_sanity.fill(1);
@@ -52,7 +52,7 @@ TEST_F(RecoverTest, FailedFlashIsLeftAlone) {
   EXPECT_EQ(vesk_file_sanity[63], 1u);
 }
 
-TEST_F(RecoverTest, WithoutMarksNothingIsLookedAt) {
+TEST_F(Recover, without_marks_nothing_is_looked_at) {
   const log_file file = three_entries().make();
   fault_plan faults;
   EXPECT_EQ(vesk_recover_corrupted_files(), 0);
@@ -60,7 +60,7 @@ TEST_F(RecoverTest, WithoutMarksNothingIsLookedAt) {
   EXPECT_EQ(journal(), between_heartbeats({}));
 }
 
-TEST_F(RecoverTest, MarkOfAMissingTypeOrFileIsClearedAndNothingIsRemoved) {
+TEST_F(Recover, mark_of_a_missing_type_or_file_is_cleared_and_nothing_is_removed) {
   for (const uint32_t type : {0u, 7u, 9u, 63u}) vesk_file_sanity[type] = 3;
   fault_plan faults;
   EXPECT_EQ(vesk_recover_corrupted_files(), 0);
@@ -73,7 +73,7 @@ TEST_F(RecoverTest, MarkOfAMissingTypeOrFileIsClearedAndNothingIsRemoved) {
   for (uint32_t type = 0; type < 64; ++type) EXPECT_EQ(vesk_file_sanity[type], 0u) << type;
 }
 
-TEST_F(RecoverTest, StatusThatFailsWithAnIoErrorRemountsAndClearsTheMark) {
+TEST_F(Recover, status_that_fails_with_an_io_error_remounts_and_clears_the_mark) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::stat, nth(1), returns{-1}, with{EIO});
@@ -83,7 +83,7 @@ TEST_F(RecoverTest, StatusThatFailsWithAnIoErrorRemountsAndClearsTheMark) {
   EXPECT_EQ(errors(), (log_lines{error("ERROR: construct filename failed for file type 7\n")}));
 }
 
-TEST_F(RecoverTest, OtherTypesAreSweptThoughOneIsGivenUp) {
+TEST_F(Recover, other_types_are_swept_though_one_is_given_up) {
   const log_file third = ring(3).damage(8).entry(1024, 8).make();
   const log_file seventh = three_entries().make();
   vesk_file_sanity[3] = 3;
@@ -103,7 +103,7 @@ TEST_F(RecoverTest, OtherTypesAreSweptThoughOneIsGivenUp) {
 
 // --- files that are given up ---
 
-TEST_F(RecoverTest, FileThatCannotBeOpenedIsRemoved) {
+TEST_F(Recover, file_that_cannot_be_opened_is_removed) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::open, nth(1), returns{-1}, with{EACCES});
@@ -116,7 +116,7 @@ TEST_F(RecoverTest, FileThatCannotBeOpenedIsRemoved) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, HeaderThatCannotBeSoughtGivesTheFileUp) {
+TEST_F(Recover, header_that_cannot_be_sought_gives_the_file_up) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(1), returns{-1}, with{EIO});
@@ -129,7 +129,7 @@ TEST_F(RecoverTest, HeaderThatCannotBeSoughtGivesTheFileUp) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, HeaderThatIsReadShortGivesTheFileUp) {
+TEST_F(Recover, header_that_is_read_short_gives_the_file_up) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(1), only{19}, with{ENXIO});
@@ -142,7 +142,7 @@ TEST_F(RecoverTest, HeaderThatIsReadShortGivesTheFileUp) {
 }
 
 // Unlike at the start-up validation, a read that returns -1 is no complete read here.
-TEST_F(RecoverTest, HeaderReadThatFailsRemountsAndGivesTheFileUp) {
+TEST_F(Recover, header_read_that_fails_remounts_and_gives_the_file_up) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
@@ -153,7 +153,7 @@ TEST_F(RecoverTest, HeaderReadThatFailsRemountsAndGivesTheFileUp) {
                                  error("ERROR: Removing file FILE.\n")}));
 }
 
-TEST_F(RecoverTest, WrongMagicOrSumGivesTheFileUp) {
+TEST_F(Recover, wrong_magic_or_sum_gives_the_file_up) {
   for (const uint32_t at : {0u, 3u, 6u, 19u}) {
     SCOPED_TRACE(at);
     platform.forget();
@@ -169,7 +169,7 @@ TEST_F(RecoverTest, WrongMagicOrSumGivesTheFileUp) {
   }
 }
 
-TEST_F(RecoverTest, WrongMagicWithASumThatHoldsGivesTheFileUp) {
+TEST_F(Recover, wrong_magic_with_a_sum_that_holds_gives_the_file_up) {
   // 7665 becomes 6665, and 0xf506 makes up for it as 0x0507; 736b and the rest stay.
   const log_file file = ring(7).patch(0, {0x66}).patch(6, {0x05, 0x07}).make();
   EXPECT_TRUE(sum_holds(file.bytes().data()));
@@ -178,7 +178,7 @@ TEST_F(RecoverTest, WrongMagicWithASumThatHoldsGivesTheFileUp) {
   EXPECT_EQ(errors().size(), 3u);
 }
 
-TEST_F(RecoverTest, CapacityThatIsNotTheCataloguesGivesTheFileUp) {
+TEST_F(Recover, capacity_that_is_not_the_catalogues_gives_the_file_up) {
   const log_file file = three_entries().max(8188).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(journal(),
@@ -188,7 +188,7 @@ TEST_F(RecoverTest, CapacityThatIsNotTheCataloguesGivesTheFileUp) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, WrappedFileThatIsNotFullIsGivenUp) {
+TEST_F(Recover, wrapped_file_that_is_not_full_is_given_up) {
   const log_file file = three_entries().start(76).end(48).make();
   EXPECT_EQ(sweep(2), 0);
   EXPECT_EQ(journal(),
@@ -197,7 +197,7 @@ TEST_F(RecoverTest, WrappedFileThatIsNotFullIsGivenUp) {
                                removed));
 }
 
-TEST_F(RecoverTest, FileThatIsShorterThanItsEndIsGivenUp) {
+TEST_F(Recover, file_that_is_shorter_than_its_end_is_given_up) {
   const log_file file = three_entries().end(108).make();
   EXPECT_EQ(sweep(2), 0);
   EXPECT_EQ(journal(),
@@ -206,7 +206,7 @@ TEST_F(RecoverTest, FileThatIsShorterThanItsEndIsGivenUp) {
                                removed));
 }
 
-TEST_F(RecoverTest, FullFileThatIsShorterThanItsStartIsGivenUp) {
+TEST_F(Recover, full_file_that_is_shorter_than_its_start_is_given_up) {
   const log_file file = three_entries().damage_to(8192).start(8196).end(104).make();
   EXPECT_EQ(sweep(2), 0);
   EXPECT_EQ(journal(),
@@ -215,7 +215,7 @@ TEST_F(RecoverTest, FullFileThatIsShorterThanItsStartIsGivenUp) {
                                removed));
 }
 
-TEST_F(RecoverTest, FileIsClosedBeforeItIsRemoved) {
+TEST_F(Recover, file_is_closed_before_it_is_removed) {
   const log_file file = three_entries().max(8188).make();
   fault_plan faults;
   uint32_t closed = untouched;
@@ -226,7 +226,7 @@ TEST_F(RecoverTest, FileIsClosedBeforeItIsRemoved) {
   EXPECT_EQ(closed, 1u);
 }
 
-TEST_F(RecoverTest, RemovalThatDoesNotStartIsToldAndClearsTheMark) {
+TEST_F(Recover, removal_that_does_not_start_is_told_and_clears_the_mark) {
   const log_file file = three_entries().max(8188).make();
   platform.next("execute_program_and_let_go", -1);
   EXPECT_EQ(sweep(3), 0);
@@ -237,7 +237,7 @@ TEST_F(RecoverTest, RemovalThatDoesNotStartIsToldAndClearsTheMark) {
 
 // --- rebuilding the global header ---
 
-TEST_F(RecoverTest, GlobalHeaderIsRebuiltFromTheEntries) {
+TEST_F(Recover, global_header_is_rebuilt_from_the_entries) {
   const log_file file = three_entries().end(48).make();
   fault_plan faults;
   EXPECT_EQ(sweep(3), 0);
@@ -260,7 +260,7 @@ TEST_F(RecoverTest, GlobalHeaderIsRebuiltFromTheEntries) {
 
 // Recovery gives the entries their previous size, and with that their sums are gone: the second
 // pass finds no chain, and an empty ring is left. The bytes are all there.
-TEST_F(RecoverTest, AppendedEntriesAreLostToTheirOwnRepair) {
+TEST_F(Recover, appended_entries_are_lost_to_their_own_repair) {
   const log_file file = ring(7).entries(3, 8).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(file.picture(), "start=20 end=20");
@@ -280,14 +280,14 @@ TEST_F(RecoverTest, AppendedEntriesAreLostToTheirOwnRepair) {
                           "101 Updating gheader start 20 end 20 max 8192.\n"}));
 }
 
-TEST_F(RecoverTest, VersionIsNotLookedAtAndBecomesOne) {
+TEST_F(Recover, version_is_not_looked_at_and_becomes_one) {
   const log_file file = three_entries().version(2).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(file.hex(4, 2), "01 00");
   EXPECT_EQ(file.picture(), "E1024/8 E1025/8 E1026/8 start=20 end=104");
 }
 
-TEST_F(RecoverTest, StartThatWasPredictedIsWritten) {
+TEST_F(Recover, start_that_was_predicted_is_written) {
   // Full, and the null entry in front of the oldest is the youngest of all.
   const log_file file =
       ring(7)
@@ -304,7 +304,7 @@ TEST_F(RecoverTest, StartThatWasPredictedIsWritten) {
 
 // A header that cannot be read for a moment ends the chain in the middle of a full file, and the
 // ring begins behind it.
-TEST_F(RecoverTest, StartThatTheSecondPassMovedIsWritten) {
+TEST_F(Recover, start_that_the_second_pass_moved_is_written) {
   const log_file file = ring(7)
                             .entry({.type = 1024, .size = 8, .prev_size = 20, .secs = 300})
                             .entry({.type = 1025, .size = 8, .prev_size = 8, .secs = 100})
@@ -327,7 +327,7 @@ TEST_F(RecoverTest, StartThatTheSecondPassMovedIsWritten) {
                        error("Updating gheader start 104 end 76 max 8192.\n")}));
 }
 
-TEST_F(RecoverTest, FirstPassThatBreaksOffIsToldAndTheSecondIsMade) {
+TEST_F(Recover, first_pass_that_breaks_off_is_told_and_the_second_is_made) {
   const log_file file = three_entries().damage(24).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(file.picture(), "E1024/8 E1025/8 E1026/8 start=20 end=104");
@@ -347,7 +347,7 @@ TEST_F(RecoverTest, FirstPassThatBreaksOffIsToldAndTheSecondIsMade) {
                  "101 Updating gheader start 20 end 104 max 8192.\n"}));
 }
 
-TEST_F(RecoverTest, FirstPassThatLosesTheFileGivesItUp) {
+TEST_F(Recover, first_pass_that_loses_the_file_gives_it_up) {
   const log_file file = three_entries().damage(8).entry(1027, 8).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(journal(),
@@ -362,7 +362,7 @@ TEST_F(RecoverTest, FirstPassThatLosesTheFileGivesItUp) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, FileWithoutEntriesIsGivenUpWithoutAnotherWord) {
+TEST_F(Recover, file_without_entries_is_given_up_without_another_word) {
   const log_file file = ring(7).entry({.uuid = 293, .type = 0, .size = 8, .prev_size = 20}).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(journal(), between_heartbeats(
@@ -372,7 +372,7 @@ TEST_F(RecoverTest, FileWithoutEntriesIsGivenUpWithoutAnotherWord) {
                            removed));
 }
 
-TEST_F(RecoverTest, EmptyFileIsGivenUpToo) {
+TEST_F(Recover, empty_file_is_given_up_too) {
   const log_file file = ring(7).make();
   EXPECT_EQ(sweep(3), 0);
   EXPECT_EQ(errors(), (log_lines{error("gheader recovery start first phase  20 end 20 max 8192 \n"),
@@ -381,7 +381,7 @@ TEST_F(RecoverTest, EmptyFileIsGivenUpToo) {
 
 // A full file with the oldest entry at 48. The chain from there breaks at an entry that the first
 // pass has rewritten, and behind a start elsewhere that is not forgiven.
-TEST_F(RecoverTest, SecondPassThatFailsGivesTheFileUp) {
+TEST_F(Recover, second_pass_that_fails_gives_the_file_up) {
   const log_file file = ring(7)
                             .entry({.type = 1024, .size = 8, .prev_size = 20, .secs = 300})
                             .entry({.type = 1025, .size = 8, .prev_size = 8, .secs = 100})
@@ -405,7 +405,7 @@ TEST_F(RecoverTest, SecondPassThatFailsGivesTheFileUp) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, GlobalHeaderThatCannotBeWrittenIsIgnored) {
+TEST_F(Recover, global_header_that_cannot_be_written_is_ignored) {
   const log_file file = three_entries().end(48).make();
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{19}, with{ENOSPC});
@@ -418,7 +418,7 @@ TEST_F(RecoverTest, GlobalHeaderThatCannotBeWrittenIsIgnored) {
 
 // --- repairing the entry headers ---
 
-TEST_F(RecoverTest, SoundEntriesNeedNoNewGlobalHeader) {
+TEST_F(Recover, sound_entries_need_no_new_global_header) {
   for (const uint32_t mark : {1u, 2u, 4u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(mark);
     platform.forget();
@@ -436,7 +436,7 @@ TEST_F(RecoverTest, SoundEntriesNeedNoNewGlobalHeader) {
   }
 }
 
-TEST_F(RecoverTest, StartThatMovedIsWritten) {
+TEST_F(Recover, start_that_moved_is_written) {
   const log_file file =
       ring(7).damage(8).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).make();
   fault_plan faults;
@@ -455,7 +455,7 @@ TEST_F(RecoverTest, StartThatMovedIsWritten) {
                                            "101 Updating gheader start 28 end 84 max 8192.\n"}));
 }
 
-TEST_F(RecoverTest, MovedStartThatCannotBeWrittenIsIgnored) {
+TEST_F(Recover, moved_start_that_cannot_be_written_is_ignored) {
   const log_file file =
       ring(7).damage(8).entry(linked(1024, 8, 20)).entry(linked(1025, 8, 8)).make();
   fault_plan faults;
@@ -466,7 +466,7 @@ TEST_F(RecoverTest, MovedStartThatCannotBeWrittenIsIgnored) {
   EXPECT_EQ(file.picture(), "~8 E1024/8 E1025/8 start=20 end=84");
 }
 
-TEST_F(RecoverTest, EntriesThatCannotBeRepairedGiveTheFileUp) {
+TEST_F(Recover, entries_that_cannot_be_repaired_give_the_file_up) {
   const log_file file = three_entries().damage(8).entry(1027, 8).make();
   EXPECT_EQ(sweep(2), 0);
   EXPECT_EQ(journal(),
@@ -481,7 +481,7 @@ TEST_F(RecoverTest, EntriesThatCannotBeRepairedGiveTheFileUp) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(RecoverTest, EntriesThatCannotBeReadGiveTheFileUp) {
+TEST_F(Recover, entries_that_cannot_be_read_give_the_file_up) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(3), returns{-1}, with{EFAULT});
@@ -493,7 +493,7 @@ TEST_F(RecoverTest, EntriesThatCannotBeReadGiveTheFileUp) {
                                  error("ERROR: Removing file FILE.\n")}));
 }
 
-TEST_F(RecoverTest, EmptyRingNeedsNoRepair) {
+TEST_F(Recover, empty_ring_needs_no_repair) {
   const log_file file = ring(7).make();
   EXPECT_EQ(sweep(2), 0);
   EXPECT_EQ(errors(), (log_lines{error("eheader recovery start 20 end 20 max 8192.\n")}));
@@ -517,9 +517,9 @@ std::vector<int> others_on(const log_file &file) {
   return found;
 }
 
-class KernelLogTest : public RecoverTest, public ::testing::WithParamInterface<uint32_t> {};
+class KernelLog : public Recover, public ::testing::WithParamInterface<uint32_t> {};
 
-TEST_P(KernelLogTest, WithASoundHeaderEndsTheSweepAndStaysOpenAndMarked) {
+TEST_P(KernelLog, with_a_sound_header_ends_the_sweep_and_stays_open_and_marked) {
   const log_file kernel = ring(GetParam()).entry(1024, 8).make();
   const log_file third = ring(3).entry(linked(1024, 8, 20)).make();
   const log_file platform_log = ring(25).entry(linked(1024, 8, 20)).make();
@@ -547,7 +547,7 @@ TEST_P(KernelLogTest, WithASoundHeaderEndsTheSweepAndStaysOpenAndMarked) {
   EXPECT_EQ(others_on(platform_log).size(), 0u);
 }
 
-TEST_P(KernelLogTest, IsNeverWalked) {
+TEST_P(KernelLog, is_never_walked) {
   const log_file kernel = ring(GetParam()).entry(1024, 8).damage(8).entry(1025, 8).make();
   const std::vector<uint8_t> before = kernel.bytes();
   vesk_file_sanity[GetParam()] = 3;
@@ -560,7 +560,7 @@ TEST_P(KernelLogTest, IsNeverWalked) {
   for (const int fd : others_on(kernel)) close(fd);
 }
 
-TEST_P(KernelLogTest, WithoutASoundHeaderIsRemovedAndTheSweepGoesOn) {
+TEST_P(KernelLog, without_a_sound_header_is_removed_and_the_sweep_goes_on) {
   const log_file kernel = ring(GetParam()).entry(1024, 8).patch(6, {0, 0}).make();
   const log_file platform_log = ring(25).entry(linked(1024, 8, 20)).make();
   vesk_file_sanity[GetParam()] = 3;
@@ -572,7 +572,7 @@ TEST_P(KernelLogTest, WithoutASoundHeaderIsRemovedAndTheSweepGoesOn) {
   EXPECT_EQ(errors().back(), error("eheader recovery start 20 end 48 max 1048576.\n"));
 }
 
-TEST_P(KernelLogTest, WithAnImpossibleHeaderIsRemovedAndTheSweepGoesOn) {
+TEST_P(KernelLog, with_an_impossible_header_is_removed_and_the_sweep_goes_on) {
   const log_file kernel = ring(GetParam()).entry(1024, 8).end(52).make();
   vesk_file_sanity[GetParam()] = 3;
   vesk_file_sanity[63] = 3;
@@ -582,7 +582,7 @@ TEST_P(KernelLogTest, WithAnImpossibleHeaderIsRemovedAndTheSweepGoesOn) {
   EXPECT_EQ(others_on(kernel).size(), 0u);
 }
 
-INSTANTIATE_TEST_SUITE_P(Both, KernelLogTest, ::testing::Values(21u, 22u));
+INSTANTIATE_TEST_SUITE_P(Both, KernelLog, ::testing::Values(21u, 22u));
 
 }  // namespace
 }  // namespace vesk::test

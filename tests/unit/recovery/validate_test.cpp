@@ -22,9 +22,9 @@ std::optional<check_answer> checked;
 // A mark that nobody else sets.
 constexpr uint32_t old_mark = 9;
 
-class ValidateTest : public RecoveryTest {
+class Validate : public RecoveryTest {
  protected:
-  ValidateTest() {
+  Validate() {
     checked.reset();
     vesk_file_sanity.fill(old_mark);
   }
@@ -69,14 +69,14 @@ ring three_entries() {
 
 // --- files that are not there, or sound ---
 
-TEST_F(ValidateTest, WithoutFilesEveryTypeIsCleanAndNothingIsSwept) {
+TEST_F(Validate, without_files_every_type_is_clean_and_nothing_is_swept) {
   fault_plan faults;
   EXPECT_EQ(validation(), lines());
   EXPECT_EQ(journal(faults), others_before + "stat FILE" + others_behind);
   for (uint32_t type = 0; type < 64; ++type) EXPECT_EQ(vesk_file_sanity[type], 0u) << type;
 }
 
-TEST_F(ValidateTest, FileThatVanishesInBetweenIsClean) {
+TEST_F(Validate, file_that_vanishes_in_between_is_clean) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::stat, nth(8), returns{-1}, with{ENOENT});
@@ -85,7 +85,7 @@ TEST_F(ValidateTest, FileThatVanishesInBetweenIsClean) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, StatusThatFailsWithAnIoErrorRemountsAndIsClean) {
+TEST_F(Validate, status_that_fails_with_an_io_error_remounts_and_is_clean) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::stat, nth(8), returns{-1}, with{EIO});
@@ -97,7 +97,7 @@ TEST_F(ValidateTest, StatusThatFailsWithAnIoErrorRemountsAndIsClean) {
   EXPECT_EQ(faults.count(call::open), 0u);
 }
 
-TEST_F(ValidateTest, EmptyFileOfTwentyBytesIsSound) {
+TEST_F(Validate, empty_file_of_twenty_bytes_is_sound) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(validation(), sound_and_empty);
@@ -108,7 +108,7 @@ TEST_F(ValidateTest, EmptyFileOfTwentyBytesIsSound) {
   EXPECT_EQ(file.size(), 20u);
 }
 
-TEST_F(ValidateTest, FileWithASoundChainIsLeftAlone) {
+TEST_F(Validate, file_with_a_sound_chain_is_left_alone) {
   const log_file file = headers(ring(7), 3).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -126,7 +126,7 @@ TEST_F(ValidateTest, FileWithASoundChainIsLeftAlone) {
 
 // --- files that are no log files ---
 
-TEST_F(ValidateTest, DirectoryInPlaceOfAFileIsLeftAlone) {
+TEST_F(Validate, directory_in_place_of_a_file_is_left_alone) {
   ASSERT_EQ(mkdir("/mnt/vesk/temperature_err.log", 0755), 0);
   fault_plan faults;
   EXPECT_EQ(validation(), (lines{"101 ERROR: FILE exists, but not a regular file.\n"}));
@@ -135,7 +135,7 @@ TEST_F(ValidateTest, DirectoryInPlaceOfAFileIsLeftAlone) {
   EXPECT_EQ(rmdir("/mnt/vesk/temperature_err.log"), 0);
 }
 
-TEST_F(ValidateTest, FileShorterThanAHeaderIsRemovedUnopened) {
+TEST_F(Validate, file_shorter_than_a_header_is_removed_unopened) {
   for (const off_t size : {0, 1, 19}) {
     SCOPED_TRACE(size);
     platform.forget();
@@ -150,7 +150,7 @@ TEST_F(ValidateTest, FileShorterThanAHeaderIsRemovedUnopened) {
   }
 }
 
-TEST_F(ValidateTest, FileThatCannotBeOpenedIsRemoved) {
+TEST_F(Validate, file_that_cannot_be_opened_is_removed) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::open, nth(1), returns{-1}, with{EACCES});
@@ -159,7 +159,7 @@ TEST_F(ValidateTest, FileThatCannotBeOpenedIsRemoved) {
   EXPECT_EQ(faults.count(call::close), 0u);
 }
 
-TEST_F(ValidateTest, HeaderThatCannotBeSoughtRemovesTheFile) {
+TEST_F(Validate, header_that_cannot_be_sought_removes_the_file) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.fail(call::lseek, nth(1), returns{-1}, with{EIO});
@@ -169,7 +169,7 @@ TEST_F(ValidateTest, HeaderThatCannotBeSoughtRemovesTheFile) {
             others_before + "stat FILE, stat FILE, open FILE, lseek 0, close" + others_behind);
 }
 
-TEST_F(ValidateTest, HeaderThatIsReadShortRemovesTheFile) {
+TEST_F(Validate, header_that_is_read_short_removes_the_file) {
   for (const size_t count : {size_t{0}, size_t{19}}) {
     SCOPED_TRACE(count);
     platform.forget();
@@ -185,7 +185,7 @@ TEST_F(ValidateTest, HeaderThatIsReadShortRemovesTheFile) {
   }
 }
 
-TEST_F(ValidateTest, ShortReadWithAnIoErrorRemountsAndRemovesTheFile) {
+TEST_F(Validate, short_read_with_an_io_error_remounts_and_removes_the_file) {
   const log_file file = three_entries().make();
   fault_plan faults;
   faults.shorten(call::read, nth(1), only{19}, with{EIO});
@@ -196,7 +196,7 @@ TEST_F(ValidateTest, ShortReadWithAnIoErrorRemountsAndRemovesTheFile) {
 
 // -1 is a large number, and the buffer begins as the header of an empty file: a flash that cannot
 // be read for a moment costs no log.
-TEST_F(ValidateTest, ReadThatFailsCountsAsCompleteAndLeavesTheFileAlone) {
+TEST_F(Validate, read_that_fails_counts_as_complete_and_leaves_the_file_alone) {
   const log_file file = three_entries().version(2).end(9999).make();
   const std::vector<uint8_t> before = file.bytes();
   fault_plan faults;
@@ -207,7 +207,7 @@ TEST_F(ValidateTest, ReadThatFailsCountsAsCompleteAndLeavesTheFileAlone) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
-TEST_F(ValidateTest, ReadThatFailsWithAnIoErrorRemountsToo) {
+TEST_F(Validate, read_that_fails_with_an_io_error_remounts_too) {
   const log_file file = three_entries().damage(8).make();
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
@@ -219,7 +219,7 @@ TEST_F(ValidateTest, ReadThatFailsWithAnIoErrorRemountsToo) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, BufferOfAReadThatFailsIsNotTheHeaderOfTheFileBefore) {
+TEST_F(Validate, buffer_of_a_read_that_fails_is_not_the_header_of_the_file_before) {
   const log_file third = ring(3).version(2).make();
   const log_file seventh = three_entries().make();
   fault_plan faults;
@@ -233,7 +233,7 @@ TEST_F(ValidateTest, BufferOfAReadThatFailsIsNotTheHeaderOfTheFileBefore) {
 
 // --- global headers that do not hold ---
 
-TEST_F(ValidateTest, WrongVersionRemovesTheFile) {
+TEST_F(Validate, wrong_version_removes_the_file) {
   for (const uint8_t version : {uint8_t{0}, uint8_t{2}, uint8_t{255}}) {
     SCOPED_TRACE(int{version});
     platform.forget();
@@ -250,14 +250,14 @@ TEST_F(ValidateTest, WrongVersionRemovesTheFile) {
 }
 
 // So that a header of arbitrary bytes is removed and not repaired.
-TEST_F(ValidateTest, VersionIsLookedAtBeforeMagicAndSum) {
+TEST_F(Validate, version_is_looked_at_before_magic_and_sum) {
   const log_file file = three_entries().patch(0, {0xDA, 0x4A, 0x6E, 0xD1, 0xDA, 0x4A}).make();
   EXPECT_EQ(validation(),
             lines{"101 ERROR: Version mismatch in gheader, deleting the file FILE\n"} + removal);
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, WrongMagicOrSumMarksTheFileAndKeepsIt) {
+TEST_F(Validate, wrong_magic_or_sum_marks_the_file_and_keeps_it) {
   for (const uint32_t at : {0u, 3u, 6u, 19u}) {
     SCOPED_TRACE(at);
     platform.reset();
@@ -275,7 +275,7 @@ TEST_F(ValidateTest, WrongMagicOrSumMarksTheFileAndKeepsIt) {
 
 // --- global headers that cannot be ---
 
-TEST_F(ValidateTest, CapacityThatIsNotTheCataloguesMarksTheFile) {
+TEST_F(Validate, capacity_that_is_not_the_catalogues_marks_the_file) {
   const log_file file = ring(7).max(8188).make();
   without_sweep();
   fault_plan faults;
@@ -286,7 +286,7 @@ TEST_F(ValidateTest, CapacityThatIsNotTheCataloguesMarksTheFile) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
-TEST_F(ValidateTest, EndBeyondTheCapacityMarksTheFile) {
+TEST_F(Validate, end_beyond_the_capacity_marks_the_file) {
   const log_file file = three_entries().end(8193).make();
   without_sweep();
   EXPECT_EQ(validation(), lines{"101 ERROR: max 8192 is greater than file max 8192end 8193 is "
@@ -295,14 +295,14 @@ TEST_F(ValidateTest, EndBeyondTheCapacityMarksTheFile) {
   EXPECT_EQ(vesk_file_sanity[7], 3u);
 }
 
-TEST_F(ValidateTest, EndAtTheCapacityIsPossible) {
+TEST_F(Validate, end_at_the_capacity_is_possible) {
   const log_file file = ring(7).entry(1024, 8152).make();
   EXPECT_EQ(file.size(), 8192u);
   EXPECT_EQ(validation().back(), "100 TRACE:File FILE isn't corrupted\n");
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, StartBeyondTheCapacityMarksTheFile) {
+TEST_F(Validate, start_beyond_the_capacity_marks_the_file) {
   const log_file file = three_entries().start(8196).make();
   without_sweep();
   EXPECT_EQ(validation(), lines{"101 ERROR: max 8192 is greater than file max 8192end 104 is "
@@ -311,7 +311,7 @@ TEST_F(ValidateTest, StartBeyondTheCapacityMarksTheFile) {
   EXPECT_EQ(vesk_file_sanity[7], 3u);
 }
 
-TEST_F(ValidateTest, StartOneHeaderInFrontOfTheCapacityMarksTheFile) {
+TEST_F(Validate, start_one_header_in_front_of_the_capacity_marks_the_file) {
   const log_file file = ring(7).entry(1024, 8).damage_to(8172).start_here().null(0).end(48).make();
   without_sweep();
   EXPECT_EQ(validation(), lines{"101 ERROR: max 8192 is greater than file max 8192end 48 is "
@@ -320,14 +320,14 @@ TEST_F(ValidateTest, StartOneHeaderInFrontOfTheCapacityMarksTheFile) {
   EXPECT_EQ(vesk_file_sanity[7], 3u);
 }
 
-TEST_F(ValidateTest, StartFourBytesFurtherInFrontIsPossible) {
+TEST_F(Validate, start_four_bytes_further_in_front_is_possible) {
   const log_file file = ring(7).entry(1024, 8).damage_to(8168).start_here().null(4).end(48).make();
   EXPECT_EQ(file.picture(), "N/4 | E1024/8 start=8168 end=48");
   EXPECT_EQ(validation().back(), "100 TRACE:File FILE isn't corrupted\n");
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, FileThatIsShorterThanItsEndIsRemoved) {
+TEST_F(Validate, file_that_is_shorter_than_its_end_is_removed) {
   const log_file file = three_entries().end(105).make();
   EXPECT_EQ(
       validation(),
@@ -336,7 +336,7 @@ TEST_F(ValidateTest, FileThatIsShorterThanItsEndIsRemoved) {
   EXPECT_EQ(vesk_file_sanity[7], 0u);
 }
 
-TEST_F(ValidateTest, FileThatIsShorterThanAnEmptyRingElsewhereIsRemoved) {
+TEST_F(Validate, file_that_is_shorter_than_an_empty_ring_elsewhere_is_removed) {
   const log_file file = three_entries().start(108).end(108).make();
   EXPECT_EQ(
       validation(),
@@ -344,7 +344,7 @@ TEST_F(ValidateTest, FileThatIsShorterThanAnEmptyRingElsewhereIsRemoved) {
           removal);
 }
 
-TEST_F(ValidateTest, WrappedFileThatIsNotFullIsRemoved) {
+TEST_F(Validate, wrapped_file_that_is_not_full_is_removed) {
   const log_file file = three_entries().start(76).end(48).make();
   fault_plan faults;
   EXPECT_EQ(validation(), lines{"101 ERROR: File already wrapped but file size 104 is not equal to "
@@ -354,14 +354,14 @@ TEST_F(ValidateTest, WrappedFileThatIsNotFullIsRemoved) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
-TEST_F(ValidateTest, WrappedFileThatIsMoreThanFullIsRemovedToo) {
+TEST_F(Validate, wrapped_file_that_is_more_than_full_is_removed_too) {
   const log_file file = three_entries().damage_to(8196).start(76).end(48).make();
   EXPECT_EQ(validation(), lines{"101 ERROR: File already wrapped but file size 8196 is not equal "
                                 "to the max size 8192 start 76 end 48 fname FILE"} +
                               removal);
 }
 
-TEST_F(ValidateTest, FileIsClosedBeforeItIsRemoved) {
+TEST_F(Validate, file_is_closed_before_it_is_removed) {
   const log_file file = three_entries().version(2).make();
   fault_plan faults;
   uint32_t closed = untouched;
@@ -374,7 +374,7 @@ TEST_F(ValidateTest, FileIsClosedBeforeItIsRemoved) {
 
 // --- kernel logs ---
 
-TEST_F(ValidateTest, KernelLogsAreNeverWalked) {
+TEST_F(Validate, kernel_logs_are_never_walked) {
   for (const uint32_t type : {21u, 22u}) {
     SCOPED_TRACE(type);
     platform.forget();
@@ -390,7 +390,7 @@ TEST_F(ValidateTest, KernelLogsAreNeverWalked) {
   }
 }
 
-TEST_F(ValidateTest, KernelLogsHaveTheirGlobalHeaderJudgedLikeAnyOther) {
+TEST_F(Validate, kernel_logs_have_their_global_header_judged_like_any_other) {
   const log_file small = ring(21).patch(6, {0, 0}).make();
   const log_file big = ring(22).entry(1024, 8).end(52).make();
   without_sweep();
@@ -403,7 +403,7 @@ TEST_F(ValidateTest, KernelLogsHaveTheirGlobalHeaderJudgedLikeAnyOther) {
 
 // --- what the corruption check finds ---
 
-TEST_F(ValidateTest, BrokenChainMarksTheFile) {
+TEST_F(Validate, broken_chain_marks_the_file) {
   const log_file file = ring(7).entry(1024, 8).damage(24).entry(1025, 8).make();
   const std::vector<uint8_t> before = file.bytes();
   without_sweep();
@@ -421,7 +421,7 @@ TEST_F(ValidateTest, BrokenChainMarksTheFile) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
-TEST_F(ValidateTest, EntryThatCannotBeReadMarksTheFile) {
+TEST_F(Validate, entry_that_cannot_be_read_marks_the_file) {
   const log_file file = three_entries().make();
   without_sweep();
   fault_plan faults;
@@ -436,7 +436,7 @@ TEST_F(ValidateTest, EntryThatCannotBeReadMarksTheFile) {
                                        "failure.\n")}));
 }
 
-TEST_F(ValidateTest, EmptyRingElsewhereMarksTheFile) {
+TEST_F(Validate, empty_ring_elsewhere_marks_the_file) {
   const log_file file = three_entries().start(48).end(48).make();
   without_sweep();
   EXPECT_EQ(vesk_validate_files(), 0);
@@ -444,7 +444,7 @@ TEST_F(ValidateTest, EmptyRingElsewhereMarksTheFile) {
   EXPECT_EQ(errors()[1], error("ERROR: File FILE had internal error or is corrupted 2.\n"));
 }
 
-TEST_F(ValidateTest, UnreadableFirstSlotRemovesTheFileWithoutAnotherWord) {
+TEST_F(Validate, unreadable_first_slot_removes_the_file_without_another_word) {
   const log_file file = headers(ring(7).entry({.type = 2000, .usecs = 1}).start_here(), 1).make();
   fault_plan faults;
   faults.fail(call::read, nth(3), returns{-1}, with{EFAULT});
@@ -459,7 +459,7 @@ TEST_F(ValidateTest, UnreadableFirstSlotRemovesTheFileWithoutAnotherWord) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
-TEST_F(ValidateTest, OneTwoAndThreeAreTheReasonsThatSetAMark) {
+TEST_F(Validate, one_two_and_three_are_the_reasons_that_set_a_mark) {
   for (const uint32_t reason : {1u, 2u, 3u}) {
     SCOPED_TRACE(reason);
     platform.reset();
@@ -474,7 +474,7 @@ TEST_F(ValidateTest, OneTwoAndThreeAreTheReasonsThatSetAMark) {
   }
 }
 
-TEST_F(ValidateTest, AnyOtherReasonKeepsTheMarkThatWasThere) {
+TEST_F(Validate, any_other_reason_keeps_the_mark_that_was_there) {
   for (const uint32_t reason : {4u, 77u, 0xFFFFFFFFu}) {
     SCOPED_TRACE(reason);
     platform.reset();
@@ -491,7 +491,7 @@ TEST_F(ValidateTest, AnyOtherReasonKeepsTheMarkThatWasThere) {
 }
 
 // The sweep is called all the same, and finds no mark.
-TEST_F(ValidateTest, AnyOtherReasonAfterStartUpLeavesNothingToSweep) {
+TEST_F(Validate, any_other_reason_after_start_up_leaves_nothing_to_sweep) {
   vesk_file_sanity.fill(0);
   checked = {.result = -1, .reason = 4};
   const log_file file = three_entries().make();
@@ -502,7 +502,7 @@ TEST_F(ValidateTest, AnyOtherReasonAfterStartUpLeavesNothingToSweep) {
   EXPECT_EQ(file.bytes(), before);
 }
 
-TEST_F(ValidateTest, SoundFileIsCleanWhateverTheReasonHolds) {
+TEST_F(Validate, sound_file_is_clean_whatever_the_reason_holds) {
   checked = {.result = 0, .reason = 2};
   const log_file file = three_entries().damage(8).make();
   EXPECT_EQ(validation(), (lines{"100 TRACE:Going to check if file is corruptedFILE.\n",
@@ -512,7 +512,7 @@ TEST_F(ValidateTest, SoundFileIsCleanWhateverTheReasonHolds) {
 
 // --- the sweep at the end ---
 
-TEST_F(ValidateTest, SweepRunsOnceAndAfterAllFilesWereLookedAt) {
+TEST_F(Validate, sweep_runs_once_and_after_all_files_were_looked_at) {
   const log_file third = ring(3).entry(linked(1024, 8, 20)).max(0x1FFF0).make();
   const log_file seventh = three_entries().version(2).make();
   const log_file last = ring(36).entry(linked(1024, 8, 20)).max(0x3FFF0).make();
@@ -538,7 +538,7 @@ TEST_F(ValidateTest, SweepRunsOnceAndAfterAllFilesWereLookedAt) {
   for (uint32_t type = 0; type < 64; ++type) EXPECT_EQ(vesk_file_sanity[type], 0u) << type;
 }
 
-TEST_F(ValidateTest, RemovalsAloneAreNoReasonToSweep) {
+TEST_F(Validate, removals_alone_are_no_reason_to_sweep) {
   const log_file third = ring(3).version(2).make();
   const log_file seventh = three_entries().end(108).make();
   EXPECT_EQ(vesk_validate_files(), 0);

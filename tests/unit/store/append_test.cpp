@@ -11,7 +11,7 @@ namespace {
 
 constexpr uint32_t small_file = 8192;  // the capacity of file type 7
 
-class AppendTest : public StoreTest {
+class Append : public StoreTest {
  protected:
   int32_t append(const log_file &file, const record &r, uint32_t max_size = small_file) {
     return vesk_append(file.fd(), r, file.size(), max_size, &code);
@@ -41,7 +41,7 @@ ring with_84_bytes_left() {
 
 // --- the plain case ---
 
-TEST_F(AppendTest, FirstRecordGoesToOffset20) {
+TEST_F(Append, first_record_goes_to_offset_20) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(append(file, record(1024, 38)), 0);
@@ -55,7 +55,7 @@ TEST_F(AppendTest, FirstRecordGoesToOffset20) {
                                        "82 file_type 7\n")}));
 }
 
-TEST_F(AppendTest, NextRecordGoesBehindItAndTheTraceBeforeStillSaysTwenty) {
+TEST_F(Append, next_record_goes_behind_it_and_the_trace_before_still_says_twenty) {
   const log_file file = ring(7).entry(1024, 40).make();
   EXPECT_EQ(append(file, record({.type = 1025, .len = 8, .file_type = 25})), 0);
   EXPECT_EQ(file.picture(), "E1024/40 E1025/8 start=20 end=108");
@@ -66,7 +66,7 @@ TEST_F(AppendTest, NextRecordGoesBehindItAndTheTraceBeforeStillSaysTwenty) {
                                        "52 file_type 25\n")}));
 }
 
-TEST_F(AppendTest, RecordWithoutDataNeeds44BytesAndOccupies20) {
+TEST_F(Append, record_without_data_needs_44_bytes_and_occupies_20) {
   const log_file file = ring(7).make();
   EXPECT_EQ(append(file, record(1024, 0)), 0);
   EXPECT_EQ(file.picture(), "E1024/0 start=20 end=40");
@@ -74,7 +74,7 @@ TEST_F(AppendTest, RecordWithoutDataNeeds44BytesAndOccupies20) {
       trace("TRACE:After: start 20 end 40 max 8192 lastentry 20 space 44 file_type 7\n")));
 }
 
-TEST_F(AppendTest, CostsTheseSystemCallsAndNoOthers) {
+TEST_F(Append, costs_these_system_calls_and_no_others) {
   const log_file file = ring(7).make();
   const uint32_t size = file.size();
   fault_plan faults;
@@ -83,7 +83,7 @@ TEST_F(AppendTest, CostsTheseSystemCallsAndNoOthers) {
             "lseek 0, read 20, lseek 20, write 20, write 38, write 2, lseek 0, write 20");
 }
 
-TEST_F(AppendTest, GlobalHeaderKeepsItsCapacityAndBecomesVersionOne) {
+TEST_F(Append, global_header_keeps_its_capacity_and_becomes_version_one) {
   const log_file file = ring(7).max(4096).version(9).make();
   EXPECT_EQ(append(file, record(1024, 40)), 0);
   // 7665 + 736b + 0100 + 1000 + 0014 + 0050 = fb34; 04cb is its complement.
@@ -92,7 +92,7 @@ TEST_F(AppendTest, GlobalHeaderKeepsItsCapacityAndBecomesVersionOne) {
 
 // --- statistics ---
 
-TEST_F(AppendTest, EntryIsCountedForItsSenderWithHeaderAndPadding) {
+TEST_F(Append, entry_is_counted_for_its_sender_with_header_and_padding) {
   const log_file file = ring(7).make();
   EXPECT_EQ(append(file, record({.uuid = 2736, .type = 1024, .len = 5})), 0);
   EXPECT_EQ(append(file, record({.uuid = 2736, .type = 1024, .len = 8})), 0);
@@ -104,7 +104,7 @@ TEST_F(AppendTest, EntryIsCountedForItsSenderWithHeaderAndPadding) {
   EXPECT_EQ(vesk_uuid_stat_table[0].entry_count, 0u);
 }
 
-TEST_F(AppendTest, EntryStaysCountedWhenTheGlobalHeaderCannotBeWritten) {
+TEST_F(Append, entry_stays_counted_when_the_global_header_cannot_be_written) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.shorten(call::write, nth(3), only{19}, with{ENOSPC});
@@ -118,7 +118,7 @@ TEST_F(AppendTest, EntryStaysCountedWhenTheGlobalHeaderCannotBeWritten) {
       trace("TRACE:After: start 20 end 80 max 8192 lastentry 20 space 84 file_type 7\n")));
 }
 
-TEST_F(AppendTest, EntryStaysCountedWhenTheGlobalHeaderCannotBeSought) {
+TEST_F(Append, entry_stays_counted_when_the_global_header_cannot_be_sought) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(3), returns{-1}, with{EBADF});
@@ -129,7 +129,7 @@ TEST_F(AppendTest, EntryStaysCountedWhenTheGlobalHeaderCannotBeSought) {
                                  error("ERROR: Updating of the global header failed.")}));
 }
 
-TEST_F(AppendTest, EntryThatCannotBeWrittenIsNotCountedAndMovesNothing) {
+TEST_F(Append, entry_that_cannot_be_written_is_not_counted_and_moves_nothing) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::write, nth(2), returns{-1}, with{ENOSPC});
@@ -143,7 +143,7 @@ TEST_F(AppendTest, EntryThatCannotBeWrittenIsNotCountedAndMovesNothing) {
 }
 
 // A write of the global header that returns -1 counts as complete, and the old header stays.
-TEST_F(AppendTest, GlobalHeaderWriteThatReturnsMinusOneIsSuccess) {
+TEST_F(Append, global_header_write_that_returns_minus_one_is_success) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::write, nth(3), returns{-1}, with{ENOSPC});
@@ -154,7 +154,7 @@ TEST_F(AppendTest, GlobalHeaderWriteThatReturnsMinusOneIsSuccess) {
 
 // --- what is refused before anything is written ---
 
-TEST_F(AppendTest, FileLargerThanItsCapacityIsRefusedUnread) {
+TEST_F(Append, file_larger_than_its_capacity_is_refused_unread) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(vesk_append(file.fd(), record(1024, 40), 8193, small_file, &code), -1);
@@ -164,13 +164,13 @@ TEST_F(AppendTest, FileLargerThanItsCapacityIsRefusedUnread) {
   EXPECT_EQ(code, untouched);
 }
 
-TEST_F(AppendTest, SeekOnABadDescriptorSetsCodeFour) {
+TEST_F(Append, seek_on_a_bad_descriptor_sets_code_four) {
   EXPECT_EQ(vesk_append(-1, record(1024, 40), 20, small_file, &code), -1);
   EXPECT_EQ(code, 4u);
   EXPECT_EQ(logged(), (log_lines{error("ERROR: lseek failed to seek 0, errno = 9")}));
 }
 
-TEST_F(AppendTest, SeekThatFailsOtherwiseSetsNoCode) {
+TEST_F(Append, seek_that_fails_otherwise_sets_no_code) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::lseek, nth(1), returns{-1}, with{EINVAL});
@@ -179,7 +179,7 @@ TEST_F(AppendTest, SeekThatFailsOtherwiseSetsNoCode) {
   EXPECT_EQ(logged(), (log_lines{error("ERROR: lseek failed to seek 0, errno = 22")}));
 }
 
-TEST_F(AppendTest, GlobalHeaderReadThatFailsWithAFaultSetsCodeFive) {
+TEST_F(Append, global_header_read_that_fails_with_a_fault_sets_code_five) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EFAULT});
@@ -188,7 +188,7 @@ TEST_F(AppendTest, GlobalHeaderReadThatFailsWithAFaultSetsCodeFive) {
   EXPECT_EQ(logged(), (log_lines{error("ERROR: ghdr read fails errno 14.")}));
 }
 
-TEST_F(AppendTest, GlobalHeaderReadThatFailsOtherwiseSetsNoCode) {
+TEST_F(Append, global_header_read_that_fails_otherwise_sets_no_code) {
   const log_file file = ring(7).make();
   {
     fault_plan faults;
@@ -206,7 +206,7 @@ TEST_F(AppendTest, GlobalHeaderReadThatFailsOtherwiseSetsNoCode) {
                                  error("ERROR: ghdr read fails errno 14.")}));
 }
 
-TEST_F(AppendTest, GlobalHeaderThatDoesNotHoldIsReportedWithAnErrnoOfLongAgo) {
+TEST_F(Append, global_header_that_does_not_hold_is_reported_with_an_errno_of_long_ago) {
   const log_file file = ring(7).patch(6, {0xDA, 0x4A}).make();
   errno = EDOM;
   EXPECT_EQ(append(file, record(1024, 40)), -1);
@@ -215,7 +215,7 @@ TEST_F(AppendTest, GlobalHeaderThatDoesNotHoldIsReportedWithAnErrnoOfLongAgo) {
   EXPECT_EQ(logged(), (log_lines{error("ERROR: ghdr may be corrupt 33")}));
 }
 
-TEST_F(AppendTest, OffsetsBeyondTheCapacityAreRefused) {
+TEST_F(Append, offsets_beyond_the_capacity_are_refused) {
   {
     const log_file file = ring(7).start(8193).make();
     EXPECT_EQ(append(file, record(1024, 40)), -1);
@@ -234,7 +234,7 @@ TEST_F(AppendTest, OffsetsBeyondTheCapacityAreRefused) {
                                  error("ERROR: start 20 or end -1 cant more than max 8192 ?")}));
 }
 
-TEST_F(AppendTest, StartAtTheCapacityItselfIsLetThrough) {
+TEST_F(Append, start_at_the_capacity_itself_is_let_through) {
   const log_file file = ring(7).damage_to(8192).start(8192).end(20).make();
   EXPECT_EQ(append(file, record(1024, 40)), 0);
   EXPECT_EQ(errors(), log_lines{});
@@ -245,7 +245,7 @@ ring wrapped_at_4096() {
   return ring(7).max(4096).entry(1030, 40).end_here().damage(400).start_here().null_to_max();
 }
 
-TEST_F(AppendTest, WrappedFileBelowItsCatalogueSizeIsRefusedAndNotWritten) {
+TEST_F(Append, wrapped_file_below_its_catalogue_size_is_refused_and_not_written) {
   const log_file file = wrapped_at_4096().make();
   ASSERT_EQ(file.size(), 4096u);
   fault_plan faults;
@@ -257,13 +257,13 @@ TEST_F(AppendTest, WrappedFileBelowItsCatalogueSizeIsRefusedAndNotWritten) {
                              "to the max size 8192 start 480 end 80 ftype 7")}));
 }
 
-TEST_F(AppendTest, WrappedFileIsMeasuredByTheCatalogueAndNotByItsHeader) {
+TEST_F(Append, wrapped_file_is_measured_by_the_catalogue_and_not_by_its_header) {
   const log_file file = wrapped_at_4096().make();
   EXPECT_EQ(append(file, record(1024, 40), 4096), 0);
   EXPECT_EQ(file.picture(), "N/3596 | E1030/40 E1024/40 start=480 end=140");
 }
 
-TEST_F(AppendTest, FileThatIsNotWrappedMayBeOfAnySize) {
+TEST_F(Append, file_that_is_not_wrapped_may_be_of_any_size) {
   const log_file file = ring(7).entry(1024, 40).end_here().damage(400).make();
   EXPECT_EQ(append(file, record(1025, 40)), 0);
   EXPECT_EQ(file.picture(), "E1024/40 E1025/40 start=20 end=140");
@@ -271,7 +271,7 @@ TEST_F(AppendTest, FileThatIsNotWrappedMayBeOfAnySize) {
 
 // --- records that update an entry ---
 
-TEST_F(AppendTest, UpdateRewritesItsEntryAndAppendsNothing) {
+TEST_F(Append, update_rewrites_its_entry_and_appends_nothing) {
   const log_file file = ring(7).entry(1024, 8).entry(1025, 8).make();
   EXPECT_EQ(append(file, record({.type = 1024, .len = 8, .update = 1})), 0);
   EXPECT_EQ(file.text(40, 8), "abcdefgh");
@@ -280,7 +280,7 @@ TEST_F(AppendTest, UpdateRewritesItsEntryAndAppendsNothing) {
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(AppendTest, UpdateWithoutAnEntryIsAppended) {
+TEST_F(Append, update_without_an_entry_is_appended) {
   const log_file file = ring(7).entry(1024, 8).make();
   EXPECT_EQ(append(file, record({.type = 1025, .len = 8, .update = 1})), 0);
   EXPECT_EQ(file.picture(), "E1024/8 E1025/8 start=20 end=76");
@@ -292,13 +292,13 @@ TEST_F(AppendTest, UpdateWithoutAnEntryIsAppended) {
                                        "52 file_type 7\n")}));
 }
 
-TEST_F(AppendTest, UpdateInAnEmptyFileIsAppended) {
+TEST_F(Append, update_in_an_empty_file_is_appended) {
   const log_file file = ring(7).make();
   EXPECT_EQ(append(file, record({.type = 1025, .len = 8, .update = 1})), 0);
   EXPECT_EQ(file.picture(), "E1025/8 start=20 end=48");
 }
 
-TEST_F(AppendTest, UpdateThatIsTooLargeIsDroppedWithSuccess) {
+TEST_F(Append, update_that_is_too_large_is_dropped_with_success) {
   const log_file file = ring(7).entry(1024, 8).make();
   EXPECT_EQ(append(file, record({.type = 1024, .len = 9, .update = 1})), 0);
   EXPECT_EQ(file.picture(), "E1024/8 start=20 end=48");
@@ -307,7 +307,7 @@ TEST_F(AppendTest, UpdateThatIsTooLargeIsDroppedWithSuccess) {
             (log_lines{error("ERROR: Failed to update entry because size is bigger than entry.")}));
 }
 
-TEST_F(AppendTest, UpdateThatMeetsDamageIsNeitherStoredNorAppended) {
+TEST_F(Append, update_that_meets_damage_is_neither_stored_nor_appended) {
   const log_file file = ring(7).damage(40).entry(1024, 8).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(append(file, record({.type = 1024, .len = 8, .update = 1})), -1);
@@ -316,7 +316,7 @@ TEST_F(AppendTest, UpdateThatMeetsDamageIsNeitherStoredNorAppended) {
   EXPECT_EQ(logged(), (log_lines{error("ERROR: Bad ehdr at offset 20")}));
 }
 
-TEST_F(AppendTest, UpdateThatCannotBeWrittenIsNotAppended) {
+TEST_F(Append, update_that_cannot_be_written_is_not_appended) {
   const log_file file = ring(7).entry(1024, 8).make();
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
@@ -325,7 +325,7 @@ TEST_F(AppendTest, UpdateThatCannotBeWrittenIsNotAppended) {
   EXPECT_EQ(logged().back(), error("ERROR: Failed to update an entry at offset."));
 }
 
-TEST_F(AppendTest, OnlyAnUpdateByteOfOneMeansAnUpdate) {
+TEST_F(Append, only_an_update_byte_of_one_means_an_update) {
   const log_file file = ring(7).entry(1024, 8).make();
   EXPECT_EQ(append(file, record({.type = 1024, .len = 8, .update = 2})), 0);
   EXPECT_EQ(file.picture(), "E1024/8 E1024/8 start=20 end=76");
@@ -333,13 +333,13 @@ TEST_F(AppendTest, OnlyAnUpdateByteOfOneMeansAnUpdate) {
 
 // --- the end of the file ---
 
-TEST_F(AppendTest, RecordThatNeedsExactlyTheBytesLeftDoesNotWrap) {
+TEST_F(Append, record_that_needs_exactly_the_bytes_left_does_not_wrap) {
   const log_file file = with_84_bytes_left().make();
   EXPECT_EQ(append(file, record(1026, 40)), 0);
   EXPECT_EQ(file.picture(), "E1024/4000 E1025/4048 E1026/40 start=20 end=8168");
 }
 
-TEST_F(AppendTest, OneByteMoreCoversTheTailAndWraps) {
+TEST_F(Append, one_byte_more_covers_the_tail_and_wraps) {
   const log_file file = with_84_bytes_left().make();
   const uint32_t size = file.size();
   fault_plan faults;
@@ -363,20 +363,20 @@ TEST_F(AppendTest, OneByteMoreCoversTheTailAndWraps) {
                              "file_type 7\n")}));
 }
 
-TEST_F(AppendTest, LargeRecordMakesAsMuchSpaceAsItNeeds) {
+TEST_F(Append, large_record_makes_as_much_space_as_it_needs) {
   const log_file file = with_84_bytes_left().make();
   EXPECT_EQ(append(file, record(1026, 4053)), 0);
   EXPECT_TRUE(was_logged(trace("TRACE:making space, nstart 20 nspace 4097.\n")));
   EXPECT_EQ(file.picture(), "N/64 | E1026/4056 start=8108 end=4096");
 }
 
-TEST_F(AppendTest, SpaceIsMadeInStepsOfAtLeast4096Bytes) {
+TEST_F(Append, space_is_made_in_steps_of_at_least_4096_bytes) {
   const log_file file = with_84_bytes_left().make();
   EXPECT_EQ(append(file, record(1026, 4052)), 0);
   EXPECT_TRUE(was_logged(trace("TRACE:making space, nstart 20 nspace 4096.\n")));
 }
 
-TEST_F(AppendTest, SpaceThatCannotBeMadeAtTheEndLeavesTheTailAlone) {
+TEST_F(Append, space_that_cannot_be_made_at_the_end_leaves_the_tail_alone) {
   const log_file file = with_84_bytes_left().damage_at(20, 20).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(append(file, record({.type = 1026, .len = 41, .sync = 2})), -1);
@@ -386,7 +386,7 @@ TEST_F(AppendTest, SpaceThatCannotBeMadeAtTheEndLeavesTheTailAlone) {
                                  error("ERROR: Cannot make space for the new entry")}));
 }
 
-TEST_F(AppendTest, TailThatCannotBeCoveredIsAFailure) {
+TEST_F(Append, tail_that_cannot_be_covered_is_a_failure) {
   const log_file file = with_84_bytes_left().make();
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
@@ -400,7 +400,7 @@ TEST_F(AppendTest, TailThatCannotBeCoveredIsAFailure) {
 
 // 65576 bytes are left and 65579 are needed. The null entry would have 65556 bytes: 20 after the
 // cut to sixteen bits. The new entry's size is cut to 0, the new end and the statistics are not.
-TEST_F(AppendTest, LargestRecordAtTheEndIsCutInTheHeadersAlone) {
+TEST_F(Append, largest_record_at_the_end_is_cut_in_the_headers_alone) {
   ring r(5);
   for (int i = 0; i < 16; ++i) r.entry(1024, 60000);
   const log_file file = r.entry(1025, 22640).make();
@@ -420,13 +420,13 @@ TEST_F(AppendTest, LargestRecordAtTheEndIsCutInTheHeadersAlone) {
 
 // --- the oldest entries in the way ---
 
-TEST_F(AppendTest, RecordThatNeedsExactlyTheBytesUpToTheStartMakesNoSpace) {
+TEST_F(Append, record_that_needs_exactly_the_bytes_up_to_the_start_makes_no_space) {
   const log_file file = wrapped_with_gap(84).make();
   EXPECT_EQ(append(file, record(1031, 40)), 0);
   EXPECT_EQ(file.picture(), "E1024/4500 N/3488 | E1030/40 E1031/40 start=164 end=140");
 }
 
-TEST_F(AppendTest, OneByteMoreDiscardsTheOldestEntries) {
+TEST_F(Append, one_byte_more_discards_the_oldest_entries) {
   const log_file file = wrapped_with_gap(84).make();
   EXPECT_EQ(append(file, record(1031, 41)), 0);
   EXPECT_EQ(file.picture(), "N/3488 | E1030/40 E1031/44 start=4684 end=144");
@@ -442,7 +442,7 @@ TEST_F(AppendTest, OneByteMoreDiscardsTheOldestEntries) {
 
 // 40 bytes are left up to the start and 192 up to the capacity. The walk from 8040 passes the
 // ring's end and discards the first entry behind it.
-TEST_F(AppendTest, SpaceIsMadeOnceWhenBothTheStartAndTheEndAreInTheWay) {
+TEST_F(Append, space_is_made_once_when_both_the_start_and_the_end_are_in_the_way) {
   const log_file file = ring(7)
                             .entry(1024, 4200)
                             .entry(1025, 3740)
@@ -480,7 +480,7 @@ ring wrapped_onto_damage() {
       .null_to_max();
 }
 
-TEST_F(AppendTest, DamageIsSteppedOverAndCoveredForAnOrdinaryRecord) {
+TEST_F(Append, damage_is_stepped_over_and_covered_for_an_ordinary_record) {
   for (const uint8_t sync : {uint8_t{0}, uint8_t{1}, uint8_t{3}}) {
     SCOPED_TRACE(int{sync});
     const log_file file = wrapped_onto_damage().make();
@@ -489,7 +489,7 @@ TEST_F(AppendTest, DamageIsSteppedOverAndCoveredForAnOrdinaryRecord) {
   }
 }
 
-TEST_F(AppendTest, DamageIsFatalForASynchronousRecord) {
+TEST_F(Append, damage_is_fatal_for_a_synchronous_record) {
   const log_file file = wrapped_onto_damage().make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(append(file, record({.type = 1031, .len = 40, .sync = 2})), -1);
@@ -500,7 +500,7 @@ TEST_F(AppendTest, DamageIsFatalForASynchronousRecord) {
                                  error("ERROR: Cannot make space for the new entry")}));
 }
 
-TEST_F(AppendTest, CodeOfAFailedSpaceMakingIsHandedUp) {
+TEST_F(Append, code_of_a_failed_space_making_is_handed_up) {
   const log_file file = wrapped_onto_damage().make();
   fault_plan faults;
   faults.fail(call::gettimeofday, nth(1), returns{-1}, with{EFAULT});
@@ -510,7 +510,7 @@ TEST_F(AppendTest, CodeOfAFailedSpaceMakingIsHandedUp) {
 }
 
 // The writes are header and data of the null entry, the header behind it, the new entry's header.
-TEST_F(AppendTest, RepairsStayWhenTheEntryFailsBehindThem) {
+TEST_F(Append, repairs_stay_when_the_entry_fails_behind_them) {
   const log_file file = wrapped_onto_damage().make();
   fault_plan faults;
   faults.shorten(call::write, nth(4), only{0}, with{ENOSPC});
@@ -537,7 +537,7 @@ TEST_F(AppendTest, RepairsStayWhenTheEntryFailsBehindThem) {
 // The fifth wrap comes with entry 5 * 135 + 1 = 676. After 685 entries lap five holds the slots
 // from 69 on, entries 4 * 135 + 69 + 1 = 610 to 675, then comes the null entry, and lap six holds
 // the first ten slots, entries 676 to 685.
-TEST_F(AppendTest, SmallRingThatWrappedFiveTimesHoldsExactlyTheseEntries) {
+TEST_F(Append, small_ring_that_wrapped_five_times_holds_exactly_these_entries) {
   const log_file file = ring(7).make();
   for (uint16_t i = 1; i <= 685; ++i) {
     ASSERT_EQ(append(file, record(static_cast<uint16_t>(2000 + i), 40)), 0) << i;
@@ -555,7 +555,7 @@ TEST_F(AppendTest, SmallRingThatWrappedFiveTimesHoldsExactlyTheseEntries) {
 }
 
 // The same ring in its second lap, after 135 + 68 and after 135 + 69 entries.
-TEST_F(AppendTest, SpaceMadeAllRoundTheRingCanLeaveItEmpty) {
+TEST_F(Append, space_made_all_round_the_ring_can_leave_it_empty) {
   const log_file file = ring(7).make();
   for (uint16_t i = 1; i <= 203; ++i) {
     ASSERT_EQ(append(file, record(static_cast<uint16_t>(2000 + i), 40)), 0) << i;
@@ -567,7 +567,7 @@ TEST_F(AppendTest, SpaceMadeAllRoundTheRingCanLeaveItEmpty) {
 
 // Whatever the lengths, and whether a record is stored or refused: the file never outgrows its
 // capacity, and its global header holds and points into it.
-TEST_F(AppendTest, NothingIsEverWrittenBeyondTheCapacity) {
+TEST_F(Append, nothing_is_ever_written_beyond_the_capacity) {
   const log_file file = ring(7).make();
   uint32_t random = 1;
   int stored = 0;

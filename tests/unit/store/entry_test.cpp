@@ -10,7 +10,7 @@
 namespace vesk::test {
 namespace {
 
-class EntryTest : public StoreTest {
+class Entry : public StoreTest {
  protected:
   int32_t add(const record &r, uint16_t prev_size = 0) {
     return vesk_add_entry(file.fd(), 20, r, prev_size, &code);
@@ -24,7 +24,7 @@ class EntryTest : public StoreTest {
 
 // --- what is written ---
 
-TEST_F(EntryTest, EntryIsHeaderDataAndPadding) {
+TEST_F(Entry, entry_is_header_data_and_padding) {
   const record r({.uuid = 77,
                   .type = 1024,
                   .len = 5,
@@ -43,7 +43,7 @@ TEST_F(EntryTest, EntryIsHeaderDataAndPadding) {
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(EntryTest, WhatSteersTheDaemonIsNotStored) {
+TEST_F(Entry, what_steers_the_daemon_is_not_stored) {
   const record_fields plain{.type = 1024, .len = 4};
   record_fields steered = plain;
   steered.update = 1;
@@ -57,7 +57,7 @@ TEST_F(EntryTest, WhatSteersTheDaemonIsNotStored) {
   EXPECT_EQ(file.hex(20, 24), stored);
 }
 
-TEST_F(EntryTest, RecordWithoutDataIsAHeaderOnly) {
+TEST_F(Entry, record_without_data_is_a_header_only) {
   fault_plan faults;
   EXPECT_EQ(add(record(1024, 0)), 0);
   EXPECT_EQ(faults.journal(), "lseek 20, write 20");
@@ -65,7 +65,7 @@ TEST_F(EntryTest, RecordWithoutDataIsAHeaderOnly) {
   EXPECT_EQ(file.hex(24, 2), "00 00");
 }
 
-TEST_F(EntryTest, OneByteOfDataGetsThreeOfPadding) {
+TEST_F(Entry, one_byte_of_data_gets_three_of_padding) {
   fault_plan faults;
   EXPECT_EQ(add(record({.type = 1024, .len = 1, .data = "x"})), 0);
   EXPECT_EQ(faults.journal(), "lseek 20, write 20, write 1, write 3");
@@ -73,7 +73,7 @@ TEST_F(EntryTest, OneByteOfDataGetsThreeOfPadding) {
   EXPECT_EQ(file.hex(40, 100), "78 00 00 00");
 }
 
-TEST_F(EntryTest, FourBytesOfDataGetNoPadding) {
+TEST_F(Entry, four_bytes_of_data_get_no_padding) {
   fault_plan faults;
   EXPECT_EQ(add(record({.type = 1024, .len = 4, .data = "wxyz"})), 0);
   EXPECT_EQ(faults.journal(), "lseek 20, write 20, write 4");
@@ -81,12 +81,12 @@ TEST_F(EntryTest, FourBytesOfDataGetNoPadding) {
   EXPECT_EQ(file.hex(40, 100), "77 78 79 7a");
 }
 
-TEST_F(EntryTest, PositionAfterwardsIsBehindThePadding) {
+TEST_F(Entry, position_afterwards_is_behind_the_padding) {
   ASSERT_EQ(add(record(1024, 5)), 0);
   EXPECT_EQ(lseek(file.fd(), 0, SEEK_CUR), 20 + 20 + 8);
 }
 
-TEST_F(EntryTest, SizeOfTheLargestRecordsIsCutToZeroAndAllTheirBytesAreWritten) {
+TEST_F(Entry, size_of_the_largest_records_is_cut_to_zero_and_all_their_bytes_are_written) {
   for (const uint16_t len : std::initializer_list<uint16_t>{65533, 65534, 65535}) {
     SCOPED_TRACE(len);
     ASSERT_EQ(ftruncate(file.fd(), 20), 0);
@@ -99,12 +99,12 @@ TEST_F(EntryTest, SizeOfTheLargestRecordsIsCutToZeroAndAllTheirBytesAreWritten) 
   }
 }
 
-TEST_F(EntryTest, LargestSizeThatFitsTheFieldIsStoredWhole) {
+TEST_F(Entry, largest_size_that_fits_the_field_is_stored_whole) {
   EXPECT_EQ(add(record(1024, 65530)), 0);
   EXPECT_EQ(file.hex(24, 2), "ff fc");
 }
 
-TEST_F(EntryTest, PreviousSizeIsRoundedUpAndCutToSixteenBits) {
+TEST_F(Entry, previous_size_is_rounded_up_and_cut_to_sixteen_bits) {
   const std::pair<uint16_t, const char *> cases[] = {
       {0, "00 00"}, {1, "00 04"}, {6, "00 08"}, {8, "00 08"}, {65532, "ff fc"}, {65533, "00 00"}};
   for (const auto &[prev_size, stored] : cases) {
@@ -113,14 +113,14 @@ TEST_F(EntryTest, PreviousSizeIsRoundedUpAndCutToSixteenBits) {
   }
 }
 
-TEST_F(EntryTest, DataOfTypeZeroAreZerosWhateverTheRecordHolds) {
+TEST_F(Entry, data_of_type_zero_are_zeros_whatever_the_record_holds) {
   EXPECT_EQ(add(record({.type = 0, .len = 6, .data = "abcdef"})), 0);
   EXPECT_EQ(file.hex(40, 100), "00 00 00 00  00 00 00 00");
 }
 
 // --- a seek that fails ---
 
-TEST_F(EntryTest, OffsetThatIsRefusedSetsCodeSix) {
+TEST_F(Entry, offset_that_is_refused_sets_code_six) {
   fault_plan faults;
   EXPECT_EQ(vesk_add_entry(file.fd(), -4, record(1024, 4), 0, &code), -1);
   EXPECT_EQ(code, 6u);
@@ -128,7 +128,7 @@ TEST_F(EntryTest, OffsetThatIsRefusedSetsCodeSix) {
   EXPECT_EQ(faults.journal(), "lseek -4");
 }
 
-TEST_F(EntryTest, SeekThatFailsOtherwiseSetsNoCode) {
+TEST_F(Entry, seek_that_fails_otherwise_sets_no_code) {
   fault_plan faults;
   EXPECT_EQ(vesk_add_entry(-1, 20, record(1024, 4), 0, &code), -1);
   EXPECT_EQ(code, untouched);
@@ -138,7 +138,7 @@ TEST_F(EntryTest, SeekThatFailsOtherwiseSetsNoCode) {
 
 // --- a header write that falls short ---
 
-TEST_F(EntryTest, HeaderWriteThatFallsShortSetsCodeOne) {
+TEST_F(Entry, header_write_that_falls_short_sets_code_one) {
   for (const size_t count : {0u, 1u, 19u}) {
     SCOPED_TRACE(count);
     platform.reset();
@@ -153,7 +153,7 @@ TEST_F(EntryTest, HeaderWriteThatFallsShortSetsCodeOne) {
   }
 }
 
-TEST_F(EntryTest, HeaderWriteThatReturnsMinusOneCountsAsComplete) {
+TEST_F(Entry, header_write_that_returns_minus_one_counts_as_complete) {
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{-1}, with{ENOSPC});
   EXPECT_EQ(add(record(1024, 8)), 0);
@@ -162,14 +162,14 @@ TEST_F(EntryTest, HeaderWriteThatReturnsMinusOneCountsAsComplete) {
   EXPECT_EQ(faults.journal(), "lseek 20, write 20, write 8");
 }
 
-TEST_F(EntryTest, HeaderWriteThatReturnsMinusOneIsAllThatARecordWithoutDataNeeds) {
+TEST_F(Entry, header_write_that_returns_minus_one_is_all_that_a_record_without_data_needs) {
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{-1}, with{EBADF});
   EXPECT_EQ(add(record(1024, 0)), 0);
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(EntryTest, WhatWasWrittenOfAnEntryStays) {
+TEST_F(Entry, what_was_written_of_an_entry_stays) {
   fault_plan faults;
   faults.shorten(call::write, nth(2), only{3}, with{ENOSPC});
   EXPECT_EQ(add(record({.type = 1024, .len = 8, .data = "abcdefgh"})), -1);
@@ -179,7 +179,7 @@ TEST_F(EntryTest, WhatWasWrittenOfAnEntryStays) {
 
 // --- a data write that falls short ---
 
-TEST_F(EntryTest, DataWriteOfLessThanAHeaderSetsCodeOne) {
+TEST_F(Entry, data_write_of_less_than_a_header_sets_code_one) {
   for (const size_t count : {0u, 3u, 19u}) {
     SCOPED_TRACE(count);
     platform.reset();
@@ -193,7 +193,7 @@ TEST_F(EntryTest, DataWriteOfLessThanAHeaderSetsCodeOne) {
   }
 }
 
-TEST_F(EntryTest, DataWriteOfAHeadersLengthOrMoreSetsNoCode) {
+TEST_F(Entry, data_write_of_a_headers_length_or_more_sets_no_code) {
   for (const size_t count : {20u, 25u, 99u}) {
     SCOPED_TRACE(count);
     platform.reset();
@@ -205,7 +205,7 @@ TEST_F(EntryTest, DataWriteOfAHeadersLengthOrMoreSetsNoCode) {
   }
 }
 
-TEST_F(EntryTest, DataWriteShortOfAFewBytesSetsCodeOne) {
+TEST_F(Entry, data_write_short_of_a_few_bytes_sets_code_one) {
   fault_plan faults;
   faults.shorten(call::write, nth(2), only{9}, with{EFBIG});
   EXPECT_EQ(add(record(1026, 10)), -1);
@@ -213,7 +213,7 @@ TEST_F(EntryTest, DataWriteShortOfAFewBytesSetsCodeOne) {
   EXPECT_EQ(logged(), (log_lines{error("ERROR: Write failed etype 1026 len 10 errno 27.")}));
 }
 
-TEST_F(EntryTest, DataWriteThatFailsForLackOfSpaceSetsCodeTwo) {
+TEST_F(Entry, data_write_that_fails_for_lack_of_space_sets_code_two) {
   const std::pair<int, const char *> cases[] = {
       {ENOSPC, "ERROR: Write failed etype 1024 len 100 errno 28."},
       {EFAULT, "ERROR: Write failed etype 1024 len 100 errno 14."}};
@@ -228,7 +228,7 @@ TEST_F(EntryTest, DataWriteThatFailsForLackOfSpaceSetsCodeTwo) {
   }
 }
 
-TEST_F(EntryTest, DataWriteThatFailsOtherwiseSetsNoCode) {
+TEST_F(Entry, data_write_that_fails_otherwise_sets_no_code) {
   const std::pair<int, const char *> cases[] = {
       {EBADF, "ERROR: Write failed etype 1024 len 100 errno 9."},
       {EDQUOT, "ERROR: Write failed etype 1024 len 100 errno 122."}};
@@ -243,7 +243,7 @@ TEST_F(EntryTest, DataWriteThatFailsOtherwiseSetsNoCode) {
 }
 
 // A short count that is no failure leaves errno as it was: only a returned -1 means no space.
-TEST_F(EntryTest, ShortDataWriteWithAnErrnoOfLongAgoSetsNoCode) {
+TEST_F(Entry, short_data_write_with_an_errno_of_long_ago_sets_no_code) {
   fault_plan faults;
   faults.shorten(call::write, nth(2), only{50});
   errno = ENOSPC;
@@ -251,7 +251,7 @@ TEST_F(EntryTest, ShortDataWriteWithAnErrnoOfLongAgoSetsNoCode) {
   EXPECT_EQ(code, untouched);
 }
 
-TEST_F(EntryTest, IoErrorIsReportedAsItWasAlthoughTheFlashIsRemounted) {
+TEST_F(Entry, io_error_is_reported_as_it_was_although_the_flash_is_remounted) {
   std::ofstream("/kyte_mounted");
   platform.clobber_errno = EDOM;
   fault_plan faults;
@@ -264,7 +264,7 @@ TEST_F(EntryTest, IoErrorIsReportedAsItWasAlthoughTheFlashIsRemounted) {
 
 // --- a pad write that falls short ---
 
-TEST_F(EntryTest, PadWriteThatFallsShortSetsCodeOneAndPrintsThePadCountAsLen) {
+TEST_F(Entry, pad_write_that_falls_short_sets_code_one_and_prints_the_pad_count_as_len) {
   for (const size_t count : {0u, 1u, 2u}) {
     SCOPED_TRACE(count);
     platform.reset();
@@ -278,7 +278,7 @@ TEST_F(EntryTest, PadWriteThatFallsShortSetsCodeOneAndPrintsThePadCountAsLen) {
   }
 }
 
-TEST_F(EntryTest, PadWriteThatReturnsMinusOneCountsAsComplete) {
+TEST_F(Entry, pad_write_that_returns_minus_one_counts_as_complete) {
   fault_plan faults;
   faults.fail(call::write, nth(3), returns{-1}, with{ENOSPC});
   EXPECT_EQ(add(record(1024, 5)), 0);
@@ -288,7 +288,7 @@ TEST_F(EntryTest, PadWriteThatReturnsMinusOneCountsAsComplete) {
 
 // --- null entries ---
 
-TEST_F(EntryTest, NullEntryIsTheDaemonsOwnWithZerosForDataAndThePresentTime) {
+TEST_F(Entry, null_entry_is_the_daemons_own_with_zeros_for_data_and_the_present_time) {
   fault_plan faults;
   faults.clock(0x5F5E1000, 0x0003D090);
   EXPECT_EQ(add_null(10, 6), 0);
@@ -302,19 +302,19 @@ TEST_F(EntryTest, NullEntryIsTheDaemonsOwnWithZerosForDataAndThePresentTime) {
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(EntryTest, NullEntryMayBeAHeaderOnly) {
+TEST_F(Entry, null_entry_may_be_a_header_only) {
   EXPECT_EQ(add_null(0), 0);
   EXPECT_EQ(file.size(), 40u);
   EXPECT_EQ(file.hex(20, 6), "01 25 00 00  00 00");
 }
 
-TEST_F(EntryTest, LargestNullEntryIsZerosThroughout) {
+TEST_F(Entry, largest_null_entry_is_zeros_throughout) {
   EXPECT_EQ(add_null(65535), 0);
   EXPECT_EQ(file.size(), 20u + 20u + 65536u);
   EXPECT_EQ(file.text(40, 65536), std::string(65536, '\0'));
 }
 
-TEST_F(EntryTest, NullEntryWithoutAClockWritesNothing) {
+TEST_F(Entry, null_entry_without_a_clock_writes_nothing) {
   fault_plan faults;
   faults.fail(call::gettimeofday, nth(1), returns{-1}, with{EFAULT});
   EXPECT_EQ(add_null(10), -1);
@@ -324,7 +324,7 @@ TEST_F(EntryTest, NullEntryWithoutAClockWritesNothing) {
   EXPECT_EQ(file.size(), 20u);
 }
 
-TEST_F(EntryTest, NullEntryFailsAsAnEntryDoes) {
+TEST_F(Entry, null_entry_fails_as_an_entry_does) {
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
   EXPECT_EQ(add_null(10), -1);
@@ -337,7 +337,7 @@ TEST_F(EntryTest, NullEntryFailsAsAnEntryDoes) {
 
 // --- the global header ---
 
-TEST_F(EntryTest, GlobalHeaderIsRewrittenWhole) {
+TEST_F(Entry, global_header_is_rewritten_whole) {
   fault_plan faults;
   EXPECT_EQ(vesk_update_gheader(file.fd(), 60, 120, 8192, 1), 0);
   EXPECT_EQ(faults.journal(), "lseek 0, write 20");
@@ -347,13 +347,13 @@ TEST_F(EntryTest, GlobalHeaderIsRewrittenWhole) {
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(EntryTest, GlobalHeaderTakesVersionAndOffsetsAsTheyAre) {
+TEST_F(Entry, global_header_takes_version_and_offsets_as_they_are) {
   EXPECT_EQ(vesk_update_gheader(file.fd(), 0x05060708, 0x090A0B0C, 0x01020304, 2), 0);
   // 7665 + 736b + 0200 + 0102 + 0304 + 0506 + 0708 + 090a + 0b0c = 10ffa, folded 0ffb; f004.
   EXPECT_EQ(file.hex(0, 20), "76 65 73 6b  02 00 f0 04  01 02 03 04  05 06 07 08  09 0a 0b 0c");
 }
 
-TEST_F(EntryTest, GlobalHeaderWriteThatFallsShortFails) {
+TEST_F(Entry, global_header_write_that_falls_short_fails) {
   for (const size_t count : {0u, 19u}) {
     platform.reset();
     fault_plan faults;
@@ -363,14 +363,14 @@ TEST_F(EntryTest, GlobalHeaderWriteThatFallsShortFails) {
   }
 }
 
-TEST_F(EntryTest, GlobalHeaderWriteThatReturnsMinusOneCountsAsComplete) {
+TEST_F(Entry, global_header_write_that_returns_minus_one_counts_as_complete) {
   fault_plan faults;
   faults.fail(call::write, nth(1), returns{-1}, with{ENOSPC});
   EXPECT_EQ(vesk_update_gheader(file.fd(), 20, 20, 8192, 1), 0);
   EXPECT_EQ(logged(), log_lines{});
 }
 
-TEST_F(EntryTest, GlobalHeaderSeekThatFailsWritesNothing) {
+TEST_F(Entry, global_header_seek_that_fails_writes_nothing) {
   fault_plan faults;
   EXPECT_EQ(vesk_update_gheader(-1, 20, 20, 8192, 1), -1);
   EXPECT_EQ(logged(), (log_lines{error("ERROR: lseek failed to seek 0, errno = 9")}));

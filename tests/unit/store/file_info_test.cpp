@@ -8,7 +8,7 @@
 namespace vesk::test {
 namespace {
 
-class FileInfoTest : public StoreTest {
+class FileInfo : public StoreTest {
  protected:
   int32_t look(uint32_t file_type) {
     return vesk_get_file_info(file_type, &max_size, &file_size, path);
@@ -19,7 +19,7 @@ class FileInfoTest : public StoreTest {
   char path[VESK_PATH_SIZE] = "unwritten";
 };
 
-TEST_F(FileInfoTest, TellsPathCapacityAndSize) {
+TEST_F(FileInfo, tells_path_capacity_and_size) {
   const log_file file = ring(7).entry(1024, 40).make();
   EXPECT_EQ(look(7), 0);
   EXPECT_STREQ(path, "/mnt/vesk/temperature_err.log");
@@ -27,14 +27,14 @@ TEST_F(FileInfoTest, TellsPathCapacityAndSize) {
   EXPECT_EQ(file_size, 80u);
 }
 
-TEST_F(FileInfoTest, TellsPathAndCapacityOfAFileThatDoesNotExist) {
+TEST_F(FileInfo, tells_path_and_capacity_of_a_file_that_does_not_exist) {
   EXPECT_EQ(look(21), -1);
   EXPECT_STREQ(path, "/mnt/vesk/kernel.log");
   EXPECT_EQ(max_size, 8388608u);
   EXPECT_EQ(file_size, 2u);
 }
 
-TEST_F(FileInfoTest, TellsNothingOfATypeWithoutARow) {
+TEST_F(FileInfo, tells_nothing_of_a_type_without_a_row) {
   fault_plan faults;
   EXPECT_EQ(look(8), -1);
   EXPECT_STREQ(path, "unwritten");
@@ -43,14 +43,14 @@ TEST_F(FileInfoTest, TellsNothingOfATypeWithoutARow) {
   EXPECT_EQ(faults.journal(), "");
 }
 
-TEST_F(FileInfoTest, AsksForTheStatusOnceAndOpensNothing) {
+TEST_F(FileInfo, asks_for_the_status_once_and_opens_nothing) {
   const log_file file = ring(7).make();
   fault_plan faults;
   EXPECT_EQ(look(7), 0);
   EXPECT_EQ(faults.journal(), "stat /mnt/vesk/temperature_err.log");
 }
 
-TEST_F(FileInfoTest, AsksThroughTheStatusCallThatRemounts) {
+TEST_F(FileInfo, asks_through_the_status_call_that_remounts) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::stat, nth(1), returns{-1}, with{EIO});

@@ -14,9 +14,9 @@
 namespace vesk::test {
 namespace {
 
-class FsIoTest : public StoreTest {
+class FsIo : public StoreTest {
  protected:
-  FsIoTest() { std::ofstream("/kyte_mounted"); }
+  FsIo() { std::ofstream("/kyte_mounted"); }
 
   static long remounts() {
     return std::count(platform.calls.begin(), platform.calls.end(),
@@ -30,7 +30,7 @@ class FsIoTest : public StoreTest {
   char buffer[100] = {};
 };
 
-TEST_F(FsIoTest, ReadsAndWritesWhereTheDescriptorStands) {
+TEST_F(FsIo, reads_and_writes_where_the_descriptor_stands) {
   EXPECT_EQ(read_some(4), 4);
   EXPECT_EQ(std::string(buffer, 4), "vesk");
   EXPECT_EQ(vesk_write_fs(file.fd(), "abcd", 4), 4);
@@ -38,7 +38,7 @@ TEST_F(FsIoTest, ReadsAndWritesWhereTheDescriptorStands) {
   EXPECT_EQ(remounts(), 0);
 }
 
-TEST_F(FsIoTest, ShortCountIsReturnedAndNotMadeUp) {
+TEST_F(FsIo, short_count_is_returned_and_not_made_up) {
   fault_plan faults;
   faults.shorten(call::read, nth(1), only{7}, with{ENOSPC});
   faults.shorten(call::write, nth(1), only{9}, with{ENOSPC});
@@ -48,7 +48,7 @@ TEST_F(FsIoTest, ShortCountIsReturnedAndNotMadeUp) {
   EXPECT_EQ(remounts(), 0);
 }
 
-TEST_F(FsIoTest, FailureWithAnIoErrorRemounts) {
+TEST_F(FsIo, failure_with_an_io_error_remounts) {
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
   EXPECT_EQ(read_some(20), -1);
@@ -59,7 +59,7 @@ TEST_F(FsIoTest, FailureWithAnIoErrorRemounts) {
   EXPECT_EQ(faults.journal(), "read 20, stat /kyte_mounted, write 20, stat /kyte_mounted");
 }
 
-TEST_F(FsIoTest, FailureWithAnotherErrorDoesNotRemount) {
+TEST_F(FsIo, failure_with_another_error_does_not_remount) {
   for (const int error : {EBADF, EFAULT, ENOSPC, EINTR, ENXIO}) {
     fault_plan faults;
     faults.fail(call::read, nth(1), returns{-1}, with{error});
@@ -72,7 +72,7 @@ TEST_F(FsIoTest, FailureWithAnotherErrorDoesNotRemount) {
   EXPECT_EQ(remounts(), 0);
 }
 
-TEST_F(FsIoTest, ShortCountWithAnErrnoOfLongAgoRemounts) {
+TEST_F(FsIo, short_count_with_an_errno_of_long_ago_remounts) {
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19});
   errno = EIO;
@@ -80,14 +80,14 @@ TEST_F(FsIoTest, ShortCountWithAnErrnoOfLongAgoRemounts) {
   EXPECT_EQ(remounts(), 1);
 }
 
-TEST_F(FsIoTest, EndOfFileWithAnErrnoOfLongAgoRemounts) {
+TEST_F(FsIo, end_of_file_with_an_errno_of_long_ago_remounts) {
   ASSERT_EQ(lseek(file.fd(), 0, SEEK_END), 80);
   errno = EIO;
   EXPECT_EQ(read_some(20), 0);
   EXPECT_EQ(remounts(), 1);
 }
 
-TEST_F(FsIoTest, FullCountNeverRemounts) {
+TEST_F(FsIo, full_count_never_remounts) {
   errno = EIO;
   EXPECT_EQ(read_some(20), 20);
   EXPECT_EQ(write_some(20), 20);
@@ -95,7 +95,7 @@ TEST_F(FsIoTest, FullCountNeverRemounts) {
   EXPECT_EQ(remounts(), 0);
 }
 
-TEST_F(FsIoTest, ErrnoSurvivesTheRemount) {
+TEST_F(FsIo, errno_survives_the_remount) {
   platform.clobber_errno = EDOM;
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
@@ -107,7 +107,7 @@ TEST_F(FsIoTest, ErrnoSurvivesTheRemount) {
   EXPECT_EQ(remounts(), 2);
 }
 
-TEST_F(FsIoTest, ErrnoSurvivesARemountThatDoesNotHappen) {
+TEST_F(FsIo, errno_survives_a_remount_that_does_not_happen) {
   unlink("/kyte_mounted");
   fault_plan faults;
   faults.fail(call::read, nth(1), returns{-1}, with{EIO});
@@ -116,7 +116,7 @@ TEST_F(FsIoTest, ErrnoSurvivesARemountThatDoesNotHappen) {
   EXPECT_EQ(remounts(), 0);
 }
 
-TEST_F(FsIoTest, StatusCallRemountsOnAnIoErrorAndStillFails) {
+TEST_F(FsIo, status_call_remounts_on_an_io_error_and_still_fails) {
   platform.clobber_errno = EDOM;
   struct stat st {};
   fault_plan faults;
@@ -127,7 +127,7 @@ TEST_F(FsIoTest, StatusCallRemountsOnAnIoErrorAndStillFails) {
   EXPECT_EQ(faults.journal(), "stat /mnt/vesk/, stat /kyte_mounted");
 }
 
-TEST_F(FsIoTest, StatusCallThatFailsOtherwiseDoesNotRemount) {
+TEST_F(FsIo, status_call_that_fails_otherwise_does_not_remount) {
   struct stat st {};
   EXPECT_EQ(vesk_stat_fs("/mnt/vesk/absent", &st), -1);
   EXPECT_EQ(errno, ENOENT);

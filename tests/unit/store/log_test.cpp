@@ -8,9 +8,9 @@
 namespace vesk::test {
 namespace {
 
-using LogTest = StoreTest;
+using Log = StoreTest;
 
-TEST_F(LogTest, LineGoesToTheHistoryAndToThePrint) {
+TEST_F(Log, line_goes_to_the_history_and_to_the_print) {
   VESK_TRACE("TRACE:start %d of %s\n", 20, "ring");
   VESK_ERROR("ERROR: seek %d", -1);
   const log_lines both = {trace("TRACE:start 20 of ring\n"), error("ERROR: seek -1")};
@@ -18,12 +18,12 @@ TEST_F(LogTest, LineGoesToTheHistoryAndToThePrint) {
   EXPECT_EQ(platform.prints, both);
 }
 
-TEST_F(LogTest, LevelIsNotReadOutOfTheText) {
+TEST_F(Log, level_is_not_read_out_of_the_text) {
   VESK_ERROR("progress of a recovery");
   EXPECT_EQ(platform.history, (log_lines{{101, "progress of a recovery"}}));
 }
 
-TEST_F(LogTest, SuppressedLevelIsStillPrinted) {
+TEST_F(Log, suppressed_level_is_still_printed) {
   platform.suppressed = {101};
   VESK_ERROR("ERROR: one");
   VESK_TRACE("TRACE:two");
@@ -31,7 +31,7 @@ TEST_F(LogTest, SuppressedLevelIsStillPrinted) {
   EXPECT_EQ(platform.prints, (log_lines{error("ERROR: one"), trace("TRACE:two")}));
 }
 
-TEST_F(LogTest, LevelThatIsNotPrintedIsStillRecorded) {
+TEST_F(Log, level_that_is_not_printed_is_still_recorded) {
   platform.printed = {101};
   VESK_ERROR("ERROR: one");
   VESK_TRACE("TRACE:two");
@@ -39,7 +39,7 @@ TEST_F(LogTest, LevelThatIsNotPrintedIsStillRecorded) {
   EXPECT_EQ(platform.prints, (log_lines{error("ERROR: one")}));
 }
 
-TEST_F(LogTest, NothingIsFormattedWhenNobodyWantsIt) {
+TEST_F(Log, nothing_is_formatted_when_nobody_wants_it) {
   platform.suppressed = {100, 101};
   platform.printed = {};
   int evaluated = 0;
@@ -52,7 +52,7 @@ TEST_F(LogTest, NothingIsFormattedWhenNobodyWantsIt) {
 }
 
 // The recording platform checks with every line that the length passed is that of the text and 5.
-TEST_F(LogTest, HistoryCutsALineAt511Characters) {
+TEST_F(Log, history_cuts_a_line_at_511_characters) {
   const std::string fits(511, 'x');
   VESK_ERROR("%s", fits.c_str());
   VESK_ERROR("%sy", fits.c_str());
@@ -60,18 +60,18 @@ TEST_F(LogTest, HistoryCutsALineAt511Characters) {
   EXPECT_EQ(platform.history, (log_lines{error(fits), error(fits), error(fits)}));
 }
 
-TEST_F(LogTest, PrintGetsTheWholeLine) {
+TEST_F(Log, print_gets_the_whole_line) {
   const std::string text(600, 'x');
   VESK_ERROR("%s", text.c_str());
   EXPECT_EQ(platform.prints, (log_lines{error(text)}));
 }
 
-TEST_F(LogTest, EmptyLineIsALine) {
+TEST_F(Log, empty_line_is_a_line) {
   VESK_ERROR("%s", "");
   EXPECT_EQ(platform.history, (log_lines{error("")}));
 }
 
-TEST_F(LogTest, ErrnoSurvivesThePlatformsCalls) {
+TEST_F(Log, errno_survives_the_platforms_calls) {
   platform.clobber_errno = EDOM;
   errno = ENOSPC;
   VESK_ERROR("ERROR: lost");
@@ -81,7 +81,7 @@ TEST_F(LogTest, ErrnoSurvivesThePlatformsCalls) {
   EXPECT_EQ(errno, EIO);
 }
 
-TEST_F(LogTest, ErrnoSurvivesALineThatNobodyWants) {
+TEST_F(Log, errno_survives_a_line_that_nobody_wants) {
   platform.clobber_errno = EDOM;
   platform.suppressed = {101};
   platform.printed = {};
@@ -90,7 +90,7 @@ TEST_F(LogTest, ErrnoSurvivesALineThatNobodyWants) {
   EXPECT_EQ(errno, ENOSPC);
 }
 
-TEST_F(LogTest, ErrnoIsRightAsAnArgumentInBothWays) {
+TEST_F(Log, errno_is_right_as_an_argument_in_both_ways) {
   platform.clobber_errno = EDOM;
   errno = ENOSPC;
   VESK_ERROR("ERROR: errno %d", errno);
@@ -98,7 +98,7 @@ TEST_F(LogTest, ErrnoIsRightAsAnArgumentInBothWays) {
   EXPECT_EQ(platform.prints, (log_lines{error("ERROR: errno 28")}));
 }
 
-TEST_F(LogTest, ErrnoIsRightInThePrintAlone) {
+TEST_F(Log, errno_is_right_in_the_print_alone) {
   platform.clobber_errno = EDOM;
   platform.suppressed = {101};
   errno = ENOSPC;

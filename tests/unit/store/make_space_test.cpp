@@ -8,7 +8,7 @@
 namespace vesk::test {
 namespace {
 
-class MakeSpaceTest : public StoreTest {
+class MakeSpace : public StoreTest {
  protected:
   // Frees `nspace` bytes from `start` on; damage is stepped over.
   int32_t make_space(const log_file &file, uint32_t max, int32_t nspace) {
@@ -25,7 +25,7 @@ ring five_entries() {
 
 // --- entries that hold ---
 
-TEST_F(MakeSpaceTest, NothingToFreeReadsNothingAndKeepsTheStart) {
+TEST_F(MakeSpace, nothing_to_free_reads_nothing_and_keeps_the_start) {
   const log_file file = five_entries().make();
   for (const int32_t nspace : {0, -1, INT_MIN}) {
     platform.reset();
@@ -38,7 +38,7 @@ TEST_F(MakeSpaceTest, NothingToFreeReadsNothingAndKeepsTheStart) {
   }
 }
 
-TEST_F(MakeSpaceTest, EntryThatFreesExactlyTheRestEndsTheWalk) {
+TEST_F(MakeSpace, entry_that_frees_exactly_the_rest_ends_the_walk) {
   const log_file file = five_entries().make();
   fault_plan faults;
   EXPECT_EQ(make_space(file, 320, 120), 0);
@@ -48,25 +48,25 @@ TEST_F(MakeSpaceTest, EntryThatFreesExactlyTheRestEndsTheWalk) {
   EXPECT_EQ(code, untouched);
 }
 
-TEST_F(MakeSpaceTest, OneByteMoreCostsTheNextEntry) {
+TEST_F(MakeSpace, one_byte_more_costs_the_next_entry) {
   const log_file file = five_entries().make();
   EXPECT_EQ(make_space(file, 320, 121), 0);
   EXPECT_EQ(start, 200u);
 }
 
-TEST_F(MakeSpaceTest, OneByteCostsAWholeEntry) {
+TEST_F(MakeSpace, one_byte_costs_a_whole_entry) {
   const log_file file = five_entries().make();
   EXPECT_EQ(make_space(file, 320, 1), 0);
   EXPECT_EQ(start, 80u);
 }
 
-TEST_F(MakeSpaceTest, NullEntriesAreFreedLikeAnyOther) {
+TEST_F(MakeSpace, null_entries_are_freed_like_any_other) {
   const log_file file = ring(7).null(40).entry(1024, 8).entry(1025, 8).make();
   EXPECT_EQ(make_space(file, 8192, 61), 0);
   EXPECT_EQ(start, 108u);
 }
 
-TEST_F(MakeSpaceTest, EntriesThatHoldAreFreedForSynchronousRecordsToo) {
+TEST_F(MakeSpace, entries_that_hold_are_freed_for_synchronous_records_too) {
   const log_file file = five_entries().make();
   EXPECT_EQ(vesk_make_space(file.fd(), 320, &start, 120, 0, &code), 0);
   EXPECT_EQ(start, 140u);
@@ -74,7 +74,7 @@ TEST_F(MakeSpaceTest, EntriesThatHoldAreFreedForSynchronousRecordsToo) {
 
 // --- over the ring's end ---
 
-TEST_F(MakeSpaceTest, WalkOverTheRingsEndStartsCountingAgain) {
+TEST_F(MakeSpace, walk_over_the_rings_end_starts_counting_again) {
   const log_file file = five_entries().make();
   start = 200;
   fault_plan faults;
@@ -86,28 +86,28 @@ TEST_F(MakeSpaceTest, WalkOverTheRingsEndStartsCountingAgain) {
 }
 
 // The last entry frees the rest, but it also ends exactly where the ring does.
-TEST_F(MakeSpaceTest, EntryThatEndsAtTheRingsEndWrapsTheWalkInsteadOfEndingIt) {
+TEST_F(MakeSpace, entry_that_ends_at_the_rings_end_wraps_the_walk_instead_of_ending_it) {
   const log_file file = five_entries().make();
   start = 260;
   EXPECT_EQ(make_space(file, 320, 60), 0);
   EXPECT_EQ(start, 80u);
 }
 
-TEST_F(MakeSpaceTest, EntryThatGoesBeyondTheRingsEndWrapsTheWalkToo) {
+TEST_F(MakeSpace, entry_that_goes_beyond_the_rings_end_wraps_the_walk_too) {
   const log_file file = five_entries().make();
   start = 260;
   EXPECT_EQ(make_space(file, 319, 60), 0);
   EXPECT_EQ(start, 80u);
 }
 
-TEST_F(MakeSpaceTest, WalkThatPassesTheRingsEndOnceMayEnd) {
+TEST_F(MakeSpace, walk_that_passes_the_rings_end_once_may_end) {
   const log_file file = five_entries().make();
   start = 80;
   EXPECT_EQ(make_space(file, 320, 240), 0);
   EXPECT_EQ(start, 260u);
 }
 
-TEST_F(MakeSpaceTest, RequestThatNoLapCanMeetIsRefusedWithCodeTwo) {
+TEST_F(MakeSpace, request_that_no_lap_can_meet_is_refused_with_code_two) {
   const log_file file = five_entries().make();
   fault_plan faults;
   EXPECT_EQ(make_space(file, 320, 241), -1);
@@ -120,7 +120,7 @@ TEST_F(MakeSpaceTest, RequestThatNoLapCanMeetIsRefusedWithCodeTwo) {
 
 // Headers at 20, 88, 116 and 176 with 8 bytes of damage in front of the second. The first lap, from
 // 116 on, meets none of it; the second covers it and changes the ring, so that a third is due.
-TEST_F(MakeSpaceTest, NullEntryEarnsTheWalkAnotherLap) {
+TEST_F(MakeSpace, null_entry_earns_the_walk_another_lap) {
   const log_file file = ring(7)
                             .max(236)
                             .entry(1024, 40)
@@ -144,7 +144,7 @@ TEST_F(MakeSpaceTest, NullEntryEarnsTheWalkAnotherLap) {
 
 // --- damage in front of an entry ---
 
-TEST_F(MakeSpaceTest, SynchronousRecordFailsAtTheFirstDamage) {
+TEST_F(MakeSpace, synchronous_record_fails_at_the_first_damage) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(vesk_make_space(file.fd(), 8192, &start, 100, 0, &code), -1);
@@ -154,7 +154,7 @@ TEST_F(MakeSpaceTest, SynchronousRecordFailsAtTheFirstDamage) {
   EXPECT_EQ(errors(), (log_lines{error("ERROR: make space - Bad ehdr at offset 80")}));
 }
 
-TEST_F(MakeSpaceTest, DamageIsCoveredExactly) {
+TEST_F(MakeSpace, damage_is_covered_exactly) {
   const log_file file = ring(7).entry(1024, 40).damage(32).entry(1025, 8).entry(1026, 12).make();
   EXPECT_EQ(make_space(file, 8192, 61), 0);
   EXPECT_EQ(start, 140u);
@@ -170,7 +170,7 @@ TEST_F(MakeSpaceTest, DamageIsCoveredExactly) {
                              "corr size 32 total corr size 32 \n")}));
 }
 
-TEST_F(MakeSpaceTest, DamageIsSearchedInStepsOfFour) {
+TEST_F(MakeSpace, damage_is_searched_in_steps_of_four) {
   const log_file file = ring(7).entry(1024, 40).damage(28).entry(1025, 8).make();
   fault_plan faults;
   EXPECT_EQ(make_space(file, 8192, 61), 0);
@@ -182,7 +182,7 @@ TEST_F(MakeSpaceTest, DamageIsSearchedInStepsOfFour) {
             "lseek 108, read 20, lseek 108, write 20");
 }
 
-TEST_F(MakeSpaceTest, DamageAtTheStartHasNoKnownEntryInFrontOfIt) {
+TEST_F(MakeSpace, damage_at_the_start_has_no_known_entry_in_front_of_it) {
   const log_file file = ring(7).damage(40).entry(1024, 8).entry(1025, 8).make();
   EXPECT_EQ(make_space(file, 8192, 41), 0);
   EXPECT_EQ(start, 88u);
@@ -191,27 +191,27 @@ TEST_F(MakeSpaceTest, DamageAtTheStartHasNoKnownEntryInFrontOfIt) {
 }
 
 // The damage alone is more than enough, but the walk looks at what is left only behind an entry.
-TEST_F(MakeSpaceTest, WalkEndsBehindTheEntryThatEndsTheDamage) {
+TEST_F(MakeSpace, walk_ends_behind_the_entry_that_ends_the_damage) {
   const log_file file = ring(7).damage(40).entry(1024, 8).entry(1025, 8).make();
   EXPECT_EQ(make_space(file, 8192, 1), 0);
   EXPECT_EQ(start, 88u);
 }
 
-TEST_F(MakeSpaceTest, DamagedBytesCountAsFreed) {
+TEST_F(MakeSpace, damaged_bytes_count_as_freed) {
   const log_file file =
       ring(7).entry(1024, 40).damage(32).entry(1025, 8).entry(1026, 12).entry(1027, 8).make();
   EXPECT_EQ(make_space(file, 8192, 60 + 32 + 28), 0);
   EXPECT_EQ(start, 140u);
 }
 
-TEST_F(MakeSpaceTest, OneByteMoreThanDamageAndEntriesCostsTheNextEntry) {
+TEST_F(MakeSpace, one_byte_more_than_damage_and_entries_costs_the_next_entry) {
   const log_file file =
       ring(7).entry(1024, 40).damage(32).entry(1025, 8).entry(1026, 12).entry(1027, 8).make();
   EXPECT_EQ(make_space(file, 8192, 60 + 32 + 28 + 1), 0);
   EXPECT_EQ(start, 172u);
 }
 
-TEST_F(MakeSpaceTest, PreviousSizeIsThatOfTheEntryThatEndedTheLastDamage) {
+TEST_F(MakeSpace, previous_size_is_that_of_the_entry_that_ended_the_last_damage) {
   const log_file file = ring(7)
                             .entry(1024, 40)
                             .damage(24)
@@ -230,7 +230,7 @@ TEST_F(MakeSpaceTest, PreviousSizeIsThatOfTheEntryThatEndedTheLastDamage) {
 }
 
 // The walk goes on at offset 20 and takes the entry there for what it is.
-TEST_F(MakeSpaceTest, EntryThatEndsTheDamageMayEndTheRingToo) {
+TEST_F(MakeSpace, entry_that_ends_the_damage_may_end_the_ring_too) {
   const log_file file = ring(7).max(132).entry(1024, 40).damage(24).entry(1025, 8).make();
   EXPECT_EQ(make_space(file, 132, 61), 0);
   EXPECT_EQ(start, 104u);
@@ -242,7 +242,7 @@ TEST_F(MakeSpaceTest, EntryThatEndsTheDamageMayEndTheRingToo) {
 
 // --- damage too short for a null entry of its own ---
 
-TEST_F(MakeSpaceTest, UseThisEntrySwallowsTheEntryBehindFourBytesOfDamage) {
+TEST_F(MakeSpace, use_this_entry_swallows_the_entry_behind_four_bytes_of_damage) {
   const log_file file = ring(7).entry(1024, 40).damage(4).entry(1025, 8).entry(1026, 40).make();
   EXPECT_EQ(make_space(file, 8192, 61), 0);
   EXPECT_EQ(start, 112u);
@@ -257,7 +257,7 @@ TEST_F(MakeSpaceTest, UseThisEntrySwallowsTheEntryBehindFourBytesOfDamage) {
                        error("ERROR: Bad ehdr at offset 84")}));
 }
 
-TEST_F(MakeSpaceTest, UseThisEntryGoesUpToTwentyBytesOfDamage) {
+TEST_F(MakeSpace, use_this_entry_goes_up_to_twenty_bytes_of_damage) {
   const log_file file = ring(7).entry(1024, 40).damage(20).entry(1025, 8).entry(1026, 40).make();
   EXPECT_EQ(make_space(file, 8192, 61), 0);
   EXPECT_EQ(start, 128u);
@@ -269,14 +269,14 @@ TEST_F(MakeSpaceTest, UseThisEntryGoesUpToTwentyBytesOfDamage) {
                        error("ERROR: Bad ehdr at offset 100")}));
 }
 
-TEST_F(MakeSpaceTest, TwentyFourBytesOfDamageGetANullEntryOfTheirOwn) {
+TEST_F(MakeSpace, twenty_four_bytes_of_damage_get_a_null_entry_of_their_own) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).entry(1026, 40).make();
   EXPECT_EQ(make_space(file, 8192, 61), 0);
   EXPECT_EQ(start, 132u);
   EXPECT_EQ(file.picture(), "E1024/40 N/4 !E1025/8 E1026/40 start=20 end=192");
 }
 
-TEST_F(MakeSpaceTest, SwallowedEntryCountsAsFreedToo) {
+TEST_F(MakeSpace, swallowed_entry_counts_as_freed_too) {
   const log_file file =
       ring(7).entry(1024, 40).damage(20).entry(1025, 8).entry(1026, 40).entry(1027, 8).make();
   EXPECT_EQ(make_space(file, 8192, 60 + 20 + 28), 0);
@@ -284,7 +284,7 @@ TEST_F(MakeSpaceTest, SwallowedEntryCountsAsFreedToo) {
 }
 
 // 65532 and 20 make 65552; sixteen bits of it are 16.
-TEST_F(MakeSpaceTest, SizeOfANullEntryThatSwallowsTheLargestEntryIsCut) {
+TEST_F(MakeSpace, size_of_a_null_entry_that_swallows_the_largest_entry_is_cut) {
   const log_file file = ring(5).entry(1024, 40).damage(20).entry(1025, 65532).make();
   EXPECT_EQ(make_space(file, 0x100000, 61), 0);
   EXPECT_EQ(start, 100u + 20u + 65532u);
@@ -294,7 +294,7 @@ TEST_F(MakeSpaceTest, SizeOfANullEntryThatSwallowsTheLargestEntryIsCut) {
 
 // --- how much damage is tolerated ---
 
-TEST_F(MakeSpaceTest, StretchOf4096BytesIsTolerated) {
+TEST_F(MakeSpace, stretch_of_4096_bytes_is_tolerated) {
   const log_file file = ring(7).entry(1024, 40).damage(4096).entry(1025, 8).make();
   EXPECT_EQ(make_space(file, 8192, 4096), 0);
   EXPECT_EQ(start, 4204u);
@@ -304,7 +304,7 @@ TEST_F(MakeSpaceTest, StretchOf4096BytesIsTolerated) {
                              "4076 corr size 4096 total corr size 4096 \n")}));
 }
 
-TEST_F(MakeSpaceTest, StretchOf4100BytesIsRefused) {
+TEST_F(MakeSpace, stretch_of_4100_bytes_is_refused) {
   const log_file file = ring(7).entry(1024, 40).damage(4100).entry(1025, 8).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(make_space(file, 8192, 4096), -1);
@@ -314,7 +314,7 @@ TEST_F(MakeSpaceTest, StretchOf4100BytesIsRefused) {
   EXPECT_EQ(errors(), (log_lines{error("ERROR: make space - corrupted block beyond 4k\n")}));
 }
 
-TEST_F(MakeSpaceTest, DamageOf5120BytesInAllIsTolerated) {
+TEST_F(MakeSpace, damage_of_5120_bytes_in_all_is_tolerated) {
   const log_file file =
       ring(7).entry(1024, 40).damage(2560).entry(1025, 8).damage(2560).entry(1026, 8).make();
   EXPECT_EQ(make_space(file, 8192, 5000), 0);
@@ -325,7 +325,7 @@ TEST_F(MakeSpaceTest, DamageOf5120BytesInAllIsTolerated) {
                   "size 2560 total corr size 5120 \n"));
 }
 
-TEST_F(MakeSpaceTest, DamageOf5124BytesInAllIsRefused) {
+TEST_F(MakeSpace, damage_of_5124_bytes_in_all_is_refused) {
   const log_file file =
       ring(7).entry(1024, 40).damage(2560).entry(1025, 8).damage(2564).entry(1026, 8).make();
   EXPECT_EQ(make_space(file, 8192, 5000), -1);
@@ -353,14 +353,14 @@ ring damaged_on_both_sides(uint32_t second) {
       .end(20);
 }
 
-TEST_F(MakeSpaceTest, DamageInFrontOfTheRingsEndStillCountsBehindIt) {
+TEST_F(MakeSpace, damage_in_front_of_the_rings_end_still_counts_behind_it) {
   const log_file file = damaged_on_both_sides(2544).make();
   start = 5240;
   EXPECT_EQ(make_space(file, 8192, 5200), -1);
   EXPECT_EQ(errors().back(), error("ERROR: make space -total corrupted size in file beyond 5k\n"));
 }
 
-TEST_F(MakeSpaceTest, DamageOf5120BytesOnBothSidesOfTheRingsEndIsTolerated) {
+TEST_F(MakeSpace, damage_of_5120_bytes_on_both_sides_of_the_rings_end_is_tolerated) {
   const log_file file = damaged_on_both_sides(2540).make();
   start = 5236;
   EXPECT_EQ(make_space(file, 8192, 5200), 0);
@@ -372,7 +372,7 @@ TEST_F(MakeSpaceTest, DamageOf5120BytesOnBothSidesOfTheRingsEndIsTolerated) {
 
 // --- damage up to the ring's end ---
 
-TEST_F(MakeSpaceTest, DamageUpToTheRingsEndIsCoveredAndTheWalkGoesOnAtTwenty) {
+TEST_F(MakeSpace, damage_up_to_the_rings_end_is_covered_and_the_walk_goes_on_at_twenty) {
   const log_file file = ring(7).max(400).entry(1024, 40).damage(320).make();
   EXPECT_EQ(make_space(file, 400, 100), 0);
   EXPECT_EQ(start, 20u);
@@ -386,14 +386,14 @@ TEST_F(MakeSpaceTest, DamageUpToTheRingsEndIsCoveredAndTheWalkGoesOnAtTwenty) {
 }
 
 // 440 bytes: 380 up to the ring's end, and then the first entry's 60.
-TEST_F(MakeSpaceTest, WhatDamageAtTheRingsEndFreedStaysCounted) {
+TEST_F(MakeSpace, what_damage_at_the_rings_end_freed_stays_counted) {
   const log_file file = ring(7).max(400).entry(1024, 40).damage(320).make();
   EXPECT_EQ(make_space(file, 400, 440), 0);
   EXPECT_EQ(start, 80u);
   EXPECT_EQ(file.picture(), "E1024/40 N/300 start=20 end=400");
 }
 
-TEST_F(MakeSpaceTest, DamageOnBothSidesOfTheRingsEndIsTwoStretches) {
+TEST_F(MakeSpace, damage_on_both_sides_of_the_rings_end_is_two_stretches) {
   const log_file file = ring(7)
                             .max(248)
                             .damage(40)
@@ -417,7 +417,7 @@ TEST_F(MakeSpaceTest, DamageOnBothSidesOfTheRingsEndIsTwoStretches) {
                              "corr size 40 total corr size 124 \n")}));
 }
 
-TEST_F(MakeSpaceTest, DamageOfTwentyBytesAtTheRingsEndHasNoRoomForANullEntry) {
+TEST_F(MakeSpace, damage_of_twenty_bytes_at_the_rings_end_has_no_room_for_a_null_entry) {
   const log_file file = ring(7).max(100).entry(1024, 40).damage(20).make();
   const std::vector<uint8_t> before = file.bytes();
   EXPECT_EQ(make_space(file, 100, 61), -1);
@@ -430,14 +430,14 @@ TEST_F(MakeSpaceTest, DamageOfTwentyBytesAtTheRingsEndHasNoRoomForANullEntry) {
                        error("ERROR: no space 20 to add NULL ent at end \n")}));
 }
 
-TEST_F(MakeSpaceTest, DamageOfTwentyFourBytesAtTheRingsEndHasRoomForOne) {
+TEST_F(MakeSpace, damage_of_twenty_four_bytes_at_the_rings_end_has_room_for_one) {
   const log_file file = ring(7).max(104).entry(1024, 40).damage(24).make();
   EXPECT_EQ(make_space(file, 104, 61), 0);
   EXPECT_EQ(start, 20u);
   EXPECT_EQ(file.picture(), "E1024/40 N/4 start=20 end=104");
 }
 
-TEST_F(MakeSpaceTest, DamageOfLessThanAHeaderAtTheRingsEndHasNone) {
+TEST_F(MakeSpace, damage_of_less_than_a_header_at_the_rings_end_has_none) {
   const log_file file = ring(7).max(96).entry(1024, 40).damage(24).make();
   EXPECT_EQ(make_space(file, 96, 61), -1);
   EXPECT_EQ(errors(),
@@ -448,7 +448,7 @@ TEST_F(MakeSpaceTest, DamageOfLessThanAHeaderAtTheRingsEndHasNone) {
 
 // --- system calls that fail ---
 
-TEST_F(MakeSpaceTest, OffsetThatIsRefusedSetsCodeSix) {
+TEST_F(MakeSpace, offset_that_is_refused_sets_code_six) {
   const log_file file = five_entries().make();
   start = 0x80000000;
   EXPECT_EQ(make_space(file, 0xFFFFFFFF, 61), -1);
@@ -458,13 +458,13 @@ TEST_F(MakeSpaceTest, OffsetThatIsRefusedSetsCodeSix) {
                                  error("ERROR: lseek failed to seek -2147483648, errno = 22")}));
 }
 
-TEST_F(MakeSpaceTest, SeekThatFailsOtherwiseSetsNoCode) {
+TEST_F(MakeSpace, seek_that_fails_otherwise_sets_no_code) {
   EXPECT_EQ(vesk_make_space(-1, 320, &start, 61, 1, &code), -1);
   EXPECT_EQ(code, untouched);
   EXPECT_EQ(errors(), (log_lines{error("ERROR: lseek failed to seek 20, errno = 9")}));
 }
 
-TEST_F(MakeSpaceTest, HeaderReadThatFailsWithAFaultSetsCodeFive) {
+TEST_F(MakeSpace, header_read_that_fails_with_a_fault_sets_code_five) {
   const log_file file = five_entries().make();
   fault_plan faults;
   faults.fail(call::read, nth(2), returns{-1}, with{EFAULT});
@@ -474,7 +474,7 @@ TEST_F(MakeSpaceTest, HeaderReadThatFailsWithAFaultSetsCodeFive) {
   EXPECT_EQ(errors(), (log_lines{error("ERROR: ehdr read fails errno 14.")}));
 }
 
-TEST_F(MakeSpaceTest, HeaderReadThatFailsOtherwiseSetsNoCode) {
+TEST_F(MakeSpace, header_read_that_fails_otherwise_sets_no_code) {
   const log_file file = five_entries().make();
   {
     fault_plan faults;
@@ -491,7 +491,7 @@ TEST_F(MakeSpaceTest, HeaderReadThatFailsOtherwiseSetsNoCode) {
                                  error("ERROR: ehdr read fails errno 14.")}));
 }
 
-TEST_F(MakeSpaceTest, WalkThatRunsIntoTheEndOfTheFileFails) {
+TEST_F(MakeSpace, walk_that_runs_into_the_end_of_the_file_fails) {
   const log_file file = ring(7).entry(1024, 40).entry(1025, 40).make();
   errno = EDOM;
   EXPECT_EQ(make_space(file, 8192, 4096), -1);
@@ -500,7 +500,7 @@ TEST_F(MakeSpaceTest, WalkThatRunsIntoTheEndOfTheFileFails) {
   EXPECT_EQ(errors(), (log_lines{error("ERROR: ehdr read fails errno 33.")}));
 }
 
-TEST_F(MakeSpaceTest, NullEntryThatFailsInFrontOfAnEntrySetsCodeThree) {
+TEST_F(MakeSpace, null_entry_that_fails_in_front_of_an_entry_sets_code_three) {
   const log_file file = ring(7).entry(1024, 40).damage(32).entry(1025, 8).make();
   fault_plan faults;
   faults.shorten(call::write, nth(1), only{19}, with{ENOSPC});
@@ -514,7 +514,7 @@ TEST_F(MakeSpaceTest, NullEntryThatFailsInFrontOfAnEntrySetsCodeThree) {
                        error("ERROR: Add NULL ent failed \n")}));
 }
 
-TEST_F(MakeSpaceTest, NullEntryThatFailsAtTheRingsEndSetsCodeThree) {
+TEST_F(MakeSpace, null_entry_that_fails_at_the_rings_end_sets_code_three) {
   const log_file file = ring(7).max(400).entry(1024, 40).damage(320).make();
   fault_plan faults;
   faults.fail(call::gettimeofday, nth(1), returns{-1}, with{EFAULT});
@@ -529,7 +529,7 @@ TEST_F(MakeSpaceTest, NullEntryThatFailsAtTheRingsEndSetsCodeThree) {
 }
 
 // Whether the header behind a null entry could be rewritten does not matter, but its code stays.
-TEST_F(MakeSpaceTest, HeaderThatCannotBeRewrittenDoesNotStopTheWalk) {
+TEST_F(MakeSpace, header_that_cannot_be_rewritten_does_not_stop_the_walk) {
   const log_file file = ring(7).entry(1024, 40).damage(24).entry(1025, 8).make();
   fault_plan faults;
   faults.shorten(call::write, nth(3), only{7}, with{ENOSPC});

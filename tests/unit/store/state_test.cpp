@@ -8,28 +8,28 @@
 namespace vesk::test {
 namespace {
 
-using StateTest = StoreTest;
+using State = StoreTest;
 
 template <typename Slot>
 ptrdiff_t distance(const file_type_table<Slot> &table, const Slot &slot) {
   return reinterpret_cast<const char *>(&slot) - reinterpret_cast<const char *>(&table);
 }
 
-TEST_F(StateTest, SlotsLieAtTheTablesAddressesOneBehindTheOther) {
+TEST_F(State, slots_lie_at_the_tables_addresses_one_behind_the_other) {
   EXPECT_EQ(distance(vesk_file_state, vesk_file_state[0]), 0);
   EXPECT_EQ(distance(vesk_file_state, vesk_file_state[63]), 63);
   EXPECT_EQ(distance(vesk_file_sanity, vesk_file_sanity[0]), 0);
   EXPECT_EQ(distance(vesk_file_sanity, vesk_file_sanity[63]), 63 * 4);
 }
 
-TEST_F(StateTest, IndexBeyondTheTableGivesTheOneSpareSlotBehindIt) {
+TEST_F(State, index_beyond_the_table_gives_the_one_spare_slot_behind_it) {
   for (const uint32_t index : {64u, 65u, 65535u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
     EXPECT_EQ(distance(vesk_file_state, vesk_file_state[index]), 64) << index;
     EXPECT_EQ(distance(vesk_file_sanity, vesk_file_sanity[index]), 64 * 4) << index;
   }
 }
 
-TEST_F(StateTest, WhatIsStoredThroughAStrayIndexReachesNoSlot) {
+TEST_F(State, what_is_stored_through_a_stray_index_reaches_no_slot) {
   vesk_file_state.fill(VESK_LOGGING_ENABLED);
   vesk_file_state[4711] = VESK_LOGGING_DISABLED;
   vesk_file_sanity.fill(VESK_SANITY_CLEAN);
@@ -40,12 +40,12 @@ TEST_F(StateTest, WhatIsStoredThroughAStrayIndexReachesNoSlot) {
   }
 }
 
-TEST_F(StateTest, FillReachesAll64Slots) {
+TEST_F(State, fill_reaches_all_64_slots) {
   vesk_file_sanity.fill(VESK_SANITY_FLASH_FAILED);
   for (uint32_t type = 0; type < 64; ++type) EXPECT_EQ(vesk_file_sanity[type], 1u) << type;
 }
 
-TEST_F(StateTest, ValuesAreWhatMessagesCarry) {
+TEST_F(State, values_are_what_messages_carry) {
   EXPECT_EQ(VESK_LOGGING_ENABLED, 1);
   EXPECT_EQ(VESK_LOGGING_DISABLED, 2);
   EXPECT_EQ(VESK_SANITY_CLEAN, 0u);
@@ -54,7 +54,7 @@ TEST_F(StateTest, ValuesAreWhatMessagesCarry) {
   EXPECT_EQ(VESK_SANITY_CORRUPT, 3u);
 }
 
-TEST_F(StateTest, StatisticsAre2737RowsOfTwoCountersInHostOrder) {
+TEST_F(State, statistics_are_2737_rows_of_two_counters_in_host_order) {
   EXPECT_EQ(vesk_uuid_stat_table.size(), 2737u);
   EXPECT_EQ(sizeof vesk_uuid_stat_table, 21896u);
   vesk_uuid_stat_table[2736] = {.entry_count = 3, .byte_count = 180};

@@ -15,7 +15,7 @@
 namespace vesk::test {
 namespace {
 
-TEST(RingBuilder, WritesTheBytesOfAnEmptyRing) {
+TEST(RingBuilder, writes_the_bytes_of_an_empty_ring) {
   const log_file file = ring(7).make();
   EXPECT_EQ(file.path(), "/mnt/vesk/temperature_err.log");
   EXPECT_EQ(file.size(), 20u);
@@ -24,7 +24,7 @@ TEST(RingBuilder, WritesTheBytesOfAnEmptyRing) {
   EXPECT_EQ(file.picture(), "start=20 end=20");
 }
 
-TEST(RingBuilder, WritesTheBytesOfAnEntry) {
+TEST(RingBuilder, writes_the_bytes_of_an_entry) {
   const log_file file = ring(7)
                             .entry({.uuid = 0x0102,
                                     .type = 0x0403,
@@ -41,7 +41,7 @@ TEST(RingBuilder, WritesTheBytesOfAnEntry) {
   EXPECT_EQ(file.picture(), "E1027/8 start=20 end=48");
 }
 
-TEST(RingBuilder, DamageHoldsNoHeaderAtAnyStep) {
+TEST(RingBuilder, damage_holds_no_header_at_any_step) {
   const log_file file = ring(7).entry(1024, 8).damage(64).entry(1025, 4).make();
   const std::vector<uint8_t> bytes = file.bytes();
   for (uint32_t at = 24; at < 112; at += 4) EXPECT_FALSE(sum_holds(&bytes[at])) << at;
@@ -49,19 +49,19 @@ TEST(RingBuilder, DamageHoldsNoHeaderAtAnyStep) {
   EXPECT_EQ(file.picture(), "E1024/8 ~64 E1025/4 start=20 end=136");
 }
 
-TEST(RingBuilder, RefusesToTakeAnAccidentForDamage) {
+TEST(RingBuilder, refuses_to_take_an_accident_for_damage) {
   // Zeros in front of a header whose last words are zero sum up four bytes early.
   ring r(7);
   r.null(4).entry({.type = 1024, .size = 4, .usecs = 0});
   EXPECT_THROW(r.make(), std::logic_error);
 }
 
-TEST(Picture, MarksAHeaderThatNoLongerHolds) {
+TEST(Picture, marks_a_header_that_no_longer_holds) {
   const log_file file = ring(7).entry(1024, 40).null(4).entry({.type = 1025, .sum = 0x1234}).make();
   EXPECT_EQ(file.picture(), "E1024/40 N/4 !E1025/0 start=20 end=124");
 }
 
-TEST(Picture, FollowsARingThatIsWrapped) {
+TEST(Picture, follows_a_ring_that_is_wrapped) {
   const log_file file = ring(7)
                             .entry(1026, 8)
                             .end_here()
@@ -75,15 +75,15 @@ TEST(Picture, FollowsARingThatIsWrapped) {
   EXPECT_EQ(file.picture(), "E1024/4 E1025/8 N/20 | E1026/8 start=8100 end=48");
 }
 
-TEST(Picture, ShowsAChainThatMissesTheEnd) {
+TEST(Picture, shows_a_chain_that_misses_the_end) {
   EXPECT_EQ(ring(7).entry(1024, 40).end(72).make().picture(), "E1024/40 ... start=20 end=72");
 }
 
-TEST(Picture, MarksAGlobalHeaderThatDoesNotHold) {
+TEST(Picture, marks_a_global_header_that_does_not_hold) {
   EXPECT_EQ(ring(7).patch(6, {0, 0}).make().picture(), "!start=20 end=20");
 }
 
-TEST(Record, IsLaidOutAsAClientSendsIt) {
+TEST(Record, is_laid_out_as_a_client_sends_it) {
   const record r({.uuid = 0x0102,
                   .type = 0x0304,
                   .len = 3,
@@ -100,7 +100,7 @@ TEST(Record, IsLaidOutAsAClientSendsIt) {
                                              0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 'a', 'b', 'c'}));
 }
 
-TEST(FaultPlan, GivesAResultInPlaceOfTheCall) {
+TEST(FaultPlan, gives_a_result_in_place_of_the_call) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.fail(call::write, nth(2), returns{-1}, with{ENOSPC});
@@ -113,7 +113,7 @@ TEST(FaultPlan, GivesAResultInPlaceOfTheCall) {
   EXPECT_EQ(faults.count(call::write), 3u);
 }
 
-TEST(FaultPlan, ShortensACallThatIsReallyMade) {
+TEST(FaultPlan, shortens_a_call_that_is_really_made) {
   const log_file file = ring(7).make();
   fault_plan faults;
   faults.shorten(call::write, from(1), only{3});
@@ -123,7 +123,7 @@ TEST(FaultPlan, ShortensACallThatIsReallyMade) {
   EXPECT_EQ(file.hex(0, 4), "61 62 63 6b");
 }
 
-TEST(FaultPlan, HoldsTheClock) {
+TEST(FaultPlan, holds_the_clock) {
   fault_plan faults;
   faults.clock(1600000000, 250000);
   timeval tv{};
@@ -132,13 +132,13 @@ TEST(FaultPlan, HoldsTheClock) {
   EXPECT_EQ(tv.tv_usec, 250000);
 }
 
-TEST(FaultPlan, IsOverWhenItIsGone) {
+TEST(FaultPlan, is_over_when_it_is_gone) {
   const log_file file = ring(7).make();
   { fault_plan().fail(call::lseek, from(1), returns{-1}, with{EINVAL}); }
   EXPECT_EQ(lseek(file.fd(), 12, SEEK_SET), 12);
 }
 
-TEST(FaultPlan, WritesDownWhatIsOpenedAndClosed) {
+TEST(FaultPlan, writes_down_what_is_opened_and_closed) {
   const log_file file = ring(7).make();
   fault_plan faults;
   const int fd = open(file.path().c_str(), O_RDONLY);

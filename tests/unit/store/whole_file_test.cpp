@@ -8,7 +8,7 @@
 namespace vesk::test {
 namespace {
 
-class WholeFileTest : public StoreTest {
+class WholeFile : public StoreTest {
  protected:
   void update_gheader(uint32_t end) {
     ASSERT_EQ(vesk_update_gheader(file.fd(), 20, end, 0x2000, 1), 0);
@@ -20,7 +20,7 @@ class WholeFileTest : public StoreTest {
   const log_file file = ring(7).make();
 };
 
-TEST_F(WholeFileTest, IsTheSameOnEveryMachine) {
+TEST_F(WholeFile, is_the_same_on_every_machine) {
   fault_plan plan;
   plan.clock(0x60010203, 0x00040506);
   update_gheader(20);

@@ -45,7 +45,7 @@ class Time : public ::testing::Test {
   }
 };
 
-TEST_F(Time, IsADateAndATimeOfDay) {
+TEST_F(Time, is_a_date_and_a_time_of_day) {
   EXPECT_EQ(utc("2026-01-31 12:00:00"), 1769860800'000000);
   EXPECT_EQ(utc("2026-01-31T12:00:00"), 1769860800'000000);
   EXPECT_EQ(utc("2026-01-31   12:00"), 1769860800'000000);
@@ -55,13 +55,13 @@ TEST_F(Time, IsADateAndATimeOfDay) {
   EXPECT_EQ(utc("9999-12-31 23:59:59"), 253402300799'000000);
 }
 
-TEST_F(Time, MayHaveAFraction) {
+TEST_F(Time, may_have_a_fraction) {
   EXPECT_EQ(utc("2026-01-31 12:00:00.5"), 1769860800'500000);
   EXPECT_EQ(utc("2026-01-31 12:00:00.000001"), 1769860800'000001);
   EXPECT_EQ(utc("2026-01-31 12:00:00.123456999"), 1769860800'123456);
 }
 
-TEST_F(Time, IsLocalUnlessItSaysOtherwise) {
+TEST_F(Time, is_local_unless_it_says_otherwise) {
   EXPECT_EQ(local("2026-01-31 12:00:00"), 1769853600'000000);
   EXPECT_EQ(local("2026-01-31 12:00:00 UTC"), 1769860800'000000);
   EXPECT_EQ(local("2026-01-31T12:00:00Z"), 1769860800'000000);
@@ -71,7 +71,7 @@ TEST_F(Time, IsLocalUnlessItSaysOtherwise) {
   EXPECT_EQ(local("2026-01-31 UTC"), 1769817600'000000);
 }
 
-TEST_F(Time, WithoutADateIsToday) {
+TEST_F(Time, without_a_date_is_today) {
   EXPECT_EQ(utc("12:00"), 1714564800'000000);
   EXPECT_EQ(utc("12:00:01.25"), 1714564801'250000);
   EXPECT_EQ(local("12:00"), 1714557600'000000);
@@ -80,7 +80,7 @@ TEST_F(Time, WithoutADateIsToday) {
       << "it is the first of May in the local zone while it is April in UTC";
 }
 
-TEST_F(Time, HasNames) {
+TEST_F(Time, has_names) {
   EXPECT_EQ(local("now"), now);
   EXPECT_EQ(utc("today"), 1714521600'000000);
   EXPECT_EQ(utc("yesterday"), 1714435200'000000);
@@ -89,7 +89,7 @@ TEST_F(Time, HasNames) {
   EXPECT_EQ(local("yesterday"), 1714428000'000000);
 }
 
-TEST_F(Time, IsSoLongAgo) {
+TEST_F(Time, is_so_long_ago) {
   EXPECT_EQ(local("1h ago"), 1714563296'789000);
   EXPECT_EQ(local("1 hour ago"), 1714563296'789000);
   EXPECT_EQ(local("-1h"), 1714563296'789000);
@@ -122,13 +122,13 @@ TEST_F(Time, IsSoLongAgo) {
   }
 }
 
-TEST_F(Time, IsSoManySecondsSince1970) {
+TEST_F(Time, is_so_many_seconds_since_1970) {
   EXPECT_EQ(local("@0"), 0);
   EXPECT_EQ(local("@1769860800"), 1769860800'000000);
   EXPECT_EQ(local("@1769860800.25"), 1769860800'250000);
 }
 
-TEST_F(Time, ThatCannotBeIsNone) {
+TEST_F(Time, that_cannot_be_is_none) {
   for (const char *typed :
        {"2026-02-31", "2026-02-29", "2100-02-29", "2026-04-31", "2026-13-01", "2026-00-01",
         "2026-01-00", "2026-01-32", "2026-01-01 24:00", "2026-01-01 25:00:00", "12:60", "12:00:60",
@@ -139,7 +139,7 @@ TEST_F(Time, ThatCannotBeIsNone) {
   EXPECT_EQ(utc("2000-02-29"), 951782400'000000);
 }
 
-TEST_F(Time, ThatIsNoneIsRefused) {
+TEST_F(Time, that_is_none_is_refused) {
   for (const char *typed : {"",
                             " ",
                             "soon",
@@ -180,7 +180,7 @@ TEST_F(Time, ThatIsNoneIsRefused) {
   }
 }
 
-TEST_F(Time, BeyondAllCountingIsRefused) {
+TEST_F(Time, beyond_all_counting_is_refused) {
   for (const char *typed : {"@18446744073709551616", "@18446744073710", "+18446744073709551615us",
                             "-18446744073709551616s", "+999999999999y", "-18446744073709551615y",
                             "-60y", "+9999999999999999999h 9999999999999999999h"}) {
@@ -188,7 +188,7 @@ TEST_F(Time, BeyondAllCountingIsRefused) {
   }
 }
 
-TEST_F(Time, HeedsSummerTime) {
+TEST_F(Time, heeds_summer_time) {
   set_zone("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(local("2026-01-31 12:00"), 1769857200'000000);
   EXPECT_EQ(local("2026-07-01 12:00"), 1782900000'000000);
@@ -196,14 +196,14 @@ TEST_F(Time, HeedsSummerTime) {
   EXPECT_EQ(date_time(1782900000, time_zone::local), "2026-07-01 12:00:00");
 }
 
-TEST_F(Time, IsShownInTheWantedZone) {
+TEST_F(Time, is_shown_in_the_wanted_zone) {
   EXPECT_EQ(date_time(1714564800, time_zone::utc), "2024-05-01 12:00:00");
   EXPECT_EQ(date_time(1714564800, time_zone::local), "2024-05-01 14:00:00");
   EXPECT_EQ(date_time(0, time_zone::utc), "1970-01-01 00:00:00");
   EXPECT_EQ(date_time(4294967295, time_zone::utc), "2106-02-07 06:28:15");
 }
 
-TEST_F(Time, ShowsMicrosecondsAsAFractionWhereTheyAreOne) {
+TEST_F(Time, shows_microseconds_as_a_fraction_where_they_are_one) {
   EXPECT_EQ(usecs(0), ".000000");
   EXPECT_EQ(usecs(1), ".000001");
   EXPECT_EQ(usecs(999999), ".999999");
@@ -211,7 +211,7 @@ TEST_F(Time, ShowsMicrosecondsAsAFractionWhereTheyAreOne) {
   EXPECT_EQ(usecs(4294967295), "+4294967295us");
 }
 
-TEST_F(Time, LengthIsShownInTwoUnits) {
+TEST_F(Time, length_is_shown_in_two_units) {
   EXPECT_EQ(duration_text(0), "0 s");
   EXPECT_EQ(duration_text(7), "7 us");
   EXPECT_EQ(duration_text(999), "999 us");

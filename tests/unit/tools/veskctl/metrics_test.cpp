@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 using veskctl::exposition;
 using veskctl::metric_type;
 
-TEST(Exposition, HasAHeadAndItsSamples) {
+TEST(Exposition, has_a_head_and_its_samples) {
   exposition out;
   out.family("one_total", metric_type::counter, "The first.");
   out.sample({}, uint64_t{18446744073709551615u});
@@ -36,20 +36,20 @@ TEST(Exposition, HasAHeadAndItsSamples) {
             "two{a=\"2\",b=\"\"} -1\n");
 }
 
-TEST(Exposition, EscapesLabels) {
+TEST(Exposition, escapes_labels) {
   exposition out;
   out.sample({{"a", "back\\slash \"quoted\"\nnext, {brace}"}}, "1");
   EXPECT_EQ(out.text(), "{a=\"back\\\\slash \\\"quoted\\\"\\nnext, {brace}\"} 1\n");
 }
 
-class metrics_test : public ::testing::Test {
+class Metrics : public ::testing::Test {
  protected:
-  metrics_test() {
+  Metrics() {
     fs::remove_all("/mnt/vesk");
     fs::create_directories("/mnt/vesk");
     std::ofstream{"/kyte_mounted"};
   }
-  ~metrics_test() override {
+  ~Metrics() override {
     fs::remove_all("/mnt/vesk");
     fs::create_directories("/mnt/vesk");
     std::ofstream{"/kyte_mounted"};
@@ -138,7 +138,7 @@ ring wrapped_ring() {
   return r;
 }
 
-TEST_F(metrics_test, are_all_there) {
+TEST_F(Metrics, are_all_there) {
   const log_file empty = ring(5).make();
   const log_file wrapped = wrapped_ring().make();
   const log_file damaged = ring(25)
@@ -198,7 +198,7 @@ TEST_F(metrics_test, are_all_there) {
                 "vesk_file_sound{file=\"platform.log\"} 0\n");
 }
 
-TEST_F(metrics_test, of_the_files_are_there_without_a_daemon) {
+TEST_F(Metrics, of_the_files_are_there_without_a_daemon) {
   const log_file file = ring(5).make();
   fs::remove("/kyte_mounted");
   const outcome end = veskctl(dir_, {"metrics"});
@@ -210,7 +210,7 @@ TEST_F(metrics_test, of_the_files_are_there_without_a_daemon) {
   EXPECT_FALSE(contains(end.out, "vesk_messages")) << end.out;
 }
 
-TEST_F(metrics_test, of_the_daemon_are_there_without_files) {
+TEST_F(Metrics, of_the_daemon_are_there_without_files) {
   const fake_service service(dir_, daemon_in_numbers());
   EXPECT_EQ(veskctl(dir_, {"metrics"}).out,
             info + "vesk_up 1\n" + host_counters + senders + marked(1));
@@ -220,7 +220,7 @@ TEST_F(metrics_test, of_the_daemon_are_there_without_files) {
   EXPECT_TRUE(contains(missing.out, "vesk_metrics_info{directory=\"/missing\",")) << missing.out;
 }
 
-TEST_F(metrics_test, leave_out_the_senders_when_the_daemon_does_not_tell) {
+TEST_F(Metrics, leave_out_the_senders_when_the_daemon_does_not_tell) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004
         ? s.answer(to, host_status(4711, 12'000'345, {9, 1, 2, 3, 4, 5, 6, 70, 8, 90, 1}))
@@ -234,7 +234,7 @@ TEST_F(metrics_test, leave_out_the_senders_when_the_daemon_does_not_tell) {
             "mounted?\n");
 }
 
-TEST_F(metrics_test, tell_of_a_file_that_cannot_be_read) {
+TEST_F(Metrics, tell_of_a_file_that_cannot_be_read) {
   fs::create_directory("/mnt/vesk/kernel.log");
   const outcome end = veskctl(dir_, {"metrics"});
   EXPECT_EQ(end.status, 0);
@@ -244,7 +244,7 @@ TEST_F(metrics_test, tell_of_a_file_that_cannot_be_read) {
   EXPECT_FALSE(contains(end.out, "vesk_file_entries{file=\"kernel.log\"}")) << end.out;
 }
 
-TEST_F(metrics_test, leave_out_what_a_bad_header_hides) {
+TEST_F(Metrics, leave_out_what_a_bad_header_hides) {
   const log_file file = ring(7).entry(1024, 8).patch(0, {'x'}).make();
   const std::string out = veskctl(dir_, {"metrics"}).out;
   EXPECT_TRUE(contains(out, "vesk_file_sound{file=\"temperature_err.log\"} 0\n")) << out;
@@ -253,7 +253,7 @@ TEST_F(metrics_test, leave_out_what_a_bad_header_hides) {
   EXPECT_FALSE(contains(out, "vesk_file_wrapped{")) << out;
 }
 
-TEST_F(metrics_test, name_a_directory_whatever_its_bytes) {
+TEST_F(Metrics, name_a_directory_whatever_its_bytes) {
   const std::string strange = dir_.path() + "/a\"b\\c\xFF";
   fs::create_directory(strange);
   const outcome end = veskctl(dir_, {"metrics", "-D", strange});
@@ -261,7 +261,7 @@ TEST_F(metrics_test, name_a_directory_whatever_its_bytes) {
       << end.out;
 }
 
-TEST_F(metrics_test, go_to_a_file_in_one_piece) {
+TEST_F(Metrics, go_to_a_file_in_one_piece) {
   const fake_service service(dir_, daemon_in_numbers());
   const std::string path = dir_.path() + "/vesk.prom";
   std::ofstream(path) << "the old ones";
@@ -284,7 +284,7 @@ TEST_F(metrics_test, go_to_a_file_in_one_piece) {
   EXPECT_EQ(names, (std::vector<std::string>{"sap-1016", "vesk.prom"})) << "nothing else is left";
 }
 
-TEST_F(metrics_test, replace_nothing_but_a_file) {
+TEST_F(Metrics, replace_nothing_but_a_file) {
   const std::string pipe = dir_.path() + "/pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const fake_service service(dir_, daemon_in_numbers());
@@ -298,7 +298,7 @@ TEST_F(metrics_test, replace_nothing_but_a_file) {
                              "/missing/x.prom: No such file or directory\n");
 }
 
-TEST_F(metrics_test, that_cannot_be_written_are_no_success) {
+TEST_F(Metrics, that_cannot_be_written_are_no_success) {
   const outcome end =
       program(dir_.path(), "bash", {"-c", "exec veskctl metrics >/dev/full"}).wait();
   EXPECT_EQ(end.status, 1);

@@ -21,7 +21,7 @@ namespace {
 
 using shared::progress_text;
 
-TEST(ProgressText, HasABarWhereTheSizeIsKnown) {
+TEST(ProgressText, has_a_bar_where_the_size_is_known) {
   EXPECT_EQ(progress_text({0, 0, 0}, 0.0, 0.5, 79), "[--------------------]   0%  0 records, 0/s");
   EXPECT_EQ(progress_text({300, 0, 0}, 0.25, 2, 79),
             "[#####---------------]  25%  300 records, 150/s, 0:00:06 left");
@@ -34,12 +34,12 @@ TEST(ProgressText, HasABarWhereTheSizeIsKnown) {
             "[--------------------]   0%  1 records, 0/s, 2:46:30 left");
 }
 
-TEST(ProgressText, HasCountersWhereTheSizeIsNotKnown) {
+TEST(ProgressText, has_counters_where_the_size_is_not_known) {
   EXPECT_EQ(progress_text({300, 0, 0}, {}, 2, 79), "300 records, 150/s");
   EXPECT_EQ(progress_text({300, 7, 8}, {}, 0, 79), "300 records, 7 refused, 8 unanswered");
 }
 
-TEST(ProgressText, IsCutToTheTerminal) {
+TEST(ProgressText, is_cut_to_the_terminal) {
   EXPECT_EQ(progress_text({300, 0, 0}, {}, 2, 10), "300 record");
 }
 
@@ -100,9 +100,9 @@ std::string lines(int count) {
   return text;
 }
 
-class progress_test : public ::testing::Test {
+class Progress : public ::testing::Test {
  protected:
-  progress_test() : service_(dir_, answer_slowly) {}
+  Progress() : service_(dir_, answer_slowly) {}
 
   void SetUp() override {
     if (!terminal_.exists()) GTEST_SKIP() << "this private root has no pseudo-terminals";
@@ -121,7 +121,7 @@ class progress_test : public ::testing::Test {
   fake_service service_;
 };
 
-TEST_F(progress_test, draws_a_bar_that_is_gone_before_each_line) {
+TEST_F(Progress, draws_a_bar_that_is_gone_before_each_line) {
   const std::string text = shown("", 1);
   EXPECT_TRUE(pattern("\r\033\\[K\\[#+-+\\] +[1-9][0-9]?%  [0-9]+ records, [0-9]+/s, "
                       "0:00:[0-9][0-9] left")
@@ -135,7 +135,7 @@ TEST_F(progress_test, draws_a_bar_that_is_gone_before_each_line) {
 }
 
 // A line has nine bytes, the refused one, which is the 151st, eight: 2699 in all.
-TEST_F(progress_test, draws_the_part_of_the_input_that_is_behind_it) {
+TEST_F(Progress, draws_the_part_of_the_input_that_is_behind_it) {
   const std::string text = shown("", 1);
   int percent = -1;
   int records = -1;
@@ -146,19 +146,19 @@ TEST_F(progress_test, draws_the_part_of_the_input_that_is_behind_it) {
   EXPECT_EQ(percent, 100 * bytes / 2699) << text;
 }
 
-TEST_F(progress_test, counts_where_the_size_is_not_known) {
+TEST_F(Progress, counts_where_the_size_is_not_known) {
   const std::string text = shown("cat | ", 1);
   EXPECT_TRUE(pattern("\r\033\\[K[0-9]+ records, [0-9]+/s\r\033").is_in(text)) << text;
   EXPECT_EQ(text.find('%'), std::string::npos) << text;
 }
 
-TEST_F(progress_test, draws_nothing_for_a_short_run) {
+TEST_F(Progress, draws_nothing_for_a_short_run) {
   const std::string command = "veskctl send --file 5 --uuid 25" + terminal_.redirection();
   EXPECT_EQ(program(dir_.path(), "bash", {"-c", command}, "one\ntwo\n").wait().status, 0);
   EXPECT_EQ(terminal_.text(), "2 accepted, 0 refused, 0 unanswered\r\n");
 }
 
-TEST_F(progress_test, draws_nothing_where_standard_error_is_no_terminal) {
+TEST_F(Progress, draws_nothing_where_standard_error_is_no_terminal) {
   const outcome end = send_lines(dir_, lines(300));
   EXPECT_EQ(end.err, "veskctl: line 151 was refused: the daemon refused it; its log says why\n");
 }

@@ -17,10 +17,10 @@ namespace fs = std::filesystem;
 constexpr char copies[] = "/var/lib/vesk/preserved";
 
 // An empty log directory, and no copies.
-class recover_test : public ::testing::Test {
+class RecoverWithCopy : public ::testing::Test {
  protected:
-  recover_test() { clear(); }
-  ~recover_test() override { clear(); }
+  RecoverWithCopy() { clear(); }
+  ~RecoverWithCopy() override { clear(); }
 
   static void clear() {
     fs::remove_all("/mnt/vesk");
@@ -52,7 +52,7 @@ class recover_test : public ::testing::Test {
   fake_service service_{dir_, receipt_always};
 };
 
-TEST_F(recover_test, keeps_a_sound_file_too_and_says_where) {
+TEST_F(RecoverWithCopy, keeps_a_sound_file_too_and_says_where) {
   const log_file file = ring(5).entries(2, 12).make();
   const outcome end = recover({"vesk"});
   EXPECT_EQ(end.out,
@@ -64,7 +64,7 @@ TEST_F(recover_test, keeps_a_sound_file_too_and_says_where) {
   EXPECT_EQ(service_.requests().size(), 1u);
 }
 
-TEST_F(recover_test, notes_what_the_copy_was_made_for) {
+TEST_F(RecoverWithCopy, notes_what_the_copy_was_made_for) {
   const log_file file = ring(5).entries(2, 12).make();
   recover({"vesk"});
   const std::vector<std::string> notes = kept("verdicts.json");
@@ -73,7 +73,7 @@ TEST_F(recover_test, notes_what_the_copy_was_made_for) {
   EXPECT_TRUE(contains(notes[0], "      \"fate\": \"keep\"\n")) << notes[0];
 }
 
-TEST_F(recover_test, says_where_the_same_bytes_are_kept_already) {
+TEST_F(RecoverWithCopy, says_where_the_same_bytes_are_kept_already) {
   const log_file file = ring(5).entries(2, 12).make();
   recover({"vesk"});
   const outcome again = recover({"vesk", "--entries"});
@@ -85,27 +85,27 @@ TEST_F(recover_test, says_where_the_same_bytes_are_kept_already) {
   EXPECT_EQ(service_.requests().size(), 2u);
 }
 
-TEST_F(recover_test, copies_no_other_file) {
+TEST_F(RecoverWithCopy, copies_no_other_file) {
   const log_file file = ring(5).entries(2, 12).make();
   const log_file damaged = ring(7).entry(1024, 8).entry(1025, 8).damage_at(48, 20).make();
   recover({"vesk"});
   EXPECT_TRUE(kept("temperature_err.log").empty());
 }
 
-TEST_F(recover_test, makes_no_copy_when_told_so) {
+TEST_F(RecoverWithCopy, makes_no_copy_when_told_so) {
   const log_file file = ring(5).entries(2, 12).make();
   EXPECT_EQ(recover({"vesk", "--no-copy"}).out,
             "asked to rebuild the global header of vesk.log (5)\n");
   EXPECT_FALSE(fs::exists(copies));
 }
 
-TEST_F(recover_test, asks_without_a_copy_where_there_is_no_file) {
+TEST_F(RecoverWithCopy, asks_without_a_copy_where_there_is_no_file) {
   for (const char *type : {"vesk", "38"}) EXPECT_EQ(recover({type}).status, 0) << type;
   EXPECT_FALSE(fs::exists(copies));
   EXPECT_EQ(service_.requests().size(), 2u);
 }
 
-TEST_F(recover_test, does_not_ask_when_there_can_be_no_copy) {
+TEST_F(RecoverWithCopy, does_not_ask_when_there_can_be_no_copy) {
   const log_file file = ring(5).entries(2, 12).make();
   fs::create_directories("/var/lib/vesk");
   std::ofstream{copies} << "no directory";
@@ -118,7 +118,7 @@ TEST_F(recover_test, does_not_ask_when_there_can_be_no_copy) {
   EXPECT_TRUE(service_.requests().empty());
 }
 
-TEST_F(recover_test, does_not_ask_when_the_file_cannot_be_read) {
+TEST_F(RecoverWithCopy, does_not_ask_when_the_file_cannot_be_read) {
   fs::create_directory("/mnt/vesk/vesk.log");
   const outcome end = recover({"vesk"});
   EXPECT_EQ(end.status, 1);

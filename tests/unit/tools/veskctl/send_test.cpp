@@ -7,7 +7,7 @@
 namespace vesk::test {
 namespace {
 
-TEST(Send, SendsTheTextAsOneRecord) {
+TEST(Send, sends_the_text_as_one_record) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end =
@@ -24,7 +24,7 @@ TEST(Send, SendsTheTextAsOneRecord) {
                                                     18));
 }
 
-TEST(Send, KnowsFilesByNameAndNumber) {
+TEST(Send, knows_files_by_name_and_number) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   for (const char *file : {"kernel", "kernel.log", "21"}) {
@@ -33,7 +33,7 @@ TEST(Send, KnowsFilesByNameAndNumber) {
   }
 }
 
-TEST(Send, SendsOneRecordALine) {
+TEST(Send, sends_one_record_a_line) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end = send_lines(dir, "first\nsecond line\n\nlast, without an end");
@@ -50,7 +50,7 @@ TEST(Send, SendsOneRecordALine) {
   EXPECT_LT(seen[1].payload.substr(8, 8), seen[2].payload.substr(8, 8));
 }
 
-TEST(Send, CountsNothingForNoInput) {
+TEST(Send, counts_nothing_for_no_input) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end = send_lines(dir, "");
@@ -58,7 +58,7 @@ TEST(Send, CountsNothingForNoInput) {
   EXPECT_EQ(end.out, "0 accepted, 0 refused, 0 unanswered\n");
 }
 
-TEST(Send, RefusesALineThatNoRecordCanHold) {
+TEST(Send, refuses_a_line_that_no_record_can_hold) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end = send_lines(dir, std::string(65533, 'a') + '\n' + std::string(65532, 'b') +
@@ -73,7 +73,7 @@ TEST(Send, RefusesALineThatNoRecordCanHold) {
   EXPECT_EQ(seen[1].payload.substr(24), "d");
 }
 
-TEST(Send, CountsWhatWasRefusedAndUnanswered) {
+TEST(Send, counts_what_was_refused_and_unanswered) {
   const run_dir dir;
   const fake_service service(dir, [](const fake_service &s, const request &to) {
     switch (to.payload[24]) {
@@ -96,7 +96,7 @@ TEST(Send, CountsWhatWasRefusedAndUnanswered) {
   EXPECT_TRUE(contains(unanswered.err, "is the flash mounted?")) << unanswered.err;
 }
 
-TEST(Send, StopsWhenTheDaemonIsSilent) {
+TEST(Send, stops_when_the_daemon_is_silent) {
   const run_dir dir;
   const fake_service service(dir, [](const fake_service &s, const request &to) {
     if (to.payload.substr(24) == "one") s.answer(to, word(1));
@@ -108,7 +108,7 @@ TEST(Send, StopsWhenTheDaemonIsSilent) {
   EXPECT_EQ(service.requests().size(), 2u);
 }
 
-TEST(Send, SaysSentWhenItWaitsForNothing) {
+TEST(Send, says_sent_when_it_waits_for_nothing) {
   const run_dir dir;
   const fake_service service(dir, silence);
   const outcome end = send_lines(dir, "one\ntwo\n", {"--sync", "none"});
@@ -116,7 +116,7 @@ TEST(Send, SaysSentWhenItWaitsForNothing) {
   EXPECT_EQ(end.out, "2 sent, 0 refused\n");
 }
 
-TEST(Send, SaysWhenTheInputCannotBeRead) {
+TEST(Send, says_when_the_input_cannot_be_read) {
   const run_dir dir;
   const fake_service service(dir, silence);
   const outcome end =
@@ -130,7 +130,7 @@ std::string stamp_of(const request &sent) {
   return sent.payload.substr(8, 8);
 }
 
-TEST(SendTime, IsTheOneGiven) {
+TEST(SendTime, is_the_one_given) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   for (const char *time : {"1600000000", "1600000000.000001", "1.5", "0.25", "4294967295.999999"}) {
@@ -145,7 +145,7 @@ TEST(SendTime, IsTheOneGiven) {
   EXPECT_EQ(stamp_of(seen[4]), std::string("\xFF\xFF\xFF\xFF\x00\x0F\x42\x3F", 8));
 }
 
-TEST(SendTime, IsTheSameForEveryLine) {
+TEST(SendTime, is_the_same_for_every_line) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   EXPECT_EQ(send_lines(dir, "one\ntwo\n", {"--time", "7.000009"}).status, 0);
@@ -156,7 +156,7 @@ TEST(SendTime, IsTheSameForEveryLine) {
   }
 }
 
-TEST(SendTime, ThatIsNoneIsNamed) {
+TEST(SendTime, that_is_none_is_named) {
   const run_dir dir;
   const outcome end = send_lines(dir, "", {"--time", "noon"});
   EXPECT_EQ(end.status, 2);
@@ -164,7 +164,7 @@ TEST(SendTime, ThatIsNoneIsNamed) {
             "veskctl: --time: 'noon' is no time of the form SECS[.MICROS] (--help tells more)\n");
 }
 
-TEST(SendWhole, SendsTheInputAsOneRecordByteForByte) {
+TEST(SendWhole, sends_the_input_as_one_record_byte_for_byte) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::string input("two\nlines\0and \xFF more\n\n", 23);
@@ -178,7 +178,7 @@ TEST(SendWhole, SendsTheInputAsOneRecordByteForByte) {
   EXPECT_EQ(seen[0].payload.substr(24), input);
 }
 
-TEST(SendWhole, TakesAsMuchAsARecordHoldsAndNoMore) {
+TEST(SendWhole, takes_as_much_as_a_record_holds_and_no_more) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   EXPECT_EQ(send_lines(dir, std::string(65532, 'x'), {"--whole"}).status, 0);
@@ -192,7 +192,7 @@ TEST(SendWhole, TakesAsMuchAsARecordHoldsAndNoMore) {
   EXPECT_EQ(service.requests()[0].payload.substr(24), std::string(65532, 'x'));
 }
 
-TEST(SendWhole, RefusesAnEmptyInput) {
+TEST(SendWhole, refuses_an_empty_input) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end = send_lines(dir, "", {"--whole"});
@@ -201,7 +201,7 @@ TEST(SendWhole, RefusesAnEmptyInput) {
   EXPECT_TRUE(service.requests().empty());
 }
 
-TEST(SendWhole, SaysWhenTheInputCannotBeRead) {
+TEST(SendWhole, says_when_the_input_cannot_be_read) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const outcome end =
@@ -212,7 +212,7 @@ TEST(SendWhole, SaysWhenTheInputCannotBeRead) {
 }
 
 // temperature_err.log holds 8192 bytes.
-TEST(SendLarge, IsRefusedUnlessItIsAllowed) {
+TEST(SendLarge, is_refused_unless_it_is_allowed) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::vector<std::string> arguments = {"send",   "--file", "temperature_err",

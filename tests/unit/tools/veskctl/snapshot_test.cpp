@@ -19,13 +19,13 @@ namespace {
 namespace fs = std::filesystem;
 
 // A directory for snapshots, and an empty log directory.
-class snapshot_test : public ::testing::Test {
+class Snapshot : public ::testing::Test {
  protected:
-  snapshot_test() {
+  Snapshot() {
     fs::remove_all("/mnt/vesk");
     fs::create_directories("/mnt/vesk");
   }
-  ~snapshot_test() override {
+  ~Snapshot() override {
     fs::remove_all("/mnt/vesk");
     fs::create_directories("/mnt/vesk");
   }
@@ -68,7 +68,7 @@ ring small_ring() {
   return std::move(ring(5).entries(2, 12));
 }
 
-TEST_F(snapshot_test, copies_every_log_file_and_says_what_it_copied) {
+TEST_F(Snapshot, copies_every_log_file_and_says_what_it_copied) {
   const log_file sound = small_ring().make();
   const log_file damaged = ring(7).entry(1024, 8).entry(1025, 8).damage_at(48, 20).make();
   std::ofstream("/mnt/vesk/notes.txt") << "no log file";
@@ -128,7 +128,7 @@ TEST_F(snapshot_test, copies_every_log_file_and_says_what_it_copied) {
 )");
 }
 
-TEST_F(snapshot_test, lists_sums_that_sha256sum_finds_right) {
+TEST_F(Snapshot, lists_sums_that_sha256sum_finds_right) {
   const log_file file = small_ring().make();
   const log_file other = ring(7).make();
   ASSERT_EQ(taken().status, 0);
@@ -147,7 +147,7 @@ TEST_F(snapshot_test, lists_sums_that_sha256sum_finds_right) {
   EXPECT_NE(program(dir_.path(), "bash", {"-c", check}).wait().status, 0) << "unfinished";
 }
 
-TEST_F(snapshot_test, keeps_the_times_to_the_nanosecond) {
+TEST_F(Snapshot, keeps_the_times_to_the_nanosecond) {
   const log_file file = small_ring().make();
   set_time(file.path(), 1'600'000'000, 123'456'789);
   ASSERT_EQ(taken().status, 0);
@@ -158,7 +158,7 @@ TEST_F(snapshot_test, keeps_the_times_to_the_nanosecond) {
   EXPECT_EQ(status.st_mode & 07777, 0644u);
 }
 
-TEST_F(snapshot_test, takes_an_empty_directory_and_no_other_one) {
+TEST_F(Snapshot, takes_an_empty_directory_and_no_other_one) {
   const log_file file = small_ring().make();
   fs::create_directory(target_);
   EXPECT_EQ(taken().status, 0);
@@ -169,7 +169,7 @@ TEST_F(snapshot_test, takes_an_empty_directory_and_no_other_one) {
             "veskctl: " + target_ + " is not empty: a snapshot needs a directory of its own\n");
 }
 
-TEST_F(snapshot_test, takes_no_file_and_no_place_that_is_not_there) {
+TEST_F(Snapshot, takes_no_file_and_no_place_that_is_not_there) {
   const log_file file = small_ring().make();
   std::ofstream{dir_.path() + "/empty"};
   target_ = dir_.path() + "/empty";
@@ -182,7 +182,7 @@ TEST_F(snapshot_test, takes_no_file_and_no_place_that_is_not_there) {
   EXPECT_EQ(nowhere.err, "veskctl: cannot make " + target_ + ": No such file or directory\n");
 }
 
-TEST_F(snapshot_test, makes_nothing_where_there_is_nothing_to_copy) {
+TEST_F(Snapshot, makes_nothing_where_there_is_nothing_to_copy) {
   const outcome empty = taken();
   EXPECT_EQ(empty.status, 1);
   EXPECT_EQ(empty.err, "veskctl: there is no log file in /mnt/vesk: is the flash mounted?\n");
@@ -192,7 +192,7 @@ TEST_F(snapshot_test, makes_nothing_where_there_is_nothing_to_copy) {
   EXPECT_FALSE(fs::exists(target_));
 }
 
-TEST_F(snapshot_test, copies_from_the_directory_that_it_is_told) {
+TEST_F(Snapshot, copies_from_the_directory_that_it_is_told) {
   const std::string source = dir_.path() + "/source";
   fs::create_directory(source);
   {
@@ -204,7 +204,7 @@ TEST_F(snapshot_test, copies_from_the_directory_that_it_is_told) {
   EXPECT_TRUE(contains(manifest(), "\"directory\": \"" + source + "\"")) << manifest();
 }
 
-TEST_F(snapshot_test, copies_the_others_when_one_cannot_be_read) {
+TEST_F(Snapshot, copies_the_others_when_one_cannot_be_read) {
   const log_file file = small_ring().make();
   fs::create_directory("/mnt/vesk/platform.log");
   const outcome end = taken();
@@ -223,7 +223,7 @@ TEST_F(snapshot_test, copies_the_others_when_one_cannot_be_read) {
   EXPECT_FALSE(contains(copied("SHA256SUMS"), "platform.log"));
 }
 
-TEST_F(snapshot_test, tells_of_a_header_that_cannot_be_trusted) {
+TEST_F(Snapshot, tells_of_a_header_that_cannot_be_trusted) {
   const log_file file = ring(7).entry(1024, 8).patch(0, {'x'}).make();
   ASSERT_EQ(taken().status, 0);
   EXPECT_TRUE(contains(manifest(), R"(      "entries": 0,
@@ -233,7 +233,7 @@ TEST_F(snapshot_test, tells_of_a_header_that_cannot_be_trusted) {
       << manifest();
 }
 
-TEST_F(snapshot_test, is_not_finished_when_its_directory_cannot_be_written) {
+TEST_F(Snapshot, is_not_finished_when_its_directory_cannot_be_written) {
   const log_file file = small_ring().make();
   fs::create_directory(target_);
   ASSERT_EQ(chmod(target_.c_str(), 0500), 0);

@@ -23,14 +23,14 @@ fake_service::behaviour daemon_with(const std::string &status, const std::string
   };
 }
 
-class status_test : public ::testing::Test {
+class Status : public ::testing::Test {
  protected:
-  status_test() {
+  Status() {
     setenv("TZ", "UTC", 1);
     std::ofstream{marker};
     std::filesystem::create_directories("/mnt/vesk");
   }
-  ~status_test() override {
+  ~Status() override {
     std::ofstream{marker};
     std::filesystem::create_directories("/mnt/vesk");
   }
@@ -59,7 +59,7 @@ class status_test : public ::testing::Test {
 
 const std::string healthy = host_status(4711, 273'906'000'007, {9, 1, 2, 3, 4, 5, 6, 70, 8, 90, 1});
 
-TEST_F(status_test, shows_a_daemon_that_is_well) {
+TEST_F(Status, shows_a_daemon_that_is_well) {
   const fake_service service(
       dir_, daemon_with(host_status(77, 59'999'999, {3, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0}), ""));
   const outcome end = asked();
@@ -81,7 +81,7 @@ TEST_F(status_test, shows_a_daemon_that_is_well) {
   EXPECT_EQ(seen[1].header.opcode, 60002u);
 }
 
-TEST_F(status_test, shows_every_counter_and_the_latest_errors) {
+TEST_F(Status, shows_every_counter_and_the_latest_errors) {
   std::string history = event(1000000000, 1, 3, 1151, "") + event(1000000000, 2, 100, 0, "a trace");
   for (uint32_t i = 1; i <= 7; ++i) {
     history += event(1000000000 + i, i, 101, 0, "ERROR: no " + std::to_string(i) + "\n");
@@ -106,7 +106,7 @@ TEST_F(status_test, shows_every_counter_and_the_latest_errors) {
             "  2001-09-09 01:46:47.000007 ERROR: no 7\n");
 }
 
-TEST_F(status_test, is_one_object_of_json) {
+TEST_F(Status, is_one_object_of_json) {
   const fake_service service(dir_,
                              daemon_with(healthy, event(5, 6, 101, 0, "ERROR: \"a\\\xFF\x07\n")));
   const outcome end = asked_for_json();
@@ -122,7 +122,7 @@ TEST_F(status_test, is_one_object_of_json) {
             "\"text\":\"ERROR: \\\"a\\\\\\\\xff\\\\x07\"}]}}\n");
 }
 
-TEST_F(status_test, shows_the_rest_when_no_daemon_is_there) {
+TEST_F(Status, shows_the_rest_when_no_daemon_is_there) {
   const std::string said = "no daemon answers at " + dir_.socket_path() + ": is vesk_sup running?";
   const outcome end = asked();
   EXPECT_EQ(end.status, 1);
@@ -144,7 +144,7 @@ TEST_F(status_test, shows_the_rest_when_no_daemon_is_there) {
                           "\"errors\":{\"trouble\":\"the daemon does not answer\"}}\n");
 }
 
-TEST_F(status_test, waits_no_longer_than_it_is_told) {
+TEST_F(Status, waits_no_longer_than_it_is_told) {
   const fake_service service(dir_, silence);
   const outcome end = veskctl(dir_, {"status", "--timeout", "0.05"});
   EXPECT_EQ(end.status, 1);
@@ -153,7 +153,7 @@ TEST_F(status_test, waits_no_longer_than_it_is_told) {
   EXPECT_EQ(service.requests().size(), 1u) << "the history is not asked for in vain";
 }
 
-TEST_F(status_test, fails_without_the_marker) {
+TEST_F(Status, fails_without_the_marker) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004 ? s.answer(to, healthy) : s.receipt(to);
   });
@@ -173,7 +173,7 @@ TEST_F(status_test, fails_without_the_marker) {
   EXPECT_TRUE(contains(json.out, "\"flash\":{\"marker\":false,")) << json.out;
 }
 
-TEST_F(status_test, shows_the_rest_to_who_may_not_see_the_history) {
+TEST_F(Status, shows_the_rest_to_who_may_not_see_the_history) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004 ? s.answer(to, healthy) : s.refuse(to, 3);
   });
@@ -185,7 +185,7 @@ TEST_F(status_test, shows_the_rest_to_who_may_not_see_the_history) {
       << end.out;
 }
 
-TEST_F(status_test, knows_a_daemon_that_does_not_know_the_request) {
+TEST_F(Status, knows_a_daemon_that_does_not_know_the_request) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004 ? s.receipt(to) : s.answer(to, "");
   });
@@ -198,7 +198,7 @@ TEST_F(status_test, knows_a_daemon_that_does_not_know_the_request) {
   EXPECT_TRUE(contains(end.out, "received:  not known\n")) << end.out;
 }
 
-TEST_F(status_test, takes_the_fields_of_later_versions_and_no_cut_answer) {
+TEST_F(Status, takes_the_fields_of_later_versions_and_no_cut_answer) {
   {
     std::string later = healthy + std::string(16, '\x7F');
     later[0] = 2;
@@ -213,7 +213,7 @@ TEST_F(status_test, takes_the_fields_of_later_versions_and_no_cut_answer) {
   }
 }
 
-TEST_F(status_test, shows_the_rest_when_there_is_no_log_directory) {
+TEST_F(Status, shows_the_rest_when_there_is_no_log_directory) {
   const fake_service service(dir_, daemon_with(healthy, ""));
   std::filesystem::remove_all("/mnt/vesk");
   const outcome end = asked();
@@ -223,7 +223,7 @@ TEST_F(status_test, shows_the_rest_when_there_is_no_log_directory) {
                        "\"directory\":\"/mnt/vesk\",\"trouble\":\"No such file or directory\"}"));
 }
 
-TEST_F(status_test, tells_a_file_system_of_its_own_from_a_directory) {
+TEST_F(Status, tells_a_file_system_of_its_own_from_a_directory) {
   const fake_service service(dir_, daemon_with(healthy, ""));
   EXPECT_TRUE(contains(veskctl(dir_, {"status"}).out,
                        " free, no mount point but part of a larger file system\n"));

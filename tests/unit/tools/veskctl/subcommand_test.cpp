@@ -21,7 +21,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using ::testing::Test;
 
-TEST(Usage, IsWrongWithStatusTwo) {
+TEST(Usage, is_wrong_with_status_two) {
   const run_dir dir;
   const std::vector<std::vector<std::string>> wrong = {
       {},
@@ -85,7 +85,7 @@ TEST(Usage, IsWrongWithStatusTwo) {
   EXPECT_TRUE(contains(veskctl(dir, {"nonsense"}).err, "'nonsense' is not a subcommand"));
 }
 
-TEST(Usage, IsExplainedWithStatusZero) {
+TEST(Usage, is_explained_with_status_zero) {
   const run_dir dir;
   for (const char *subcommand :
        {"send", "stats", "enable", "disable", "clear", "config", "recover", "fail-notice", "debug",
@@ -101,7 +101,7 @@ TEST(Usage, IsExplainedWithStatusZero) {
       contains(veskctl(dir, {"fail-notice", "--help"}).out, "until the daemon is restarted"));
 }
 
-TEST(Daemon, IsMissed) {
+TEST(Daemon, is_missed) {
   const run_dir dir;
   const std::string said = "no daemon answers at " + dir.socket_path() + ": is vesk_sup running?";
   for (const auto &arguments :
@@ -123,7 +123,7 @@ TEST(Daemon, IsMissed) {
   EXPECT_EQ(end.out, "0 accepted, 0 refused, 0 unanswered\n");
 }
 
-TEST(Daemon, IsFoundWhereTheOptionSays) {
+TEST(Daemon, is_found_where_the_option_says) {
   const run_dir dir;
   const run_dir elsewhere;
   const fake_service service(elsewhere, answer_always(word(1)));
@@ -133,7 +133,7 @@ TEST(Daemon, IsFoundWhereTheOptionSays) {
   EXPECT_EQ(service.requests().size(), 1u);
 }
 
-TEST(Daemon, IsWaitedForAsLongAsTheOptionSays) {
+TEST(Daemon, is_waited_for_as_long_as_the_option_says) {
   const run_dir dir;
   const fake_service service(dir, silence);
   const outcome end = veskctl(dir, {"--timeout", "0.05", "stats"});
@@ -142,7 +142,7 @@ TEST(Daemon, IsWaitedForAsLongAsTheOptionSays) {
   expect_one_line(end.err);
 }
 
-TEST(Daemon, IsForbidden) {
+TEST(Daemon, is_forbidden) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   ASSERT_EQ(chmod(dir.socket_path().c_str(), 0), 0);
@@ -155,7 +155,7 @@ TEST(Daemon, IsForbidden) {
       << end.err;
 }
 
-TEST(Stats, ShowsSendersThatHaveStored) {
+TEST(Stats, shows_senders_that_have_stored) {
   std::string table(21896, '\0');
   table.replace(25 * 8, 8, word(2) + word(88));
   table.replace(2736 * 8, 8, word(4000000000) + word(24));
@@ -174,7 +174,7 @@ TEST(Stats, ShowsSendersThatHaveStored) {
             "{\"uuid\":2736,\"entries\":4000000000,\"bytes\":24}]\n");
 }
 
-TEST(Stats, AreAnEmptyArrayWhenNobodyHasStored) {
+TEST(Stats, are_an_empty_array_when_nobody_has_stored) {
   const run_dir dir;
   const fake_service service(dir, answer_always(std::string(21896, '\0')));
   EXPECT_EQ(veskctl(dir, {"stats", "--json"}).out, "[]\n");
@@ -187,7 +187,7 @@ fake_service::behaviour obey(uint32_t result) {
   };
 }
 
-TEST(Command, NamesTheFile) {
+TEST(Command, names_the_file) {
   const run_dir dir;
   const fake_service service(dir, obey(0));
   EXPECT_EQ(veskctl(dir, {"enable", "vesk"}).out, "vesk.log (5): logging enabled\n");
@@ -204,7 +204,7 @@ TEST(Command, NamesTheFile) {
   }
 }
 
-TEST(Command, ClearsFileByFile) {
+TEST(Command, clears_file_by_file) {
   const run_dir dir;
   const fake_service service(dir, obey(0));
   const outcome end = veskctl(dir, {"clear", "all"});
@@ -213,7 +213,7 @@ TEST(Command, ClearsFileByFile) {
   EXPECT_TRUE(contains(end.out, "temperature_err.log (7): cleared\n"));
 }
 
-TEST(Command, TellsARefusal) {
+TEST(Command, tells_a_refusal) {
   const run_dir dir;
   const fake_service service(dir, obey(UINT32_MAX));
   const outcome end = veskctl(dir, {"enable", "vesk"});
@@ -222,7 +222,7 @@ TEST(Command, TellsARefusal) {
   EXPECT_EQ(end.err, "veskctl: vesk.log (5): the daemon refused it; its log says why\n");
 }
 
-TEST(Command, TellsThatItIsNotPermitted) {
+TEST(Command, tells_that_it_is_not_permitted) {
   const run_dir dir;
   const fake_service service(dir, refuse_always(3));
   const outcome end = veskctl(dir, {"disable", "all"});
@@ -230,7 +230,7 @@ TEST(Command, TellsThatItIsNotPermitted) {
   EXPECT_EQ(end.err, "veskctl: only root and the daemon's own user may do this\n");
 }
 
-TEST(Config, BuildsTheSlotsRecord) {
+TEST(Config, builds_the_slots_record) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   const outcome end = veskctl(dir, {"config", "--slot", "2", "--enable", "vesk,38"});
@@ -246,7 +246,7 @@ TEST(Config, BuildsTheSlotsRecord) {
   EXPECT_EQ(service.requests()[0].payload, expected);
 }
 
-TEST(Config, EnablesAllOrNone) {
+TEST(Config, enables_all_or_none) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   EXPECT_EQ(veskctl(dir, {"config", "--slot", "0", "--enable", "all"}).out,
@@ -259,7 +259,7 @@ TEST(Config, EnablesAllOrNone) {
   EXPECT_EQ(seen[1].payload, std::string(65, '\0'));
 }
 
-TEST(Config, SendsAPreparedPayload) {
+TEST(Config, sends_a_prepared_payload) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   const std::string file = dir.path() + "/payload";
@@ -279,7 +279,7 @@ TEST(Config, SendsAPreparedPayload) {
   EXPECT_EQ(service.requests().size(), 1u);
 }
 
-TEST(Recover, SendsTheTypeAndWhatToRepair) {
+TEST(Recover, sends_the_type_and_what_to_repair) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   EXPECT_EQ(veskctl(dir, {"recover", "platform"}).out,
@@ -293,7 +293,7 @@ TEST(Recover, SendsTheTypeAndWhatToRepair) {
   EXPECT_EQ(seen[1].payload, std::string("\x26\0\0\0\1\0\0\0", 8));
 }
 
-TEST(FailNotice, IsBigEndian) {
+TEST(FailNotice, is_big_endian) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
   EXPECT_EQ(veskctl(dir, {"fail-notice", "--slot", "258"}).status, 0);
@@ -305,7 +305,7 @@ TEST(FailNotice, IsBigEndian) {
   EXPECT_EQ(seen[1].payload, std::string("\0\0\0\4\0\0\0\1", 8));
 }
 
-TEST(Debug, ShowsWhatIsInForce) {
+TEST(Debug, shows_what_is_in_force) {
   const run_dir dir;
   const fake_service service(dir, answer_always(std::string("\1\2\0\0", 4)));
   EXPECT_EQ(veskctl(dir, {"debug"}).out, "print: error\nrecord: trace\n");
@@ -317,7 +317,7 @@ TEST(Debug, ShowsWhatIsInForce) {
   EXPECT_EQ(seen[1].payload, std::string("\0\2\0\0", 4));
 }
 
-TEST(History, IsPrintedALineAnEvent) {
+TEST(History, is_printed_a_line_an_event) {
   setenv("TZ", "UTC", 1);
   const run_dir dir;
   const fake_service service(
@@ -340,7 +340,7 @@ TEST(History, IsPrintedALineAnEvent) {
   EXPECT_EQ(service.requests()[0].header.opcode, 60002u);
 }
 
-TEST(History, ThatIsCutShortIsNotBelieved) {
+TEST(History, that_is_cut_short_is_not_believed) {
   const run_dir dir;
   const std::string whole = event(1, 1, 100, 0, "four");
   for (const size_t length : {size_t{15}, size_t{16}, size_t{19}}) {
@@ -372,9 +372,9 @@ bool soon(Condition condition) {
 }
 
 // A run directory with a monitor on its way that somebody can tell things.
-class MonitorTest : public Test {
+class MonitorOutput : public Test {
  protected:
-  MonitorTest() : service_(dir_, silence) {
+  MonitorOutput() : service_(dir_, silence) {
     setenv("TZ", "UTC", 1);
     std::filesystem::create_directory(dir_.path() + "/listeners");
   }
@@ -416,7 +416,7 @@ std::string exception_report() {
   return report;
 }
 
-TEST_F(MonitorTest, PrintsWhatTheDaemonTells) {
+TEST_F(MonitorOutput, prints_what_the_daemon_tells) {
   program monitor(dir_.path(), "veskctl", {"monitor", "--count", "4", "--timeout", "10"});
   ASSERT_TRUE(listening());
   tell(1156, "");
@@ -438,7 +438,7 @@ TEST_F(MonitorTest, PrintsWhatTheDaemonTells) {
   EXPECT_TRUE(listeners(dir_).empty());
 }
 
-TEST_F(MonitorTest, RemovesItsSocketWhenItIsStopped) {
+TEST_F(MonitorOutput, removes_its_socket_when_it_is_stopped) {
   for (const int signo : {SIGINT, SIGTERM}) {
     program monitor(dir_.path(), "veskctl", {"monitor"});
     ASSERT_TRUE(listening());
@@ -448,7 +448,7 @@ TEST_F(MonitorTest, RemovesItsSocketWhenItIsStopped) {
   }
 }
 
-TEST_F(MonitorTest, EndsWhenTimeIsUp) {
+TEST_F(MonitorOutput, ends_when_time_is_up) {
   EXPECT_EQ(veskctl(dir_, {"monitor", "--timeout", "0.05"}).status, 0);
   const outcome end = veskctl(dir_, {"monitor", "--timeout", "0.05", "--count", "1"});
   EXPECT_EQ(end.status, 1);
@@ -456,7 +456,7 @@ TEST_F(MonitorTest, EndsWhenTimeIsUp) {
   EXPECT_TRUE(listeners(dir_).empty());
 }
 
-TEST(Monitor, NeedsADirectoryOfListeners) {
+TEST(Monitor, needs_a_directory_of_listeners) {
   const run_dir dir;
   const outcome end = veskctl(dir, {"monitor"});
   EXPECT_EQ(end.status, 1);

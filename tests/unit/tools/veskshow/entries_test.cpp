@@ -43,20 +43,20 @@ class Entries : public ::testing::Test {
   std::string error;
 };
 
-TEST_F(Entries, OfAllFilesComeInTheOrderOfTime) {
+TEST_F(Entries, of_all_files_come_in_the_order_of_time) {
   store_nruda(at(1, "a") + at(4, "b"));
   store_kyte(at(2, "p") + at(3, "q") + at(5, "r"));
   EXPECT_EQ(letters({}), "apqbr");
 }
 
-TEST_F(Entries, OfOneTimeComeInTheOrderOfFileTypes) {
+TEST_F(Entries, of_one_time_come_in_the_order_of_file_types) {
   store_nruda(at(1, "a"));
   store_kyte(at(1, "p"));
   store(directory / "copy", ring(8192, at(1, "x")));
   EXPECT_EQ(letters({"copy", "3", "2"}), "apx");
 }
 
-TEST_F(Entries, MayBeTheNewestOnly) {
+TEST_F(Entries, may_be_the_newest_only) {
   store_nruda(at(1, "a") + at(4, "b"));
   store_kyte(at(2, "p") + at(3, "q") + at(5, "r"));
   EXPECT_EQ(letters({"-n", "1"}), "r");
@@ -68,14 +68,14 @@ TEST_F(Entries, MayBeTheNewestOnly) {
   EXPECT_EQ(error, "");
 }
 
-TEST_F(Entries, MayBeTheNewestOfThoseThatMatch) {
+TEST_F(Entries, may_be_the_newest_of_those_that_match) {
   store_nruda(at(1, "a", 5) + at(4, "b", 6));
   store_kyte(at(2, "p", 5) + at(3, "q", 5) + at(5, "r", 6));
   EXPECT_EQ(letters({"-n", "2", "-u", "5"}), "pq");
   EXPECT_EQ(letters({"-n", "0", "-u", "5"}), "");
 }
 
-TEST_F(Entries, MayComeInReverse) {
+TEST_F(Entries, may_come_in_reverse) {
   store_nruda(at(1, "a") + at(4, "b"));
   store_kyte(at(2, "p") + at(3, "q") + at(5, "r"));
   EXPECT_EQ(letters({"-r"}), "rbqpa");
@@ -84,7 +84,7 @@ TEST_F(Entries, MayComeInReverse) {
 }
 
 // The choice is the same whichever way the entries are counted, also where a clock steps back.
-TEST_F(Entries, KeepTheOrderOfARingWhoseClockWasSetBack) {
+TEST_F(Entries, keep_the_order_of_a_ring_whose_clock_was_set_back) {
   store_nruda(at(10, "a") + at(5, "b") + at(6, "c") + at(20, "d"));
   store_kyte(at(7, "p") + at(12, "q"));
   EXPECT_EQ(letters({}), "pabcqd");
@@ -93,7 +93,7 @@ TEST_F(Entries, KeepTheOrderOfARingWhoseClockWasSetBack) {
   EXPECT_EQ(letters({"-n", "4"}), "bcqd");
 }
 
-TEST_F(Entries, SayWhereTheClockWasSetBack) {
+TEST_F(Entries, say_where_the_clock_was_set_back) {
   store_nruda(at(10, "a") + at(5, "b") + entry({.secs = noon + 4, .usecs = 500000}, "c   "));
   const std::string a = "2024-05-01 12:00:10.000000 nruda 677[1024]: a   \n";
   const std::string b = "2024-05-01 12:00:05.000000 nruda 677[1024]: b   \n";
@@ -105,7 +105,7 @@ TEST_F(Entries, SayWhereTheClockWasSetBack) {
   EXPECT_EQ(letters({}), "abc");
 }
 
-TEST_F(Entries, AreChosenByTime) {
+TEST_F(Entries, are_chosen_by_time) {
   store_nruda(at(1, "a") + at(2, "b") + at(3, "c") + at(4, "d"));
   EXPECT_EQ(letters({"-S", "2024-05-01 14:00:02"}), "bcd") << "local time";
   EXPECT_EQ(letters({"--utc", "-S", "2024-05-01 12:00:02"}), "bcd");
@@ -116,7 +116,7 @@ TEST_F(Entries, AreChosenByTime) {
   EXPECT_EQ(letters({"--until", "-1h"}), "abcd");
 }
 
-TEST_F(Entries, AreChosenBySenderAndType) {
+TEST_F(Entries, are_chosen_by_sender_and_type) {
   store_nruda(at(1, "a", 5, 1024) + at(2, "b", 6, 1025) + at(3, "c", 7, 1024));
   EXPECT_EQ(letters({"-u", "5"}), "a");
   EXPECT_EQ(letters({"-u", "5", "--uuid", "7"}), "ac");
@@ -126,7 +126,7 @@ TEST_F(Entries, AreChosenBySenderAndType) {
   EXPECT_EQ(letters({"-u", "6", "nruda"}), "b") << "a file may follow the number";
 }
 
-TEST_F(Entries, AreChosenByNames) {
+TEST_F(Entries, are_chosen_by_names) {
   store_nruda(at(1, "a", 5, 1024) + at(2, "b", 6, 1025));
   store(directory / "names", "uuid 6 fan monitor\ntype 1024 reset\n");
   EXPECT_EQ(letters({"--names", directory / "names", "-u", "fan monitor"}), "b");
@@ -136,7 +136,7 @@ TEST_F(Entries, AreChosenByNames) {
   EXPECT_EQ(result.out, "2024-05-01 12:00:02.000000 nruda fan monitor[1025]: b   \n");
 }
 
-TEST_F(Entries, AreChosenByTheirText) {
+TEST_F(Entries, are_chosen_by_their_text) {
   store_nruda(alpha() + beta() + gamma_ray());
   EXPECT_EQ(letters({"-g", "alpha"}), "alpha");
   EXPECT_EQ(letters({"--grep", "^g.*y$"}), "gammaray");
@@ -145,7 +145,7 @@ TEST_F(Entries, AreChosenByTheirText) {
   EXPECT_EQ(letters({"-g", "-"}), "=1");
 }
 
-TEST_F(Entries, ThatAreNoneAreNoted) {
+TEST_F(Entries, that_are_none_are_noted) {
   store_nruda("");
   EXPECT_EQ(letters({}), "");
   EXPECT_EQ(error, "-- No entries --\n");
@@ -153,7 +153,7 @@ TEST_F(Entries, ThatAreNoneAreNoted) {
   EXPECT_EQ(error, "");
 }
 
-TEST_F(Entries, ThatDoNotMatchEndWithStatusOne) {
+TEST_F(Entries, that_do_not_match_end_with_status_one) {
   store_nruda(at(1, "a"));
   for (const char *option : {"--since=now", "--until=@0", "-u1", "-t1", "-gx"}) {
     EXPECT_EQ(letters({option}), "=1") << option;
@@ -163,7 +163,7 @@ TEST_F(Entries, ThatDoNotMatchEndWithStatusOne) {
   }
 }
 
-TEST_F(Entries, HaveColoursOnlyWhereTheyAreWanted) {
+TEST_F(Entries, have_colours_only_where_they_are_wanted) {
   store_nruda(alpha());
   const auto has_colour = [&](std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"-D", directory.path()});
@@ -175,7 +175,7 @@ TEST_F(Entries, HaveColoursOnlyWhereTheyAreWanted) {
   EXPECT_TRUE(has_colour({"--color=always"}));
 }
 
-TEST_F(Entries, OfAPatternThatTakesForEverMayBeMissing) {
+TEST_F(Entries, of_a_pattern_that_takes_for_ever_may_be_missing) {
   store_nruda(entry({}, std::string(60, 'a') + "b   ") + at(1, "a"));
   EXPECT_EQ(letters({"-g", "(a+)+\\s*$"}), "a=1");
   EXPECT_EQ(error, "veskshow: --grep: The pattern takes too many steps; entries may be missing\n");

@@ -27,7 +27,7 @@ std::string exported_data(const std::string &data) {
   return all.substr(start, all.find("SYSLOG_IDENTIFIER=") - start);
 }
 
-TEST(Export, HasEachFieldOnALineAndAnEmptyLineBehind) {
+TEST(Export, has_each_field_on_a_line_and_an_empty_line_behind) {
   EXPECT_EQ(as_export({.data = "hello\n\0\0"s,
                        .offset = 4096,
                        .flags = 7,
@@ -57,7 +57,7 @@ TEST(Export, HasEachFieldOnALineAndAnEmptyLineBehind) {
             "\n");
 }
 
-TEST(Export, HasNoFieldThatTheEntryHasNot) {
+TEST(Export, has_no_field_that_the_entry_has_not) {
   EXPECT_EQ(as_export({.data = "", .file = "/tmp/copy", .file_type = 0}),
             "__CURSOR=o=20;s=1767225600;m=1;u=510;t=1024;f=/tmp/copy\n"
             "__REALTIME_TIMESTAMP=1767225600000001\n"
@@ -77,24 +77,24 @@ TEST(Export, HasNoFieldThatTheEntryHasNot) {
             "\n");
 }
 
-TEST(Export, CountsTheBytesOfTextWithControlCharacters) {
+TEST(Export, counts_the_bytes_of_text_with_control_characters) {
   EXPECT_EQ(exported_data("one\ntwo\n"), "MESSAGE\n\7\0\0\0\0\0\0\0one\ntwo\n"s);
   EXPECT_EQ(exported_data("\x1b[1m"), "MESSAGE\n\4\0\0\0\0\0\0\0\x1b[1m\n"s);
   EXPECT_EQ(exported_data("a\tbc"), "MESSAGE\n\4\0\0\0\0\0\0\0a\tbc\n"s);
 }
 
-TEST(Export, LeavesOtherTextAsItIs) {
+TEST(Export, leaves_other_text_as_it_is) {
   EXPECT_EQ(exported_data("a=\"b\\\" Grüße\u2028"), "MESSAGE=a=\"b\\\" Grüße\u2028\n");
 }
 
-TEST(Export, CountsTheBytesOfOtherDataWithTheirPadding) {
+TEST(Export, counts_the_bytes_of_other_data_with_their_padding) {
   EXPECT_EQ(exported_data("\xFF\n\0\0"s), "VESK_DATA\n\4\0\0\0\0\0\0\0\xFF\n\0\0\n"s);
   EXPECT_EQ(exported_data(std::string(65532, '\1')),
             "VESK_DATA\n\xFC\xFF\0\0\0\0\0\0"s + std::string(65532, '\1') + "\n");
 }
 
 // The journal takes 0 for no time at all and gives up.
-TEST(Export, GivesAnEntryOf1970TheFirstTimeThatCanBeImported) {
+TEST(Export, gives_an_entry_of_1970_the_first_time_that_can_be_imported) {
   const std::string zero = as_export({.secs = 0, .usecs = 0});
   EXPECT_NE(zero.find("\n__REALTIME_TIMESTAMP=1\n__MONOTONIC_TIMESTAMP=1\n"), std::string::npos);
   EXPECT_NE(zero.find("\nVESK_SECS=0\nVESK_USECS=0\n"), std::string::npos);

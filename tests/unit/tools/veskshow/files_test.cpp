@@ -55,13 +55,13 @@ class Files : public ::testing::Test {
   const std::string temperature = directory / "temperature_err.log";
 };
 
-TEST_F(Files, AreAllOfTheCatalogueInTheDirectory) {
+TEST_F(Files, are_all_of_the_catalogue_in_the_directory) {
   expect_shown({"--utc", "-D", directory.path()},
                alpha_at + "temperature_err" + alpha_is + beta_at + "kyte" + beta_is + beta_at +
                    "temperature_err" + beta_is + gamma_at + "temperature_err" + gamma_is);
 }
 
-TEST_F(Files, AreThoseOfTheLogDirectoryWithoutAnyArgument) {
+TEST_F(Files, are_those_of_the_log_directory_without_any_argument) {
   store("/mnt/vesk/kyte.log", gheader(131072, 20, 44) + beta());
   expect_shown({"--utc"}, kyte_line);
   expect_shown({"--utc", "3"}, kyte_line);
@@ -70,58 +70,58 @@ TEST_F(Files, AreThoseOfTheLogDirectoryWithoutAnyArgument) {
   expect_problem({}, "veskshow: /mnt/vesk/: No log files here\n");
 }
 
-TEST_F(Files, MayBePaths) {
+TEST_F(Files, may_be_paths) {
   expect_shown({"--utc", kyte}, kyte_line);
   expect_shown({"--utc", "./kyte.log"}, kyte_line, directory.path());
 }
 
-TEST_F(Files, MayBeNamesWithOrWithoutTheirEnding) {
+TEST_F(Files, may_be_names_with_or_without_their_ending) {
   expect_shown({"--utc", "-D", directory.path(), "kyte.log"}, kyte_line);
   expect_shown({"--utc", "--directory", directory.path(), "kyte"}, kyte_line);
 }
 
-TEST_F(Files, MayBeTypes) {
+TEST_F(Files, may_be_types) {
   expect_shown({"--utc", "-D", directory.path() + "/", "3"}, kyte_line);
 }
 
-TEST_F(Files, MayBeSeveral) {
+TEST_F(Files, may_be_several) {
   expect_shown({"-o", "cat", "-D", directory.path(), "7", "kyte"},
                "alpha\nbeta\nbeta\ngamma ray\n");
 }
 
-TEST_F(Files, OfTheCurrentDirectoryComeBeforeThoseOfTheLogDirectory) {
+TEST_F(Files, of_the_current_directory_come_before_those_of_the_log_directory) {
   store("/mnt/vesk/kyte.log", gheader(131072, 20, 48) + alpha());
   expect_shown({"-o", "cat", "kyte.log"}, "beta\n", directory.path());
   expect_shown({"-o", "cat", "kyte.log"}, "alpha\n");
   std::filesystem::remove("/mnt/vesk/kyte.log");
 }
 
-TEST_F(Files, OfOtherNamesAreFoundInTheGivenDirectory) {
+TEST_F(Files, of_other_names_are_found_in_the_given_directory) {
   std::filesystem::rename(kyte, directory / "renamed");
   expect_shown({"--utc", "-D", directory.path(), "renamed"},
                beta_at + (directory / "renamed") + beta_is);
 }
 
-TEST_F(Files, MayBeSymbolicLinks) {
+TEST_F(Files, may_be_symbolic_links) {
   ASSERT_EQ(symlink(kyte.c_str(), (directory / "link").c_str()), 0);
   expect_shown({"-o", "cat", directory / "link"}, "beta\n");
 }
 
-TEST_F(Files, WrappedAreShownFromTheOldestEntry) {
+TEST_F(Files, wrapped_are_shown_from_the_oldest_entry) {
   store(directory / "ring", gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8());
   expect_shown({"-o", "cat", directory / "ring"}, "alpha\ngamma ray\n");
 }
 
 // --- files that cannot be shown ---
 
-TEST_F(Files, ThatAreMissing) {
+TEST_F(Files, that_are_missing) {
   expect_problem({directory / "gone.log"},
                  "veskshow: " + (directory / "gone.log") + ": No such file or directory\n");
   expect_problem({"-D", directory.path(), "kernel"},
                  "veskshow: " + (directory / "kernel.log") + ": No such file or directory\n");
 }
 
-TEST_F(Files, OfNamesAndTypesThatAreNotKnown) {
+TEST_F(Files, of_names_and_types_that_are_not_known) {
   const std::string unknown = ": No such file, and no log file of that name or type\n";
   expect_problem({"kernle"}, "veskshow: kernle" + unknown);
   expect_problem({"8"}, "veskshow: 8" + unknown);
@@ -131,7 +131,7 @@ TEST_F(Files, OfNamesAndTypesThatAreNotKnown) {
   expect_problem({""}, "veskshow: " + unknown);
 }
 
-TEST_F(Files, OfOtherKinds) {
+TEST_F(Files, of_other_kinds) {
   ASSERT_EQ(mkfifo((directory / "fifo").c_str(), 0600), 0);
   expect_problem({directory / "fifo"},
                  "veskshow: " + (directory / "fifo") + ": Not a regular file\n");
@@ -139,32 +139,32 @@ TEST_F(Files, OfOtherKinds) {
   expect_problem({"/dev/null"}, "veskshow: /dev/null: Not a regular file\n");
 }
 
-TEST_F(Files, WithNamesThatWouldHarmATerminal) {
+TEST_F(Files, with_names_that_would_harm_a_terminal) {
   expect_problem({"/\x1b[2J\xFF"}, "veskshow: /\\e[2J\\xff: No such file or directory\n");
 }
 
-TEST_F(Files, FromADirectoryThatHasNone) {
+TEST_F(Files, from_a_directory_that_has_none) {
   const scratch_directory empty;
   expect_problem({"-D", empty.path()}, "veskshow: " + empty.path() + ": No log files here\n");
   expect_problem({"--list", "-D", "/nowhere"}, "veskshow: /nowhere: No such file or directory\n");
   expect_problem({"-D", kyte}, "veskshow: " + kyte + ": Not a directory\n");
 }
 
-TEST_F(Files, OfAnyBytesAreShownAsFarAsTheyGo) {
+TEST_F(Files, of_any_bytes_are_shown_as_far_as_they_go) {
   store(directory / "noise", stale(20000));
   expect_problem({directory / "noise"},
                  "veskshow: " + (directory / "noise") +
                      ": offset 0: not a log file: it does not begin with \"vesk\"\n");
 }
 
-TEST_F(Files, ThatAreFarTooLarge) {
+TEST_F(Files, that_are_far_too_large) {
   store(directory / "large", "vesk");
   std::filesystem::resize_file(directory / "large", (64 << 20) + 1);
   expect_problem({directory / "large"},
                  "veskshow: " + (directory / "large") + ": Larger than 64 MiB: not a log file\n");
 }
 
-TEST_F(Files, ThatMayNotBeRead) {
+TEST_F(Files, that_may_not_be_read) {
   std::filesystem::permissions(kyte, std::filesystem::perms::none);
   std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
   const shown result = veskshow_as_nobody({"-o", "cat", "-D", directory.path()});
@@ -173,7 +173,7 @@ TEST_F(Files, ThatMayNotBeRead) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Files, ThatCannotBeReadDoNotHideTheOthers) {
+TEST_F(Files, that_cannot_be_read_do_not_hide_the_others) {
   const shown result = veskshow({"-o", "cat", "/gone", kyte, "8", directory.path(), temperature});
   EXPECT_EQ(result.out, "alpha\nbeta\nbeta\ngamma ray\n");
   EXPECT_EQ(result.err,

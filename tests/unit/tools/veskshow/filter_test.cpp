@@ -57,11 +57,11 @@ class Filter : public ::testing::Test {
   entry_filter filter;
 };
 
-TEST_F(Filter, OfNoOptionsShowsEverything) {
+TEST_F(Filter, of_no_options_shows_everything) {
   EXPECT_TRUE(shows(entry_at_noon()));
 }
 
-TEST_F(Filter, BoundsAreIncluded) {
+TEST_F(Filter, bounds_are_included) {
   wanted.since = "2024-05-01 12:00:00.000005";
   EXPECT_FALSE(shows(entry_at_noon(4)));
   EXPECT_TRUE(shows(entry_at_noon(5)));
@@ -70,7 +70,7 @@ TEST_F(Filter, BoundsAreIncluded) {
   EXPECT_FALSE(shows(entry_at_noon(7)));
 }
 
-TEST_F(Filter, CountsTimeFromNow) {
+TEST_F(Filter, counts_time_from_now) {
   wanted.since = "-1h";
   EXPECT_TRUE(shows(entry_at_noon()));
   wanted.since = "-59min";
@@ -79,12 +79,12 @@ TEST_F(Filter, CountsTimeFromNow) {
   EXPECT_FALSE(shows(entry_at_noon()));
 }
 
-TEST_F(Filter, MicrosecondsThatAreNoFractionCountForNothing) {
+TEST_F(Filter, microseconds_that_are_no_fraction_count_for_nothing) {
   wanted.until = "2024-05-01 12:00:00";
   EXPECT_TRUE(shows(entry_at_noon(1000000)));
 }
 
-TEST_F(Filter, TakesAnyOfTheSendersAndTypes) {
+TEST_F(Filter, takes_any_of_the_senders_and_types) {
   wanted.uuids = {"80"};
   EXPECT_FALSE(shows(entry_at_noon()));
   wanted.uuids = {"80", "677"};
@@ -95,7 +95,7 @@ TEST_F(Filter, TakesAnyOfTheSendersAndTypes) {
   EXPECT_TRUE(shows(entry_at_noon()));
 }
 
-TEST_F(Filter, TakesNames) {
+TEST_F(Filter, takes_names) {
   wanted.uuids = {"nruda"};
   wanted.types = {"fan"};
   EXPECT_TRUE(shows(entry_at_noon()));
@@ -103,7 +103,7 @@ TEST_F(Filter, TakesNames) {
   EXPECT_FALSE(shows(entry_at_noon()));
 }
 
-TEST_F(Filter, SaysWhichOptionIsWrong) {
+TEST_F(Filter, says_which_option_is_wrong) {
   wanted.since = "31 May";
   EXPECT_EQ(make(),
             "--since: cannot understand the time '31 May'; write it like \"2026-01-31 12:00:00\", "
@@ -129,7 +129,7 @@ TEST_F(Filter, SaysWhichOptionIsWrong) {
 
 // --- patterns ---
 
-TEST_F(Filter, PatternMatchesAnywhereInTheText) {
+TEST_F(Filter, pattern_matches_anywhere_in_the_text) {
   EXPECT_TRUE(matches("fan", "the fan stopped"));
   EXPECT_FALSE(matches("^fan", "the fan stopped"));
   EXPECT_TRUE(matches("fan|power", "no power"));
@@ -138,12 +138,12 @@ TEST_F(Filter, PatternMatchesAnywhereInTheText) {
   EXPECT_FALSE(matches("fan", ""));
 }
 
-TEST_F(Filter, PatternDoesNotSeePaddingOrTheNewlineAtTheEnd) {
+TEST_F(Filter, pattern_does_not_see_padding_or_the_newline_at_the_end) {
   EXPECT_TRUE(matches("stopped$", "the fan stopped\n\0\0"s));
   EXPECT_FALSE(matches("\\x00", "the fan stopped\0"s));
 }
 
-TEST_F(Filter, PatternHeedsCaseOnlyWhereItHasACapitalLetter) {
+TEST_F(Filter, pattern_heeds_case_only_where_it_has_a_capital_letter) {
   EXPECT_TRUE(matches("fan", "FAN"));
   EXPECT_FALSE(matches("Fan", "FAN"));
   EXPECT_TRUE(matches("Fan", "Fan"));
@@ -153,18 +153,18 @@ TEST_F(Filter, PatternHeedsCaseOnlyWhereItHasACapitalLetter) {
   EXPECT_FALSE(matches("Äpfel", "äpfel"));
 }
 
-TEST_F(Filter, PatternTakesACharacterForOne) {
+TEST_F(Filter, pattern_takes_a_character_for_one) {
   EXPECT_TRUE(matches("^a.b$", "a\u20acb"));
   EXPECT_FALSE(matches("^a...b$", "a\u20acb"));
 }
 
-TEST_F(Filter, PatternNeverMatchesDataThatAreNoText) {
+TEST_F(Filter, pattern_never_matches_data_that_are_no_text) {
   EXPECT_FALSE(matches("fan", "fan\xff"));
   EXPECT_FALSE(matches("fan", "fan\0fan"s));
   EXPECT_FALSE(matches("", "\x01\x02\x03\x04"));
 }
 
-TEST_F(Filter, PatternThatIsNoneIsRefused) {
+TEST_F(Filter, pattern_that_is_none_is_refused) {
   wanted.pattern_given = true;
   wanted.pattern = "(fan";
   EXPECT_EQ(make(), "--grep: '(fan': missing closing parenthesis at offset 4");
@@ -176,7 +176,7 @@ TEST_F(Filter, PatternThatIsNoneIsRefused) {
   EXPECT_NE(make(), "");
 }
 
-TEST_F(Filter, PatternThatTakesForEverIsGivenUp) {
+TEST_F(Filter, pattern_that_takes_for_ever_is_given_up) {
   const auto begin = std::chrono::steady_clock::now();
   for (int i = 0; i < 100; ++i) {
     EXPECT_FALSE(matches("(a+)+$", std::string(60, 'a') + "b"));
@@ -192,14 +192,14 @@ TEST_F(Filter, PatternThatTakesForEverIsGivenUp) {
 }
 
 // Each letter more doubles the steps; PCRE2 itself would allow ten times as many.
-TEST_F(Filter, PatternIsGivenUpBehindAMillionSteps) {
+TEST_F(Filter, pattern_is_given_up_behind_a_million_steps) {
   EXPECT_FALSE(matches("(a+)+$", std::string(18, 'a') + "b"));
   EXPECT_FALSE(filter.pattern->gave_up());
   EXPECT_FALSE(matches("(a+)+$", std::string(22, 'a') + "b"));
   EXPECT_TRUE(filter.pattern->gave_up());
 }
 
-TEST_F(Filter, PatternThatWasGivenUpTooOftenIsNotTriedAgain) {
+TEST_F(Filter, pattern_that_was_given_up_too_often_is_not_tried_again) {
   std::string reason;
   const auto pattern = text_pattern::compile("(a+)+$", reason);
   EXPECT_TRUE(pattern->matches("aaa"));
@@ -211,13 +211,13 @@ TEST_F(Filter, PatternThatWasGivenUpTooOftenIsNotTriedAgain) {
   EXPECT_FALSE(pattern->matches("aaa"));
 }
 
-TEST_F(Filter, OrdinaryPatternsAreNotGivenUpOnLongTexts) {
+TEST_F(Filter, ordinary_patterns_are_not_given_up_on_long_texts) {
   EXPECT_TRUE(matches("begin.*end", "begin " + std::string(65000, 'e') + " end"));
   EXPECT_FALSE(matches("begin.*middle.*End", "begin " + std::string(65000, 'm')));
   EXPECT_FALSE(filter.pattern->gave_up());
 }
 
-TEST_F(Filter, AllMustBeTrueOfAnEntry) {
+TEST_F(Filter, all_must_be_true_of_an_entry) {
   wanted.uuids = {"677"};
   wanted.since = "12:00";
   EXPECT_TRUE(matches("fan", "fan "));

@@ -56,7 +56,7 @@ class FollowedFiles : public ::testing::Test {
   uint32_t count_ = 0;
 };
 
-TEST_F(FollowedFiles, ShowWhatIsAddedUntilTheyAreInterrupted) {
+TEST_F(FollowedFiles, show_what_is_added_until_they_are_interrupted) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
@@ -70,7 +70,7 @@ TEST_F(FollowedFiles, ShowWhatIsAddedUntilTheyAreInterrupted) {
   EXPECT_EQ(show.out() + show.err(), "");
 }
 
-TEST_F(FollowedFiles, EndAtATerminationToo) {
+TEST_F(FollowedFiles, end_at_a_termination_too) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
@@ -78,7 +78,7 @@ TEST_F(FollowedFiles, EndAtATerminationToo) {
   EXPECT_EQ(show.wait(), 0);
 }
 
-TEST_F(FollowedFiles, BeginWithTheLastTenEntries) {
+TEST_F(FollowedFiles, begin_with_the_last_ten_entries) {
   for (const char *text : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k"}) {
     append("kyte.log", text);
   }
@@ -87,7 +87,7 @@ TEST_F(FollowedFiles, BeginWithTheLastTenEntries) {
   EXPECT_EQ(running_veskshow(arguments({"-S@0"})).out("k\n"), "a\nb\nc\nd\ne\nf\ng\nh\ni\nj\nk\n");
 }
 
-TEST_F(FollowedFiles, AreMergedAndFiltered) {
+TEST_F(FollowedFiles, are_merged_and_filtered) {
   append("kyte.log", "zero", 5);
   append("kyte.log", "one", 5);
   append("nruda.log", "two", 6);
@@ -99,7 +99,7 @@ TEST_F(FollowedFiles, AreMergedAndFiltered) {
   EXPECT_EQ(show.out("five\n"), "four\nfive\n");
 }
 
-TEST_F(FollowedFiles, MayAppearLater) {
+TEST_F(FollowedFiles, may_appear_later) {
   running_veskshow show(arguments());
   append("vesk.log", "one");
   EXPECT_EQ(show.out("one\n"), "one\n");
@@ -107,7 +107,7 @@ TEST_F(FollowedFiles, MayAppearLater) {
   EXPECT_EQ(show.out("two\n"), "two\n");
 }
 
-TEST_F(FollowedFiles, ThatWereNamedAndAreNotThereAreToldAndAwaited) {
+TEST_F(FollowedFiles, that_were_named_and_are_not_there_are_told_and_awaited) {
   running_veskshow show(arguments({"kyte"}));
   EXPECT_EQ(show.err("\n"),
             "veskshow: " + (directory / "kyte.log") + ": No such file or directory\n");
@@ -117,7 +117,7 @@ TEST_F(FollowedFiles, ThatWereNamedAndAreNotThereAreToldAndAwaited) {
   EXPECT_EQ(show.wait(), 1);
 }
 
-TEST_F(FollowedFiles, MayBeCleared) {
+TEST_F(FollowedFiles, may_be_cleared) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
@@ -129,7 +129,7 @@ TEST_F(FollowedFiles, MayBeCleared) {
 }
 
 // The file of 8 KiB goes around every eight entries; each is waited for, so that none is lost.
-TEST_F(FollowedFiles, MayGoAroundAndAround) {
+TEST_F(FollowedFiles, may_go_around_and_around) {
   append("temperature_err.log", "first");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("first\n"), "first\n");
@@ -143,7 +143,7 @@ TEST_F(FollowedFiles, MayGoAroundAndAround) {
   EXPECT_EQ(show.err(), "");
 }
 
-TEST_F(FollowedFiles, SayWhenEntriesWereOverwrittenTooSoon) {
+TEST_F(FollowedFiles, say_when_entries_were_overwritten_too_soon) {
   append("temperature_err.log", "first");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("first\n"), "first\n");
@@ -157,7 +157,7 @@ TEST_F(FollowedFiles, SayWhenEntriesWereOverwrittenTooSoon) {
                                 ": entries were overwritten before they could be shown --\n");
 }
 
-TEST_F(FollowedFiles, LoseNothingAndRaiseNoAlarmWhileTheyAreWrittenTo) {
+TEST_F(FollowedFiles, lose_nothing_and_raise_no_alarm_while_they_are_written_to) {
   append("kyte.log", "0 |");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("|\n"), "0 |\n");
@@ -176,7 +176,7 @@ TEST_F(FollowedFiles, LoseNothingAndRaiseNoAlarmWhileTheyAreWrittenTo) {
   EXPECT_EQ(show.err(), "");
 }
 
-TEST_F(FollowedFiles, AreLookedAtFourTimesASecondAtMost) {
+TEST_F(FollowedFiles, are_looked_at_four_times_a_second_at_most) {
   append("kyte.log", "0");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("\n"), "0\n");
@@ -188,7 +188,7 @@ TEST_F(FollowedFiles, AreLookedAtFourTimesASecondAtMost) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(700));
 }
 
-TEST_F(FollowedFiles, ThatAreDamagedAreToldAndFollowedOn) {
+TEST_F(FollowedFiles, that_are_damaged_are_told_and_followed_on) {
   store(directory / "kyte.log", gheader(131072, 20, 72) + alpha() + stale(24));
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("alpha\n"), "alpha\n");
@@ -200,7 +200,7 @@ TEST_F(FollowedFiles, ThatAreDamagedAreToldAndFollowedOn) {
   EXPECT_EQ(show.wait(), 1);
 }
 
-TEST_F(FollowedFiles, AreLeftWhenNobodyReadsAnyMore) {
+TEST_F(FollowedFiles, are_left_when_nobody_reads_any_more) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
@@ -208,14 +208,14 @@ TEST_F(FollowedFiles, AreLeftWhenNobodyReadsAnyMore) {
   EXPECT_EQ(show.wait(), 0);
 }
 
-TEST_F(FollowedFiles, OfNoDirectoryAreNotAwaited) {
+TEST_F(FollowedFiles, of_no_directory_are_not_awaited) {
   running_veskshow show({"-f", "-D", "/nowhere"});
   EXPECT_EQ(show.wait(), 1);
   EXPECT_EQ(show.err(), "veskshow: /nowhere: No such file or directory\n");
 }
 
 // A minute of nothing costs next to no time; a second of it is a sixtieth of that.
-TEST_F(FollowedFiles, CostNothingWhileNothingHappens) {
+TEST_F(FollowedFiles, cost_nothing_while_nothing_happens) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");

@@ -25,59 +25,59 @@ std::string as_short(const sample &what, const look &how = {}) {
 
 // --- short ---
 
-TEST(Short, HasTimeFileSenderTypeAndText) {
+TEST(Short, has_time_file_sender_type_and_text) {
   EXPECT_EQ(as_short({.data = "hello\0\0\0"s}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: hello\n");
 }
 
-TEST(Short, ShowsOtherDataAsTheirFirstBytes) {
+TEST(Short, shows_other_data_as_their_first_bytes) {
   EXPECT_EQ(as_short({.data = "\x01\x02\x03\x04"}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: <4 bytes: 01020304>\n");
 }
 
-TEST(Short, EndsWithTheColonWhereThereAreNoData) {
+TEST(Short, ends_with_the_colon_where_there_are_no_data) {
   EXPECT_EQ(as_short({.data = ""}), "2026-01-01 00:00:00.000001 kernel 510[1024]:\n");
 }
 
-TEST(Short, IsOneLineWhateverTheTextIs) {
+TEST(Short, is_one_line_whatever_the_text_is) {
   EXPECT_EQ(as_short({.data = "one\ntwo \"\\\" \x1b[1m\n\0\0"s}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: one\\ntwo \"\\\" \\e[1m\n");
 }
 
-TEST(Short, HasNamesWhereTheyAreKnown) {
+TEST(Short, has_names_where_they_are_known) {
   EXPECT_EQ(as_short({}, {.names = names}),
             "2026-01-01 00:00:00.000001 kernel watchdog[reset]: text\n");
   EXPECT_EQ(as_short({.uuid = 511, .type = 1025}, {.names = names}),
             "2026-01-01 00:00:00.000001 kernel 511[1025]: text\n");
 }
 
-TEST(Short, IsUnharmedByNames) {
+TEST(Short, is_unharmed_by_names) {
   const name_table odd{.uuids = {{510, "a\x1b\xFF"}}, .types = {{1024, "b\x07"}}};
   EXPECT_EQ(as_short({}, {.names = odd}),
             "2026-01-01 00:00:00.000001 kernel a\\e\\xff[b\\x07]: text\n");
 }
 
-TEST(Short, HasThePathOfAFileThatTheCatalogueDoesNotKnow) {
+TEST(Short, has_the_path_of_a_file_that_the_catalogue_does_not_know) {
   EXPECT_EQ(as_short({.file = "/tmp/copy.log", .file_type = 0}),
             "2026-01-01 00:00:00.000001 /tmp/copy.log 510[1024]: text\n");
   EXPECT_EQ(as_short({.file = "/tmp/\x1b\xFF", .file_type = 0}),
             "2026-01-01 00:00:00.000001 /tmp/\\e\\xff 510[1024]: text\n");
 }
 
-TEST(Short, SaysHowSureASalvagedEntryIs) {
+TEST(Short, says_how_sure_a_salvaged_entry_is) {
   EXPECT_EQ(as_short({.certainty = "likely"}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: (likely) text\n");
   EXPECT_EQ(as_short({.data = "", .certainty = "likely"}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: (likely)\n");
 }
 
-TEST(Short, DoesNotPassOffOtherNumbersAsMicroseconds) {
+TEST(Short, does_not_pass_off_other_numbers_as_microseconds) {
   EXPECT_EQ(as_short({.usecs = 1000000}), "2026-01-01 00:00:00+1000000us kernel 510[1024]: text\n");
   EXPECT_EQ(as_short({.usecs = 0xFFFFFFFF}),
             "2026-01-01 00:00:00+4294967295us kernel 510[1024]: text\n");
 }
 
-TEST(Short, ShowsTimesFromTheFirstToTheLast) {
+TEST(Short, shows_times_from_the_first_to_the_last) {
   EXPECT_EQ(as_short({.secs = 0, .usecs = 0}),
             "1970-01-01 00:00:00.000000 kernel 510[1024]: text\n");
   EXPECT_EQ(as_short({.secs = 0xFFFFFFFF, .usecs = 999999}),
@@ -105,12 +105,12 @@ class local_zone {
   std::optional<std::string> old_;
 };
 
-TEST(ShortIso, HasTheZonesOffset) {
+TEST(ShortIso, has_the_zones_offset) {
   EXPECT_EQ(shown_as(output_format::short_iso, {}),
             "2026-01-01T00:00:00.000001+00:00 kernel 510[1024]: text\n");
 }
 
-TEST(ShortIso, HasTheLocalZonesOffset) {
+TEST(ShortIso, has_the_local_zones_offset) {
   const local_zone east("EAST-2");
   EXPECT_EQ(shown_as(output_format::short_iso, {}, {.zone = time_zone::local}),
             "2026-01-01T02:00:00.000001+02:00 kernel 510[1024]: text\n");
@@ -118,13 +118,13 @@ TEST(ShortIso, HasTheLocalZonesOffset) {
             "2026-01-01 02:00:00.000001 kernel 510[1024]: text\n");
 }
 
-TEST(ShortIso, HasOffsetsWestOfUtcAndOfLessThanAnHour) {
+TEST(ShortIso, has_offsets_west_of_utc_and_of_less_than_an_hour) {
   const local_zone west("WEST3:30");
   EXPECT_EQ(shown_as(output_format::short_iso, {}, {.zone = time_zone::local}),
             "2025-12-31T20:30:00.000001-03:30 kernel 510[1024]: text\n");
 }
 
-TEST(ShortIso, HasTheOffsetOfThatDay) {
+TEST(ShortIso, has_the_offset_of_that_day) {
   const local_zone summer("CET-1CEST,M3.5.0,M10.5.0/3");
   EXPECT_EQ(shown_as(output_format::short_iso, {}, {.zone = time_zone::local}),
             "2026-01-01T01:00:00.000001+01:00 kernel 510[1024]: text\n");
@@ -137,12 +137,12 @@ TEST(ShortIso, HasTheOffsetOfThatDay) {
             "2024-10-27T02:00:00.000001+01:00 kernel 510[1024]: text\n");
 }
 
-TEST(ShortIso, ShowsOtherNumbersThanMicrosecondsBeforeTheOffset) {
+TEST(ShortIso, shows_other_numbers_than_microseconds_before_the_offset) {
   EXPECT_EQ(shown_as(output_format::short_iso, {.usecs = 1000001}),
             "2026-01-01T00:00:00+1000001us+00:00 kernel 510[1024]: text\n");
 }
 
-TEST(ShortUnix, HasTheSecondsSince1970) {
+TEST(ShortUnix, has_the_seconds_since_1970) {
   EXPECT_EQ(shown_as(output_format::short_unix, {.certainty = "likely"}),
             "1767225600.000001 kernel 510[1024]: (likely) text\n");
   EXPECT_EQ(shown_as(output_format::short_unix, {.secs = 0xFFFFFFFF, .usecs = 1000001}),
@@ -151,7 +151,7 @@ TEST(ShortUnix, HasTheSecondsSince1970) {
 
 // --- verbose ---
 
-TEST(Verbose, HasAllFieldsOnALineEach) {
+TEST(Verbose, has_all_fields_on_a_line_each) {
   EXPECT_EQ(shown_as(output_format::verbose, {.data = "hello\n\0\0"s,
                                               .offset = 4096,
                                               .flags = 7,
@@ -175,7 +175,7 @@ TEST(Verbose, HasAllFieldsOnALineEach) {
             "    MESSAGE=hello\n");
 }
 
-TEST(Verbose, HasNamesAndNoTypeForAFileWithoutOne) {
+TEST(Verbose, has_names_and_no_type_for_a_file_without_one) {
   EXPECT_EQ(shown_as(output_format::verbose,
                      {.data = "", .file = "/tmp/copy", .file_type = 0, .usecs = 1000001},
                      {.names = names}),
@@ -201,44 +201,44 @@ std::string verbose_data(const std::string &data) {
   return shown.substr(shown.rfind('\n', shown.size() - 2) + 1);
 }
 
-TEST(Verbose, HasAllOfTheText) {
+TEST(Verbose, has_all_of_the_text) {
   const std::string longer(4000, 'x');
   EXPECT_EQ(verbose_data(longer), "    MESSAGE=" + longer + "\n");
   EXPECT_EQ(verbose_data("one\ntwo\x1b\n\0\0\0"s), "    MESSAGE=one\\ntwo\\e\n");
 }
 
-TEST(Verbose, HasAllOfTheBytes) {
+TEST(Verbose, has_all_of_the_bytes) {
   EXPECT_EQ(verbose_data("\xFF and seventeen..\0\0\0"s),
             "    VESK_DATA=ff20616e 64207365 76656e74 65656e2e 2e000000\n");
 }
 
 // --- cat, raw, hex ---
 
-TEST(Cat, IsTheTextAlone) {
+TEST(Cat, is_the_text_alone) {
   EXPECT_EQ(shown_as(output_format::cat, {.data = "hello\0\0\0"s, .certainty = "likely"}),
             "hello\n");
   EXPECT_EQ(shown_as(output_format::cat, {.data = "hello\n\0\0"s}), "hello\n");
   EXPECT_EQ(shown_as(output_format::cat, {.data = ""}), "\n");
 }
 
-TEST(Cat, KeepsLineBreaksAndNothingElseThatMovesTheCursor) {
+TEST(Cat, keeps_line_breaks_and_nothing_else_that_moves_the_cursor) {
   EXPECT_EQ(shown_as(output_format::cat, {.data = "\none\n\ntwo\tü \x1b[2J\r\n\n\0\0"s}),
             "\none\n\ntwo\tü \\e[2J\\r\n\n");
   EXPECT_EQ(shown_as(output_format::cat, {.data = "a\u2028b"}), "a\\u2028b\n");
 }
 
-TEST(Cat, ShowsOtherDataAsTheShortFormDoes) {
+TEST(Cat, shows_other_data_as_the_short_form_does) {
   EXPECT_EQ(shown_as(output_format::cat, {.data = "\x01\0\0\0"s}), "<4 bytes: 01000000>\n");
 }
 
-TEST(Raw, IsTheBytesAsStored) {
+TEST(Raw, is_the_bytes_as_stored) {
   EXPECT_EQ(shown_as(output_format::raw, {.data = "hello\0\0\0"s, .certainty = "likely"}),
             "hello\0\0\0"s);
   EXPECT_EQ(shown_as(output_format::raw, {.data = "\xFF\x1b\n\0"s}), "\xFF\x1b\n\0"s);
   EXPECT_EQ(shown_as(output_format::raw, {.data = ""}), "");
 }
 
-TEST(Hex, HasTheHeadOfTheShortFormAndAllBytes) {
+TEST(Hex, has_the_head_of_the_short_form_and_all_bytes) {
   EXPECT_EQ(shown_as(output_format::hex, {.data = "gamma ray\0\0\0"s, .certainty = "likely"}),
             "2026-01-01 00:00:00.000001 kernel 510[1024]: (likely)\n"
             "00000000  67 61 6d 6d 61 20 72 61  79 00 00 00              |gamma ray...|\n");
@@ -250,7 +250,7 @@ TEST(Hex, HasTheHeadOfTheShortFormAndAllBytes) {
             "2026-01-01 00:00:00.000001 kernel 510[1024]:\n");
 }
 
-TEST(Hex, CountsItsLinesInHexadecimal) {
+TEST(Hex, counts_its_lines_in_hexadecimal) {
   const std::string shown = shown_as(output_format::hex, {.data = std::string(65532, 'z')});
   EXPECT_TRUE(shown.ends_with(
       "\n"
@@ -260,7 +260,7 @@ TEST(Hex, CountsItsLinesInHexadecimal) {
 
 // --- colours, and the clock ---
 
-TEST(Color, MarksTimeSenderAndCertainty) {
+TEST(Color, marks_time_sender_and_certainty) {
   EXPECT_EQ(as_short({.certainty = "likely"}, {.color = true}),
             "\x1b[2m2026-01-01 00:00:00.000001\x1b[0m kernel \x1b[1m510\x1b[0m[1024]: "
             "\x1b[33m(likely)\x1b[0m text\n");
@@ -268,7 +268,7 @@ TEST(Color, MarksTimeSenderAndCertainty) {
                   .starts_with("\x1b[2m2026-01-01 00:00:00.000001\x1b[0m [o=20;"));
 }
 
-TEST(Color, IsOnlyForPeople) {
+TEST(Color, is_only_for_people) {
   for (const auto format :
        {output_format::json, output_format::json_pretty, output_format::journal_export,
         output_format::cat, output_format::raw}) {
@@ -283,7 +283,7 @@ std::string clock_jump_as(output_format format, bool color = false) {
   return out;
 }
 
-TEST(ClockJump, IsALineForPeople) {
+TEST(ClockJump, is_a_line_for_people) {
   for (const auto format :
        {output_format::short_full, output_format::short_iso, output_format::short_unix,
         output_format::verbose, output_format::hex}) {
@@ -293,7 +293,7 @@ TEST(ClockJump, IsALineForPeople) {
             "before\n\x1b[33m-- the clock was set back by 1 h 2 min --\x1b[0m\n");
 }
 
-TEST(ClockJump, IsNoLineOfItsOwnForPrograms) {
+TEST(ClockJump, is_no_line_of_its_own_for_programs) {
   for (const auto format :
        {output_format::json, output_format::json_pretty, output_format::journal_export,
         output_format::cat, output_format::raw}) {
@@ -301,7 +301,7 @@ TEST(ClockJump, IsNoLineOfItsOwnForPrograms) {
   }
 }
 
-TEST(ClockJump, IsToldInTheEntryFromOneSecondOn) {
+TEST(ClockJump, is_told_in_the_entry_from_one_second_on) {
   const auto verbose = [](uint64_t usecs) {
     return shown_as(output_format::verbose, {.set_back_usecs = usecs});
   };

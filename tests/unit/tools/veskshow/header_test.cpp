@@ -24,7 +24,7 @@ class Header : public ::testing::Test {
   const std::string three = alpha() + beta() + gamma_ray();
 };
 
-TEST_F(Header, OfARingThatHasNotWrapped) {
+TEST_F(Header, of_a_ring_that_has_not_wrapped) {
   expect_header("temperature_err.log", gheader(8192, 20, 104) + three,
                 "bytes: 7665736b 0100f4b2 00002000 00000014 00000068\n"
                 "magic: vesk\n"
@@ -41,7 +41,7 @@ TEST_F(Header, OfARingThatHasNotWrapped) {
                 "trusted: yes\n");
 }
 
-TEST_F(Header, OfAnEmptyRing) {
+TEST_F(Header, of_an_empty_ring) {
   expect_header("temperature_err.log", gheader(8192, 20, 20),
                 "bytes: 7665736b 0100f506 00002000 00000014 00000014\n"
                 "magic: vesk\n"
@@ -58,7 +58,7 @@ TEST_F(Header, OfAnEmptyRing) {
                 "trusted: yes\n");
 }
 
-TEST_F(Header, OfAWrappedRing) {
+TEST_F(Header, of_a_wrapped_ring) {
   expect_header("ring", gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8(),
                 "bytes: 7665736b 01001443 00000078 00000040 00000034\n"
                 "magic: vesk\n"
@@ -75,7 +75,7 @@ TEST_F(Header, OfAWrappedRing) {
                 "trusted: yes\n");
 }
 
-TEST_F(Header, IsTrustedAlthoughTheEntriesAreDamaged) {
+TEST_F(Header, is_trusted_although_the_entries_are_damaged) {
   expect_header("temperature_err.log", gheader(8192, 20, 104) + stale(84),
                 "bytes: 7665736b 0100f4b2 00002000 00000014 00000068\n"
                 "magic: vesk\n"
@@ -94,7 +94,7 @@ TEST_F(Header, IsTrustedAlthoughTheEntriesAreDamaged) {
 
 // --- headers that cannot be trusted ---
 
-TEST_F(Header, OfWrongChecksumSaysWhatItShouldBe) {
+TEST_F(Header, of_wrong_checksum_says_what_it_should_be) {
   std::string bytes = gheader(8192, 20, 104) + three;
   bytes[19] ^= 0x40;
   expect_header("temperature_err.log", bytes,
@@ -114,7 +114,7 @@ TEST_F(Header, OfWrongChecksumSaysWhatItShouldBe) {
                 1);
 }
 
-TEST_F(Header, OfAnotherCapacityIsReadAllTheSame) {
+TEST_F(Header, of_another_capacity_is_read_all_the_same) {
   expect_header("temperature_err.log", gheader(262144, 20, 104) + three,
                 "bytes: 7665736b 010014af 00040000 00000014 00000068\n"
                 "magic: vesk\n"
@@ -132,7 +132,7 @@ TEST_F(Header, OfAnotherCapacityIsReadAllTheSame) {
                 1);
 }
 
-TEST_F(Header, OfArbitraryBytes) {
+TEST_F(Header, of_arbitrary_bytes) {
   expect_header("ring", stale(60),
                 "bytes: da4a6ed1 da4a6ed1 da4a6ed1 da4a6ed1 da4a6ed1\n"
                 "magic: \\xdaJn\\xd1 (should be vesk)\n"
@@ -150,7 +150,7 @@ TEST_F(Header, OfArbitraryBytes) {
                 1);
 }
 
-TEST_F(Header, OfAnotherVersion) {
+TEST_F(Header, of_another_version) {
   std::string bytes = gheader(8192, 20, 20);
   bytes[4] = 2;
   expect_header("ring", bytes,
@@ -170,7 +170,7 @@ TEST_F(Header, OfAnotherVersion) {
                 1);
 }
 
-TEST_F(Header, ThatIsCutOffShowsWhatIsThere) {
+TEST_F(Header, that_is_cut_off_shows_what_is_there) {
   expect_header("ring", gheader(8192, 20, 104).substr(0, 10),
                 "bytes: 7665736b 0100f4b2 0000\n"
                 "magic: vesk\n"
@@ -188,7 +188,7 @@ TEST_F(Header, ThatIsCutOffShowsWhatIsThere) {
                 1);
 }
 
-TEST_F(Header, OfAnEmptyFile) {
+TEST_F(Header, of_an_empty_file) {
   expect_header("ring", "",
                 "bytes: -\n"
                 "magic: -\n"
@@ -206,7 +206,7 @@ TEST_F(Header, OfAnEmptyFile) {
                 1);
 }
 
-TEST_F(Header, WhoseEndLiesBeyondTheFile) {
+TEST_F(Header, whose_end_lies_beyond_the_file) {
   expect_header("ring", gheader(4096, 20, 3000) + three,
                 "bytes: 7665736b 0100f962 00001000 00000014 00000bb8\n"
                 "magic: vesk\n"
@@ -224,7 +224,7 @@ TEST_F(Header, WhoseEndLiesBeyondTheFile) {
                 1);
 }
 
-TEST_F(Header, OfAWrappedRingThatWasCut) {
+TEST_F(Header, of_a_wrapped_ring_that_was_cut) {
   const std::string bytes = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
   store(directory / "ring", bytes.substr(0, 119));
   const shown result = veskshow({"--header", directory / "ring"});
@@ -241,7 +241,7 @@ TEST_F(Header, OfAWrappedRingThatWasCut) {
 
 // --- several files ---
 
-TEST_F(Header, OfSeveralFilesStandsUnderThePath) {
+TEST_F(Header, of_several_files_stands_under_the_path) {
   store(directory / "one", gheader(8192, 20, 104) + three);
   store(directory / "two", gheader(8192, 20, 20));
   const shown result =

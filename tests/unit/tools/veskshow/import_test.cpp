@@ -47,7 +47,7 @@ class Import : public ::testing::Test {
   }
 };
 
-TEST_F(Import, KeepsEveryFieldOfEveryEntry) {
+TEST_F(Import, keeps_every_field_of_every_entry) {
   const look how{.names = {.uuids = {{510, "wächter"}}, .types = {{1024, "re\tset"}}}};
   std::string exported;
   for (const sample &what : {
@@ -123,7 +123,7 @@ TEST_F(Import, KeepsEveryFieldOfEveryEntry) {
   EXPECT_EQ(entries[3].at("MESSAGE"), "text");
 }
 
-TEST_F(Import, KeepsDataOfTheGreatestLength) {
+TEST_F(Import, keeps_data_of_the_greatest_length) {
   const std::string text(65532, 'x');
   const std::string bytes(65532, '\xFE');
   const auto entries = imported(shown_as(output_format::journal_export, {.data = text}) +
@@ -222,7 +222,7 @@ std::string export_of(const std::string &file) {
   return out;
 }
 
-TEST_F(Import, KeepsARingOfRandomEntries) {
+TEST_F(Import, keeps_a_ring_of_random_entries) {
   for (const uint32_t seed : {1u, 2u}) {
     random_ring ring(seed);
     for (int i = 0; i < 400; ++i) ring.add_entry();

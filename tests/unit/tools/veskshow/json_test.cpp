@@ -47,7 +47,7 @@ std::optional<std::string> base64(const std::string &data) {
   return field_of("VESK_DATA_BASE64", {.data = data});
 }
 
-TEST(Json, IsOneLineAnEntry) {
+TEST(Json, is_one_line_an_entry) {
   EXPECT_EQ(as_json(full),
             R"({"__CURSOR":"o=4096;s=1767225600;m=1;u=510;t=1024;f=kernel.log",)"
             R"("__REALTIME_TIMESTAMP":"1767225600000001","MESSAGE":"hello",)"
@@ -59,7 +59,7 @@ TEST(Json, IsOneLineAnEntry) {
             "\n");
 }
 
-TEST(Json, HasOnlyTheFieldsThatTheEntryHas) {
+TEST(Json, has_only_the_fields_that_the_entry_has) {
   EXPECT_EQ(fields_in(as_json({.data = "", .file = "/tmp/copy", .file_type = 0})),
             (field_map{{"__CURSOR", "o=20;s=1767225600;m=1;u=510;t=1024;f=/tmp/copy"},
                        {"__REALTIME_TIMESTAMP", "1767225600000001"},
@@ -76,7 +76,7 @@ TEST(Json, HasOnlyTheFieldsThatTheEntryHas) {
                        {"VESK_USECS", "1"}}));
 }
 
-TEST(Json, HasTheLargestNumbers) {
+TEST(Json, has_the_largest_numbers) {
   EXPECT_EQ(fields_in(as_json({.data = "\xFF\xFF\xFF\xFF",
                                .file_type = 38,
                                .offset = 0xFFFFFFFF,
@@ -106,13 +106,13 @@ TEST(Json, HasTheLargestNumbers) {
 }
 
 // As it is found in an image of a whole flash.
-TEST(Json, HasOffsetsBeyondFourGibibytes) {
+TEST(Json, has_offsets_beyond_four_gibibytes) {
   const sample far{.offset = 20, .base = 0x100000000};
   EXPECT_EQ(field_of("VESK_OFFSET", far), "4294967316");
   EXPECT_EQ(field_of("__CURSOR", far), "o=4294967316;s=1767225600;m=1;u=510;t=1024;f=kernel.log");
 }
 
-TEST(Json, HasNamesBesideTheNumbers) {
+TEST(Json, has_names_beside_the_numbers) {
   EXPECT_EQ(field_of("SYSLOG_IDENTIFIER", {}, {.names = names}), "watch\"dog");
   EXPECT_EQ(field_of("VESK_UUID", {}, {.names = names}), "510");
   EXPECT_EQ(field_of("VESK_TYPE_NAME", {}, {.names = names}), "réset");
@@ -121,7 +121,7 @@ TEST(Json, HasNamesBesideTheNumbers) {
   EXPECT_EQ(field_of("VESK_TYPE_NAME", {.type = 1025}, {.names = names}), std::nullopt);
 }
 
-TEST(Json, StaysUtf8WhateverNamesAndPathsAre) {
+TEST(Json, stays_utf_8_whatever_names_and_paths_are) {
   const name_table odd{.uuids = {{510, "a\xFF"}}, .types = {{1024, "b\x1b"}}};
   const sample what{.file = "/tmp/\xC3(", .file_type = 0};
   EXPECT_EQ(field_of("SYSLOG_IDENTIFIER", what, {.names = odd}), "a\\xff");
@@ -130,13 +130,13 @@ TEST(Json, StaysUtf8WhateverNamesAndPathsAre) {
   EXPECT_EQ(field_of("__CURSOR", what), "o=20;s=1767225600;m=1;u=510;t=1024;f=/tmp/\\xc3(");
 }
 
-TEST(Json, LeavesMicrosecondsThatAreNoneOutOfTheStamp) {
+TEST(Json, leaves_microseconds_that_are_none_out_of_the_stamp) {
   EXPECT_EQ(field_of("__REALTIME_TIMESTAMP", {.usecs = 999999}), "1767225600999999");
   EXPECT_EQ(field_of("__REALTIME_TIMESTAMP", {.usecs = 1000000}), "1767225600000000");
   EXPECT_EQ(field_of("VESK_USECS", {.usecs = 1000000}), "1000000");
 }
 
-TEST(JsonMessage, LosesPaddingAndOneNewline) {
+TEST(JsonMessage, loses_padding_and_one_newline) {
   EXPECT_EQ(message("text"), "text");
   EXPECT_EQ(message("tex\0"s), "tex");
   EXPECT_EQ(message("te\0\0"s), "te");
@@ -145,38 +145,38 @@ TEST(JsonMessage, LosesPaddingAndOneNewline) {
   EXPECT_EQ(message("\n\0\0\0"s), "");
 }
 
-TEST(JsonMessage, IsTheTextUnchanged) {
+TEST(JsonMessage, is_the_text_unchanged) {
   const std::string text =
       "one\ntwo \"quoted\" C:\\dir\t/\r\a\b\f\v\x1b[1m Grüße \u2028\u202E 温度 😀";
   EXPECT_EQ(message(text), text);
   EXPECT_EQ(base64(text), std::nullopt);
 }
 
-TEST(JsonMessage, IsEscapedAsJsonHasIt) {
+TEST(JsonMessage, is_escaped_as_json_has_it) {
   EXPECT_NE(as_json({.data = "a\"\\/\n\x1b\t"}).find(R"("MESSAGE":"a\"\\/\n\u001B\t",)"),
             std::string::npos)
       << as_json({.data = "a\"\\/\n\x1b\t"});
 }
 
-TEST(JsonBytes, AreInBase64WithTheirPadding) {
+TEST(JsonBytes, are_in_base_64_with_their_padding) {
   EXPECT_EQ(base64("\xFF\0\0\0"s), "/wAAAA==");
   EXPECT_EQ(base64("\x01\x02\x03\x04\x05\0\0\0"s), "AQIDBAUAAAA=");
   EXPECT_EQ(base64("ab\xFB\xFF\xFEz"), "YWL7//56");
   EXPECT_EQ(message("\xFF\0\0\0"s), std::nullopt);
 }
 
-TEST(JsonBytes, AreWhatIsNoTextToPeople) {
+TEST(JsonBytes, are_what_is_no_text_to_people) {
   EXPECT_EQ(base64("abc\x01"), "YWJjAQ==");
   EXPECT_EQ(base64("abc\x7F"), "YWJjfw==");
   EXPECT_EQ(base64("ab\xC2\x9B"), "YWLCmw==");
   EXPECT_EQ(base64("\0\0\0\0"s), "AAAAAA==");
 }
 
-TEST(JsonBytes, MayBeAsLongAsAnEntryCanBe) {
+TEST(JsonBytes, may_be_as_long_as_an_entry_can_be) {
   EXPECT_EQ(base64(std::string(65535, '\xFF')), std::string(87380, '/'));
 }
 
-TEST(PrettyJson, HasALineForEachField) {
+TEST(PrettyJson, has_a_line_for_each_field) {
   EXPECT_EQ(shown_as(output_format::json_pretty, full),
             "{\n"
             "    \"__CURSOR\": \"o=4096;s=1767225600;m=1;u=510;t=1024;f=kernel.log\",\n"
@@ -218,28 +218,28 @@ class ReadByJq : public ::testing::TestWithParam<output_format> {
   }
 };
 
-TEST_P(ReadByJq, EntriesAreASequenceOfObjects) {
+TEST_P(ReadByJq, entries_are_a_sequence_of_objects) {
   EXPECT_EQ(read("-c -s length", {full, {.data = "\xFF\0\0\0"s}, {.data = ""}}), "3\n");
 }
 
-TEST_P(ReadByJq, AllValuesAreStrings) {
+TEST_P(ReadByJq, all_values_are_strings) {
   EXPECT_EQ(read("-c '[.[] | type] | unique'", {full, {.data = "\xFF\0\0\0"s}}),
             "[\"string\"]\n[\"string\"]\n");
 }
 
-TEST_P(ReadByJq, TextComesBack) {
+TEST_P(ReadByJq, text_comes_back) {
   const std::string text = "one\ntwo \"\\\t\r\a\b\f\v\x1b[1m Grüße \u2028\u202E 温度 😀";
   EXPECT_EQ(read("-j .MESSAGE", {{.data = text}, {.data = "two\0"s}}), text + "two");
 }
 
-TEST_P(ReadByJq, FieldsComeBack) {
+TEST_P(ReadByJq, fields_come_back) {
   EXPECT_EQ(read("-r '[.SYSLOG_IDENTIFIER, .VESK_TYPE_NAME, .VESK_FILE, .VESK_OFFSET] | @tsv'",
                  {full, {.file = "/tmp/copy", .file_type = 0, .uuid = 80}}),
             "watch\"dog\tréset\tkernel.log\t4096\n"
             "80\tréset\t/tmp/copy\t20\n");
 }
 
-TEST_P(ReadByJq, BytesComeBack) {
+TEST_P(ReadByJq, bytes_come_back) {
   EXPECT_EQ(read("-j '.VESK_DATA_BASE64 | @base64d'", {{.data = "abc\x01\x7Fxyz"}}),
             "abc\x01\x7Fxyz");
 }

@@ -48,7 +48,7 @@ class List : public ::testing::Test {
   const std::string temperature = gheader(8192, 20, 104, 0xF4B2) + three;
 };
 
-TEST_F(List, HasARowForEachFileInTheOrderOfTypes) {
+TEST_F(List, has_a_row_for_each_file_in_the_order_of_types) {
   store(directory / "temperature_err.log", temperature);
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   expect_list({},
@@ -60,7 +60,7 @@ TEST_F(List, HasARowForEachFileInTheOrderOfTypes) {
               "2024-05-01 12:00:02  no       keep\n");
 }
 
-TEST_F(List, HasARowForEachArgumentInTheirOrder) {
+TEST_F(List, has_a_row_for_each_argument_in_their_order) {
   store(directory / "temperature_err.log", temperature);
   store(directory / "kyte.log", gheader(131072, 20, 20));
   expect_list({"7", "kyte"},
@@ -72,7 +72,7 @@ TEST_F(List, HasARowForEachArgumentInTheirOrder) {
               "-                    no       keep\n");
 }
 
-TEST_F(List, ShowsAWrappedFile) {
+TEST_F(List, shows_a_wrapped_file) {
   const std::string newer = entry({.uuid = 677, .secs = noon + 60}, std::string(2956, 'n'));
   const std::string older = entry({.uuid = 677, .secs = noon}, std::string(3980, 'o'));
   const std::string tail = entry({.uuid = 293, .type = 0}, std::string(152, '\0'));
@@ -85,7 +85,7 @@ TEST_F(List, ShowsAWrappedFile) {
               "2024-05-01 12:00:01  yes      keep\n");
 }
 
-TEST_F(List, HasLocalTimesUnlessUtcIsAskedFor) {
+TEST_F(List, has_local_times_unless_utc_is_asked_for) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   EXPECT_EQ(veskshow({"--list", directory / "kyte.log"}).out,
             "TYPE  NAME" + std::string(directory.path().size() + 9 - 4, ' ') +
@@ -96,7 +96,7 @@ TEST_F(List, HasLocalTimesUnlessUtcIsAskedFor) {
                 "keep\n");
 }
 
-TEST_F(List, NamesTheOwnerWhereItsNameIsKnown) {
+TEST_F(List, names_the_owner_where_its_name_is_known) {
   store(directory / "names", "uuid 677 Wärme\n");
   store(directory / "temperature_err.log", temperature);
   store(directory / "kyte.log", gheader(131072, 20, 20));
@@ -109,7 +109,7 @@ TEST_F(List, NamesTheOwnerWhereItsNameIsKnown) {
               "2024-05-01 12:00:02  no       keep\n");
 }
 
-TEST_F(List, ShowsWhatIsNotInTheCatalogue) {
+TEST_F(List, shows_what_is_not_in_the_catalogue) {
   store(directory / "small", gheader(120, 20, 104) + three);
   store(directory / "lost", stale(60));
   expect_list({"small", "lost"},
@@ -123,7 +123,7 @@ TEST_F(List, ShowsWhatIsNotInTheCatalogue) {
               1);
 }
 
-TEST_F(List, ShowsTheOthersWhereAFileCannotBeRead) {
+TEST_F(List, shows_the_others_where_a_file_cannot_be_read) {
   store(directory / "kyte.log", gheader(131072, 20, 20));
   expect_list({"missing", "3", "1"},
               "TYPE  NAME      OWNER  SIZE  FILL  ENTRIES  OLDEST  NEWEST  WRAPPED  VERDICT\n"
@@ -135,12 +135,12 @@ TEST_F(List, ShowsTheOthersWhereAFileCannotBeRead) {
                   (directory / "exception.log") + ": No such file or directory\n");
 }
 
-TEST_F(List, IsNothingWhereNoFileCanBeRead) {
+TEST_F(List, is_nothing_where_no_file_can_be_read) {
   expect_list({"1"}, "", 1,
               "veskshow: " + (directory / "exception.log") + ": No such file or directory\n");
 }
 
-TEST_F(List, IsHarmlessToATerminal) {
+TEST_F(List, is_harmless_to_a_terminal) {
   store(directory / "a\x1b[2J", gheader(120, 20, 20));
   expect_list({"a\x1b[2J"},
               "TYPE  NAME    OWNER  SIZE  FILL  ENTRIES  OLDEST  NEWEST  WRAPPED  VERDICT\n"
@@ -149,7 +149,7 @@ TEST_F(List, IsHarmlessToATerminal) {
 
 // --- verdicts ---
 
-TEST_F(List, SaysWhatStartUpRemovesAndWhy) {
+TEST_F(List, says_what_start_up_removes_and_why) {
   std::string bytes = temperature;
   bytes[4] = 2;
   EXPECT_EQ(verdict("temperature_err.log", bytes),
@@ -157,7 +157,7 @@ TEST_F(List, SaysWhatStartUpRemovesAndWhy) {
   EXPECT_EQ(status("temperature_err.log"), 1);
 }
 
-TEST_F(List, SaysWhyARepairWouldFail) {
+TEST_F(List, says_why_a_repair_would_fail) {
   std::string bytes = temperature;
   bytes[19] ^= 0x40;
   EXPECT_EQ(verdict("temperature_err.log", bytes),
@@ -165,27 +165,27 @@ TEST_F(List, SaysWhyARepairWouldFail) {
             "a global header that cannot be trusted is not rebuilt");
 }
 
-TEST_F(List, SaysThatTheCapacityIsAnotherFiles) {
+TEST_F(List, says_that_the_capacity_is_another_files) {
   EXPECT_EQ(verdict("temperature_err.log", gheader(262144, 20, 104, 0x14AF) + three),
             "remove: offset 8: capacity 262144 is not the 8192 of this file; the repair fails: "
             "a ring of another capacity is not rebuilt");
 }
 
-TEST_F(List, SaysWhatIsRebuilt) {
+TEST_F(List, says_what_is_rebuilt) {
   EXPECT_EQ(
       verdict("temperature_err.log", gheader(8192, 20, 104) + alpha() + stale(24) + gamma_ray()),
       "rebuild: offset 48: the checksum of the entry header does not hold");
   EXPECT_EQ(status("temperature_err.log"), 1);
 }
 
-TEST_F(List, SaysWhereAFileIsDamagedAlthoughItIsKept) {
+TEST_F(List, says_where_a_file_is_damaged_although_it_is_kept) {
   EXPECT_EQ(verdict("kernel.log", gheader(8388608, 20, 72) + alpha() + stale(24)),
             "keep, but offset 48: the checksum of the entry header does not hold");
   EXPECT_EQ(status("kernel.log"), 1);
 }
 
 // Start-up looks at the first slot, also where it holds no live entry.
-TEST_F(List, SaysWhatIsNotKeptAlthoughEachLiveEntryCanBeRead) {
+TEST_F(List, says_what_is_not_kept_although_each_live_entry_can_be_read) {
   const std::string text =
       verdict("temperature_err.log", gheader(8192, 48, 104) + stale(28) + beta() + gamma_ray());
   EXPECT_TRUE(
@@ -194,7 +194,7 @@ TEST_F(List, SaysWhatIsNotKeptAlthoughEachLiveEntryCanBeRead) {
   EXPECT_EQ(status("temperature_err.log"), 1);
 }
 
-TEST_F(List, OfASoundFileEndsWithStatusZero) {
+TEST_F(List, of_a_sound_file_ends_with_status_zero) {
   EXPECT_EQ(verdict("temperature_err.log", temperature), "keep");
   EXPECT_EQ(status("temperature_err.log"), 0);
 }
@@ -224,16 +224,16 @@ class Repairs : public List {
   }
 };
 
-TEST_F(Repairs, EndAtADamagedKernelLog) {
+TEST_F(Repairs, end_at_a_damaged_kernel_log) {
   expect_list({}, std::string(kernel_head) + temperature_row + kernel_row + platform_row, 1);
 }
 
-TEST_F(Repairs, DoNotDependOnTheOrderOfArguments) {
+TEST_F(Repairs, do_not_depend_on_the_order_of_arguments) {
   expect_list({"25", "21", "7"},
               std::string(kernel_head) + platform_row + kernel_row + temperature_row, 1);
 }
 
-TEST_F(Repairs, EndAtAKernelLogThatIsNotShown) {
+TEST_F(Repairs, end_at_a_kernel_log_that_is_not_shown) {
   expect_list({"25"},
               "TYPE  NAME          OWNER  SIZE  FILL  ENTRIES  OLDEST  NEWEST  WRAPPED  VERDICT\n"
               "  25  platform.log  551      68    0%        0  -       -       no       "
@@ -241,7 +241,7 @@ TEST_F(Repairs, EndAtAKernelLogThatIsNotShown) {
               1);
 }
 
-TEST_F(Repairs, EndAtTheOtherKernelLogToo) {
+TEST_F(Repairs, end_at_the_other_kernel_log_too) {
   std::filesystem::rename(directory / "kernel.log", directory / "kernel_big.log");
   store(directory / "kernel.log", gheader(8388608, 20, 20));
   EXPECT_EQ(verdict("platform.log", gheader(1048576, 20, 68) + stale(48)),
@@ -249,19 +249,19 @@ TEST_F(Repairs, EndAtTheOtherKernelLogToo) {
   EXPECT_EQ(verdict("kernel.log", gheader(8388608, 20, 20)), "keep");
 }
 
-TEST_F(Repairs, GoOnWhereTheKernelLogIsSound) {
+TEST_F(Repairs, go_on_where_the_kernel_log_is_sound) {
   store(directory / "kernel.log", gheader(8388608, 20, 20));
   EXPECT_EQ(verdict("platform.log", gheader(1048576, 20, 68) + stale(48)),
             "remove: offset 20: the checksum of the entry header does not hold; the repair fails: "
             "no entry is found before the file ends at 68");
 }
 
-TEST_F(Repairs, OfAFileDoNotEndBeforeTheFileItself) {
+TEST_F(Repairs, of_a_file_do_not_end_before_the_file_itself) {
   expect_list({"21", "21", "7"},
               std::string(kernel_head) + kernel_row + kernel_row + temperature_row, 1);
 }
 
-TEST_F(Repairs, DoNotEndInOtherDirectories) {
+TEST_F(Repairs, do_not_end_in_other_directories) {
   const scratch_directory other;
   store(other / "btcm.log", gheader(262144, 20, 48) + stale(28));
   const shown result = veskshow({"--list", "-D", directory.path(), "kernel", other / "btcm.log"});

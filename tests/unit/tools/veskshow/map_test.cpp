@@ -47,7 +47,7 @@ class Map : public ::testing::Test {
   const std::string wrapped = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
 };
 
-TEST_F(Map, OfAWrappedRing) {
+TEST_F(Map, of_a_wrapped_ring) {
   expect_map("ring", wrapped,
              "120 bytes, 4 to a character\n"
              "  0  hhhhh########]~~[######ooooooo\n"
@@ -55,7 +55,7 @@ TEST_F(Map, OfAWrappedRing) {
              "free: 0 bytes\n");
 }
 
-TEST_F(Map, OfARingThatHasNotWrapped) {
+TEST_F(Map, of_a_ring_that_has_not_wrapped) {
   expect_map("ring", gheader(120, 20, 104) + three,
              "120 bytes, 4 to a character\n"
              "  0  hhhhh[####################]...\n"
@@ -63,7 +63,7 @@ TEST_F(Map, OfARingThatHasNotWrapped) {
              "free: 16 bytes\n");
 }
 
-TEST_F(Map, OfAnEmptyRing) {
+TEST_F(Map, of_an_empty_ring) {
   expect_map("ring", gheader(120, 20, 20),
              "120 bytes, 4 to a character\n"
              "  0  hhhhh|........................\n"
@@ -71,7 +71,7 @@ TEST_F(Map, OfAnEmptyRing) {
              "free: 100 bytes\n");
 }
 
-TEST_F(Map, OfARingFilledToItsCapacityEndsInTheLastCell) {
+TEST_F(Map, of_a_ring_filled_to_its_capacity_ends_in_the_last_cell) {
   expect_map("ring", gheader(104, 20, 104) + three,
              "104 bytes, 4 to a character\n"
              "  0  hhhhh[###################]\n"
@@ -79,7 +79,7 @@ TEST_F(Map, OfARingFilledToItsCapacityEndsInTheLastCell) {
              "free: 0 bytes\n");
 }
 
-TEST_F(Map, ShowsWhatIsStaleAndTheNullEntriesInBetween) {
+TEST_F(Map, shows_what_is_stale_and_the_null_entries_in_between) {
   expect_map("ring", gheader(120, 48, 100) + stale(28) + beta() + null8() + stale(4),
              "120 bytes, 4 to a character\n"
              "  0  hhhhh~~~~~~~[#####ooooooo]....\n"
@@ -87,7 +87,7 @@ TEST_F(Map, ShowsWhatIsStaleAndTheNullEntriesInBetween) {
              "free: 16 bytes\n");
 }
 
-TEST_F(Map, OfASmallFileTakesEightRows) {
+TEST_F(Map, of_a_small_file_takes_eight_rows) {
   expect_map("temperature_err.log", gheader(8192, 20, 104) + three,
              "8192 bytes, 16 to a character\n"
              "   0  h[####]" +
@@ -116,7 +116,7 @@ TEST_F(Map, OfASmallFileTakesEightRows) {
                  "free: 8088 bytes\n");
 }
 
-TEST_F(Map, OfALargeFileTakesEightRowsToo) {
+TEST_F(Map, of_a_large_file_takes_eight_rows_too) {
   const std::string dots(64, '.');
   expect_map("kernel.log", gheader(8388608, 20, 104) + three,
              "8388608 bytes, 16384 to a character\n"
@@ -129,7 +129,7 @@ TEST_F(Map, OfALargeFileTakesEightRowsToo) {
                  "free: 8388504 bytes\n");
 }
 
-TEST_F(Map, OfTheLargestCapacity) {
+TEST_F(Map, of_the_largest_capacity) {
   store(directory / "ring", gheader(0xFFFFFFFF, 20, 48) + alpha());
   const std::string out = veskshow({"--map", directory / "ring"}).out;
   EXPECT_NE(out.find(": 4294967295 bytes, 8388608 to a character\n         0  |....."),
@@ -140,7 +140,7 @@ TEST_F(Map, OfTheLargestCapacity) {
 
 // --- damage ---
 
-TEST_F(Map, ShowsTheBreakAndWhatIsNotReachedBehindIt) {
+TEST_F(Map, shows_the_break_and_what_is_not_reached_behind_it) {
   expect_map("ring", gheader(120, 20, 104) + alpha() + stale(24) + gamma_ray(),
              "120 bytes, 4 to a character\n"
              "  0  hhhhh[######!!!!!?????????]...\n"
@@ -149,7 +149,7 @@ TEST_F(Map, ShowsTheBreakAndWhatIsNotReachedBehindIt) {
              "offset 48: the checksum of the entry header does not hold");
 }
 
-TEST_F(Map, ShowsDamageBeforeAnythingElse) {
+TEST_F(Map, shows_damage_before_anything_else) {
   expect_map("ring", gheader(120, 64, 52) + gamma_ray() + stale(12) + stale(28) + null8(),
              "120 bytes, 4 to a character\n"
              "  0  hhhhh????????]~~!!!!!?????????\n"
@@ -158,7 +158,7 @@ TEST_F(Map, ShowsDamageBeforeAnythingElse) {
              "offset 64: the checksum of the entry header does not hold");
 }
 
-TEST_F(Map, ShowsAWrongCapacityAsDamageOfTheHeader) {
+TEST_F(Map, shows_a_wrong_capacity_as_damage_of_the_header) {
   setenv("COLUMNS", "200", 1);
   const std::string dots(192, '.');
   expect_map("temperature_err.log", gheader(1536, 20, 48) + alpha(),
@@ -171,7 +171,7 @@ TEST_F(Map, ShowsAWrongCapacityAsDamageOfTheHeader) {
              "offset 8: capacity 1536 is not the 8192 of this file");
 }
 
-TEST_F(Map, SaysWhereThereIsNoRingToDraw) {
+TEST_F(Map, says_where_there_is_no_ring_to_draw) {
   store(directory / "lost", stale(60));
   const shown result = veskshow({"--map", directory / "lost"});
   EXPECT_EQ(result.out, "");
@@ -183,7 +183,7 @@ TEST_F(Map, SaysWhereThereIsNoRingToDraw) {
 
 // --- several files ---
 
-TEST_F(Map, HasOneLegendForAllFiles) {
+TEST_F(Map, has_one_legend_for_all_files) {
   store(directory / "lost", stale(60));
   store(directory / "one", wrapped);
   store(directory / "two", gheader(120, 20, 20));
@@ -217,7 +217,7 @@ TEST_F(Map, HasOneLegendForAllFiles) {
 
 // --- the terminal ---
 
-TEST_F(Map, IsAsWideAsTheTerminal) {
+TEST_F(Map, is_as_wide_as_the_terminal) {
   store(directory / "kernel.log", gheader(8388608, 20, 104) + three);
   EXPECT_EQ(cells_in_a_row("80"), 64u);
   EXPECT_EQ(cells_in_a_row("81"), 72u);
@@ -225,7 +225,7 @@ TEST_F(Map, IsAsWideAsTheTerminal) {
   EXPECT_EQ(cells_in_a_row("200"), 184u);
 }
 
-TEST_F(Map, KeepsToAWidthThatCanBeRead) {
+TEST_F(Map, keeps_to_a_width_that_can_be_read) {
   store(directory / "kernel.log", gheader(8388608, 20, 104) + three);
   EXPECT_EQ(cells_in_a_row("1"), 8u);
   EXPECT_EQ(cells_in_a_row("24"), 8u);
@@ -234,14 +234,14 @@ TEST_F(Map, KeepsToAWidthThatCanBeRead) {
   EXPECT_EQ(cells_in_a_row("4000000000"), 984u);
 }
 
-TEST_F(Map, TakesEightyColumnsWhereNoNumberIsGiven) {
+TEST_F(Map, takes_eighty_columns_where_no_number_is_given) {
   store(directory / "kernel.log", gheader(8388608, 20, 104) + three);
   for (const char *columns : {"", "0", "wide", "200 or so", "-200", "99999999999999999999999"}) {
     EXPECT_EQ(cells_in_a_row(columns), 64u) << columns;
   }
 }
 
-TEST_F(Map, GoesOnInTheNextRow) {
+TEST_F(Map, goes_on_in_the_next_row) {
   setenv("COLUMNS", "20", 1);
   expect_map("ring", wrapped,
              "120 bytes, 4 to a character\n"
@@ -253,7 +253,7 @@ TEST_F(Map, GoesOnInTheNextRow) {
              "free: 0 bytes\n");
 }
 
-TEST_F(Map, HasColoursWhereTheyAreAskedFor) {
+TEST_F(Map, has_colours_where_they_are_asked_for) {
   store(directory / "ring", wrapped);
   const std::string out = veskshow({"--map", "--color", "always", directory / "ring"}).out;
   EXPECT_NE(out.find("\n  0  \x1b[36mhhhhh\x1b[0m\x1b[32m########\x1b[0m\x1b[1;33m]\x1b[0m"
@@ -265,7 +265,7 @@ TEST_F(Map, HasColoursWhereTheyAreAskedFor) {
   EXPECT_NE(out.find("\x1b[1;31m!\x1b[0m damage"), std::string::npos) << out;
 }
 
-TEST_F(Map, ShowsThePathHarmlessToATerminal) {
+TEST_F(Map, shows_the_path_harmless_to_a_terminal) {
   expect_map("ring", wrapped,
              "120 bytes, 4 to a character\n"
              "  0  hhhhh########]~~[######ooooooo\n"

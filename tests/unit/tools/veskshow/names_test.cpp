@@ -28,7 +28,7 @@ class Names : public ::testing::Test {
   name_table names;
 };
 
-TEST_F(Names, AreReadLineByLine) {
+TEST_F(Names, are_read_line_by_line) {
   EXPECT_EQ(read("# senders\n"
                  "uuid 677 nruda\n"
                  "\n"
@@ -42,17 +42,17 @@ TEST_F(Names, AreReadLineByLine) {
   EXPECT_EQ(names.types, (std::map<uint16_t, std::string>{{0, "none"}, {1024, "fan speed"}}));
 }
 
-TEST_F(Names, MayBeNone) {
+TEST_F(Names, may_be_none) {
   EXPECT_EQ(read(""), "");
   EXPECT_TRUE(names.uuids.empty());
 }
 
-TEST_F(Names, MayBeInAnyLanguage) {
+TEST_F(Names, may_be_in_any_language) {
   EXPECT_EQ(read("uuid 5 Lüfter\n"), "");
   EXPECT_EQ(names.uuids.at(5), "Lüfter");
 }
 
-TEST_F(Names, MistakesAreToldWithTheirLine) {
+TEST_F(Names, mistakes_are_told_with_their_line) {
   EXPECT_EQ(read("uuid 1 a\nsender 2 b\n"),
             ":2: the line begins with neither \"uuid\" nor \"type\"");
   EXPECT_EQ(read("\n\nuuid\n"), ":3: a number from 0 to 65535 is missing");
@@ -69,7 +69,7 @@ TEST_F(Names, MistakesAreToldWithTheirLine) {
   EXPECT_EQ(read("type 7 a\nuuid 7 a\n"), "");
 }
 
-TEST_F(Names, AreNotReadFromAnythingButAFile) {
+TEST_F(Names, are_not_read_from_anything_but_a_file) {
   EXPECT_EQ(read_names(directory / "gone", names),
             (directory / "gone") + ": No such file or directory");
   EXPECT_EQ(read_names(directory.path(), names), directory.path() + ": Is a directory");
@@ -78,7 +78,7 @@ TEST_F(Names, AreNotReadFromAnythingButAFile) {
   EXPECT_EQ(read(std::string((1 << 20) + 1, '\n')), ": Too large for a file of names");
 }
 
-TEST_F(Names, StandForNumbersAndBack) {
+TEST_F(Names, stand_for_numbers_and_back) {
   ASSERT_EQ(read("uuid 677 nruda\n"), "");
   EXPECT_EQ(name_of(names.uuids, 677), "nruda");
   EXPECT_EQ(name_of(names.uuids, 80), "80");

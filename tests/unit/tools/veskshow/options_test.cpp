@@ -17,7 +17,7 @@ void expect_usage_error(const std::vector<std::string> &arguments, const std::st
   EXPECT_EQ(result.status, 2);
 }
 
-TEST(CommandLine, HelpAnswersThePlainQuestions) {
+TEST(CommandLine, help_answers_the_plain_questions) {
   const shown result = veskshow({"--help"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
@@ -40,23 +40,23 @@ TEST(CommandLine, HelpAnswersThePlainQuestions) {
   EXPECT_EQ(veskshow({"-h"}).out, result.out);
 }
 
-TEST(CommandLine, HelpFitsIntoAHundredColumns) {
+TEST(CommandLine, help_fits_into_a_hundred_columns) {
   std::istringstream help(veskshow({"--help"}).out);
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 100u) << line;
 }
 
-TEST(CommandLine, VersionIsTheProjects) {
+TEST(CommandLine, version_is_the_projects) {
   const shown result = veskshow({"--version"});
   EXPECT_EQ(result.out, "veskshow " VESK_VERSION_TEXT "\n");
   EXPECT_EQ(result.status, 0);
 }
 
-TEST(CommandLine, UnknownOptionsAreRefused) {
+TEST(CommandLine, unknown_options_are_refused) {
   expect_usage_error({"--nonsense"}, "The following argument was not expected: --nonsense");
   expect_usage_error({"--\x1b[2J"}, "The following argument was not expected: --\\e[2J");
 }
 
-TEST(CommandLine, ValuesMustBeGiven) {
+TEST(CommandLine, values_must_be_given) {
   expect_usage_error({"-n"}, "--lines needs a value");
   expect_usage_error({"-D"}, "--directory needs a value");
   expect_usage_error({"-u"}, "--uuid needs a value");
@@ -67,7 +67,7 @@ TEST(CommandLine, ValuesMustBeGiven) {
   expect_usage_error({"-D", ""}, "--directory: is empty");
 }
 
-TEST(CommandLine, NumbersMustBeNumbers) {
+TEST(CommandLine, numbers_must_be_numbers) {
   expect_usage_error({"-n", "few"}, "--lines: 'few' is no number of entries");
   expect_usage_error({"-n", "-1"}, "--lines: '-1' is no number of entries");
   expect_usage_error({"-n", "1.5"}, "--lines: '1.5' is no number of entries");
@@ -79,14 +79,14 @@ TEST(CommandLine, NumbersMustBeNumbers) {
   expect_usage_error({"-t", "65536"}, "--type: 65536 is not a number from 0 to 65535");
 }
 
-TEST(CommandLine, NamesMustBeKnown) {
+TEST(CommandLine, names_must_be_known) {
   expect_usage_error({"-u", "nruda"},
                      "--uuid: 'nruda' is no number, and --names gives no names for them");
   expect_usage_error({"-t", "-1"},
                      "--type: '-1' is no number, and --names gives no names for them");
 }
 
-TEST(CommandLine, FileOfNamesMustBeOne) {
+TEST(CommandLine, file_of_names_must_be_one) {
   const scratch_directory directory;
   store(directory / "names", "uuid 5 fan\nuuid fan 5\n");
   expect_usage_error({"--names", directory / "names"},
@@ -94,7 +94,7 @@ TEST(CommandLine, FileOfNamesMustBeOne) {
   expect_usage_error({"--names", "/nowhere"}, "/nowhere: No such file or directory");
 }
 
-TEST(CommandLine, TimesMustBePossible) {
+TEST(CommandLine, times_must_be_possible) {
   expect_usage_error({"--since", "2026-02-31"},
                      "--since: cannot understand the time '2026-02-31'; write it like "
                      "\"2026-01-31 12:00:00\", \"yesterday\" or \"1h 30min ago\"");
@@ -105,21 +105,21 @@ TEST(CommandLine, TimesMustBePossible) {
                      "--since: 'today' is later than --until 'yesterday'");
 }
 
-TEST(CommandLine, PatternMustBeOne) {
+TEST(CommandLine, pattern_must_be_one) {
   expect_usage_error({"-g", "(a"}, "--grep: '(a': missing closing parenthesis at offset 2");
   expect_usage_error({"-g", "[z-a]"},
                      "--grep: '[z-a]': range out of order in character class at "
                      "offset 3");
 }
 
-TEST(CommandLine, ChoicesMustBeAmongThoseThereAre) {
+TEST(CommandLine, choices_must_be_among_those_there_are) {
   expect_usage_error({"-o", "xml"},
                      "--output: 'xml' is none of cat, export, hex, json, json-pretty, raw, short, "
                      "short-iso, short-unix, verbose");
   expect_usage_error({"--color", "blue"}, "--color: 'blue' is none of always, auto, never");
 }
 
-TEST(CommandLine, OptionsMustFitTogether) {
+TEST(CommandLine, options_must_fit_together) {
   expect_usage_error({"-f", "-r"}, "--follow excludes --reverse");
   expect_usage_error({"-f", "--until", "now"}, "--follow excludes --until");
   expect_usage_error(
@@ -135,7 +135,7 @@ TEST(CommandLine, OptionsMustFitTogether) {
   }
 }
 
-TEST(CommandLine, LastOfSeveralValuesCounts) {
+TEST(CommandLine, last_of_several_values_counts) {
   const scratch_directory directory;
   store(directory / "ring", file_of(alpha() + beta()));
   const shown result =

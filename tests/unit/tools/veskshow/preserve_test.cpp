@@ -129,7 +129,7 @@ std::string content_of(const std::string &path) {
 
 // --- what is copied ---
 
-TEST_F(Preserve, CopiesWhatAFirstStartWouldChangeOrRemove) {
+TEST_F(Preserve, copies_what_a_first_start_would_change_or_remove) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   store(logs / "platform.log", to_be_removed(60));
   store(logs / "kyte.log", gheader(131072, 20, 104) + alpha() + beta() + gamma_ray());
@@ -143,7 +143,7 @@ TEST_F(Preserve, CopiesWhatAFirstStartWouldChangeOrRemove) {
   EXPECT_EQ(content_of(set("000001") + "/platform.log"), to_be_removed(60));
 }
 
-TEST_F(Preserve, CopiesWhatWaitsForItsRepairBehindAKernelLog) {
+TEST_F(Preserve, copies_what_waits_for_its_repair_behind_a_kernel_log) {
   std::string kernel = gheader(8388608, 8388588, 20);
   kernel.resize(8388608);
   store(logs / "kernel.log", kernel);
@@ -153,14 +153,14 @@ TEST_F(Preserve, CopiesWhatWaitsForItsRepairBehindAKernelLog) {
       "platform.log: stay marked; copied to COPIES/000001/platform.log\n");
 }
 
-TEST_F(Preserve, IsSilentWhereNothingIsInDanger) {
+TEST_F(Preserve, is_silent_where_nothing_is_in_danger) {
   expect_output("");
   store(logs / "temperature_err.log", file_of(alpha()));
   expect_output("");
   EXPECT_FALSE(fs::exists(copies()));
 }
 
-TEST_F(Preserve, NotesTheVerdicts) {
+TEST_F(Preserve, notes_the_verdicts) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   store(logs / "platform.log", to_be_removed(60));
   preserve();
@@ -198,7 +198,7 @@ TEST_F(Preserve, NotesTheVerdicts) {
 )");
 }
 
-TEST_F(Preserve, MakesCopiesThatAreReadLikeAnyOtherFile) {
+TEST_F(Preserve, makes_copies_that_are_read_like_any_other_file) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   preserve();
   const shown saved = veskshow({"-D", set("000001"), "--salvage", "-q", "-o", "cat"});
@@ -212,7 +212,7 @@ TEST_F(Preserve, MakesCopiesThatAreReadLikeAnyOtherFile) {
   EXPECT_EQ(plain.out, "eight by\neight by\n") << "what the ring still leads to";
 }
 
-TEST_F(Preserve, MakesCopiesAsReadableAsTheFilesAndKeepsTheirTimes) {
+TEST_F(Preserve, makes_copies_as_readable_as_the_files_and_keeps_their_times) {
   store(logs / "platform.log", to_be_removed(60));
   preserve();
   EXPECT_EQ(mode_of(copies()), 0755u);
@@ -224,7 +224,7 @@ TEST_F(Preserve, MakesCopiesAsReadableAsTheFilesAndKeepsTheirTimes) {
   EXPECT_EQ(status.st_mtim.tv_sec, time_t{noon});
 }
 
-TEST_F(Preserve, ChangesNothingInTheLogDirectory) {
+TEST_F(Preserve, changes_nothing_in_the_log_directory) {
   store(logs / "platform.log", to_be_removed(60));
   const timespec times[] = {{noon, 0}, {noon, 0}};
   ASSERT_EQ(utimensat(AT_FDCWD, logs.path().c_str(), times, 0), 0);
@@ -238,14 +238,14 @@ TEST_F(Preserve, ChangesNothingInTheLogDirectory) {
 
 // --- bytes that are kept already ---
 
-TEST_F(Preserve, MakesNoSecondCopyOfTheSameBytes) {
+TEST_F(Preserve, makes_no_second_copy_of_the_same_bytes) {
   store(logs / "platform.log", to_be_removed(60));
   preserve();
   for (int restart = 0; restart < 3; ++restart) expect_output("");
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001"}));
 }
 
-TEST_F(Preserve, CopiesAgainWhatHasChanged) {
+TEST_F(Preserve, copies_again_what_has_changed) {
   store(logs / "platform.log", to_be_removed(60, 'a'));
   store(logs / "temperature_err.log", to_be_rebuilt());
   preserve();
@@ -256,7 +256,7 @@ TEST_F(Preserve, CopiesAgainWhatHasChanged) {
   EXPECT_EQ(names_in(set("000003")), (list{"platform.log", "verdicts.json"}));
 }
 
-TEST_F(Preserve, CountsOnWhateverTheClockSays) {
+TEST_F(Preserve, counts_on_whatever_the_clock_says) {
   fs::create_directories(copies() + "/000041-20990101T000000Z");
   store(logs / "platform.log", to_be_removed(60));
   expect_output("platform.log: remove; copied to COPIES/000042/platform.log\n");
@@ -264,7 +264,7 @@ TEST_F(Preserve, CountsOnWhateverTheClockSays) {
 
 // --- bounds ---
 
-TEST_F(Preserve, RemovesTheOldestToStayWithinTheLimit) {
+TEST_F(Preserve, removes_the_oldest_to_stay_within_the_limit) {
   const list one = {".lock", "000001"}, two = {".lock", "000001", "000002"},
              later = {".lock", "000002", "000003"};
   store(logs / "platform.log", to_be_removed(400 * kib, 'a'));
@@ -283,7 +283,7 @@ TEST_F(Preserve, RemovesTheOldestToStayWithinTheLimit) {
   EXPECT_EQ(content_of(set("000003") + "/platform.log"), to_be_removed(400 * kib, 'c'));
 }
 
-TEST_F(Preserve, KeepsWhatLiesInTheLogDirectoryNowHoweverOldTheCopyIs) {
+TEST_F(Preserve, keeps_what_lies_in_the_log_directory_now_however_old_the_copy_is) {
   store(logs / "vesk.log", to_be_removed(400 * kib, 'v'));
   preserve({"--preserve-limit", "1"});
   store(logs / "platform.log", to_be_removed(400 * kib, 'a'));
@@ -296,7 +296,7 @@ TEST_F(Preserve, KeepsWhatLiesInTheLogDirectoryNowHoweverOldTheCopyIs) {
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001", "000003"}));
 }
 
-TEST_F(Preserve, FitsInWhatItCanAndTellsOfTheRest) {
+TEST_F(Preserve, fits_in_what_it_can_and_tells_of_the_rest) {
   store(logs / "vesk.log", to_be_removed(700 * kib));
   store(logs / "platform.log", to_be_removed(500 * kib));
   const shown result = preserve({"--preserve-limit", "1"});
@@ -309,7 +309,7 @@ TEST_F(Preserve, FitsInWhatItCanAndTellsOfTheRest) {
   EXPECT_EQ(names_in(set("000001")), (list{"platform.log", "verdicts.json"}));
 }
 
-TEST_F(Preserve, TakesWhatIsRemovedBeforeWhatIsOnlyRebuilt) {
+TEST_F(Preserve, takes_what_is_removed_before_what_is_only_rebuilt) {
   std::string rebuilt = gheader(1048576, 44, 44) + item(20);
   rebuilt.resize(500 * kib);
   store(logs / "vesk.log", rebuilt);
@@ -320,7 +320,7 @@ TEST_F(Preserve, TakesWhatIsRemovedBeforeWhatIsOnlyRebuilt) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Preserve, HoldsToALowerLimitToo) {
+TEST_F(Preserve, holds_to_a_lower_limit_too) {
   for (const char letter : {'a', 'b', 'c'}) {
     store(logs / "platform.log", to_be_removed(400 * kib, letter));
     preserve();
@@ -331,7 +331,7 @@ TEST_F(Preserve, HoldsToALowerLimitToo) {
 
 // --- interruptions and full disks ---
 
-TEST_F(Preserve, NeverTakesAnInterruptedCopyForAWholeOne) {
+TEST_F(Preserve, never_takes_an_interrupted_copy_for_a_whole_one) {
   fs::create_directories(copies() + "/.unfinished");
   store(copies() + "/.unfinished/platform.log", to_be_removed(60));
   store(logs / "platform.log", to_be_removed(60));
@@ -339,7 +339,7 @@ TEST_F(Preserve, NeverTakesAnInterruptedCopyForAWholeOne) {
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001"}));
 }
 
-TEST_F(Preserve, ClearsUpAfterAnInterruptedCopyThoughThereIsNothingToDo) {
+TEST_F(Preserve, clears_up_after_an_interrupted_copy_though_there_is_nothing_to_do) {
   fs::create_directories(copies() + "/.unfinished/deeper");
   store(copies() + "/.unfinished/platform.log", to_be_removed(60));
   expect_output("");
@@ -366,7 +366,7 @@ class shortest_files {
   rlimit before_{};
 };
 
-TEST_F(Preserve, LeavesNothingOfACopyThatCannotBeWritten) {
+TEST_F(Preserve, leaves_nothing_of_a_copy_that_cannot_be_written) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   store(logs / "platform.log", to_be_removed(400 * kib));
   {
@@ -378,7 +378,7 @@ TEST_F(Preserve, LeavesNothingOfACopyThatCannotBeWritten) {
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001"}));
 }
 
-TEST_F(Preserve, RemovesNothingOldWhereTheNewHasNoRoom) {
+TEST_F(Preserve, removes_nothing_old_where_the_new_has_no_room) {
   fs::create_directory(copies());
   if (mount("tmpfs", copies().c_str(), "tmpfs", 0, "size=1200k") != 0) {
     GTEST_SKIP() << "nothing can be mounted in this root";
@@ -396,7 +396,7 @@ TEST_F(Preserve, RemovesNothingOldWhereTheNewHasNoRoom) {
   umount(copies().c_str());
 }
 
-TEST_F(Preserve, WaitsForAnotherThatMakesCopies) {
+TEST_F(Preserve, waits_for_another_that_makes_copies) {
   store(logs / "platform.log", to_be_removed(60, 'a'));
   preserve();
   store(logs / "platform.log", to_be_removed(60, 'b'));
@@ -412,7 +412,7 @@ TEST_F(Preserve, WaitsForAnotherThatMakesCopies) {
 
 // --- what does not belong there ---
 
-TEST_F(Preserve, LeavesAloneWhatIsNotItsOwn) {
+TEST_F(Preserve, leaves_alone_what_is_not_its_own) {
   fs::create_directories(copies() + "/1-20200101T000000");
   fs::create_directories(copies() + "/mine");
   store(copies() + "/mine/platform.log", std::string(1200 * kib, 'm'));
@@ -425,7 +425,7 @@ TEST_F(Preserve, LeavesAloneWhatIsNotItsOwn) {
   EXPECT_EQ(content_of(copies() + "/000001-20200101T000000Z"), "a file");
 }
 
-TEST_F(Preserve, FollowsNoLinkOutOfItsDirectory) {
+TEST_F(Preserve, follows_no_link_out_of_its_directory) {
   const std::string elsewhere = place / "elsewhere";
   fs::create_directories(elsewhere);
   fs::create_directories(copies() + "/000002-20200101T000000Z");
@@ -442,7 +442,7 @@ TEST_F(Preserve, FollowsNoLinkOutOfItsDirectory) {
   EXPECT_FALSE(fs::is_symlink(copies() + "/.unfinished"));
 }
 
-TEST_F(Preserve, TakesNoLinkForItsLock) {
+TEST_F(Preserve, takes_no_link_for_its_lock) {
   fs::create_directories(copies());
   fs::create_symlink(place / "made", copies() + "/.lock");
   store(logs / "platform.log", to_be_removed(60));
@@ -452,7 +452,7 @@ TEST_F(Preserve, TakesNoLinkForItsLock) {
 
 // --- what cannot be done ---
 
-TEST_F(Preserve, CopiesTheOthersWhenOneCannotBeRead) {
+TEST_F(Preserve, copies_the_others_when_one_cannot_be_read) {
   fs::create_directory(logs / "vesk.log");
   store(logs / "platform.log", to_be_removed(60));
   const shown result = preserve();
@@ -462,7 +462,7 @@ TEST_F(Preserve, CopiesTheOthersWhenOneCannotBeRead) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Preserve, TakesNoFileForItsDirectory) {
+TEST_F(Preserve, takes_no_file_for_its_directory) {
   store(copies(), "a file");
   store(logs / "platform.log", to_be_removed(60));
   expect_problem("veskshow: COPIES: cannot keep copies there: Not a directory\n");
@@ -471,7 +471,7 @@ TEST_F(Preserve, TakesNoFileForItsDirectory) {
   EXPECT_EQ(content_of(copies()), "a file");
 }
 
-TEST_F(Preserve, MakesItsDirectoryWhereOneCanBeMade) {
+TEST_F(Preserve, makes_its_directory_where_one_can_be_made) {
   store(logs / "platform.log", to_be_removed(60));
   EXPECT_EQ(veskshow({"-D", logs.path(), "--preserve", "deeper/down/"}, place.path()).status, 0);
   EXPECT_EQ(names_in(place / "deeper/down"), (list{".lock", "000001"}));
@@ -483,7 +483,7 @@ TEST_F(Preserve, MakesItsDirectoryWhereOneCanBeMade) {
   EXPECT_EQ(nowhere.status, 1);
 }
 
-TEST_F(Preserve, MakesNoCopiesOnTheFlashOfTheLogs) {
+TEST_F(Preserve, makes_no_copies_on_the_flash_of_the_logs) {
   store(logs / "platform.log", to_be_removed(60));
   fs::create_directory_symlink(logs.path(), place / "link");
   for (const std::string &inside : {logs.path(), logs / "copies", place / "link/copies"}) {
@@ -496,13 +496,13 @@ TEST_F(Preserve, MakesNoCopiesOnTheFlashOfTheLogs) {
   EXPECT_EQ(names_in(logs.path()), list{"platform.log"});
 }
 
-TEST_F(Preserve, WantsADirectoryOfLogFiles) {
+TEST_F(Preserve, wants_a_directory_of_log_files) {
   const shown result = veskshow({"-D", place / "missing", "--preserve", copies()});
   EXPECT_EQ(result.err, "veskshow: " + (place / "missing") + ": No such file or directory\n");
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Preserve, RefusesACommandLineThatMeansNothing) {
+TEST_F(Preserve, refuses_a_command_line_that_means_nothing) {
   const auto refused = [](const std::vector<std::string> &arguments) {
     const shown result = veskshow(arguments);
     EXPECT_EQ(result.status, 2);

@@ -40,7 +40,7 @@ class SalvageJob : public ::testing::Test {
   const std::string sound = file_of(alpha() + beta() + gamma_ray());
 };
 
-TEST_F(SalvageJob, SoundFileIsAllChain) {
+TEST_F(SalvageJob, sound_file_is_all_chain) {
   const shown result = salvage_of(sound);
   EXPECT_EQ(result.out, alpha_time + "temperature_err 677[1024]: (chain) alpha\n" + beta_time +
                             "temperature_err 80[1025]: (chain) beta\n" + gamma_time +
@@ -49,7 +49,7 @@ TEST_F(SalvageJob, SoundFileIsAllChain) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(SalvageJob, DamagedFileShowsWhatIsBehindTheDamageAndNamesIt) {
+TEST_F(SalvageJob, damaged_file_shows_what_is_behind_the_damage_and_names_it) {
   const shown result = salvage_of(file_of(alpha() + stale(24) + gamma_ray()));
   EXPECT_EQ(result.out, alpha_time + "temperature_err 677[1024]: (chain) alpha\n" + gamma_time +
                             "temperature_err 510[2000]: (sure) gamma ray\n");
@@ -58,13 +58,13 @@ TEST_F(SalvageJob, DamagedFileShowsWhatIsBehindTheDamageAndNamesIt) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, EntryOutsideTheChainOfASoundFileIsToldByTheStatus) {
+TEST_F(SalvageJob, entry_outside_the_chain_of_a_sound_file_is_told_by_the_status) {
   const shown result = salvage_of(gheader(8192, 48, 104) + sound.substr(20));
   EXPECT_EQ(result.err, note("3 entries: 2 chain, 1 sure"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, CertaintyNamesWhatIsWholeOfTheData) {
+TEST_F(SalvageJob, certainty_names_what_is_whole_of_the_data) {
   const shown result = salvage_of(sound.substr(0, 100));
   EXPECT_NE(result.out.find("510[2000]: (doubtful, 8 of 12 bytes) gamma ra\n"), std::string::npos)
       << result.out;
@@ -72,43 +72,43 @@ TEST_F(SalvageJob, CertaintyNamesWhatIsWholeOfTheData) {
                             note("3 entries: 2 chain, 1 doubtful"));
 }
 
-TEST_F(SalvageJob, EveryLevelIsCounted) {
+TEST_F(SalvageJob, every_level_is_counted) {
   const std::string rewritten = entry({.sum = 0xFFD7, .prev_size = 40}, "data");
   const shown result = salvage_of(file_of(alpha()) + stale(4) + beta() + stale(20) + rewritten +
                                   stale(20) + entry({.uuid = 0}, "data") + gamma_ray());
   EXPECT_EQ(result.err, note("5 entries: 1 chain, 1 sure, 1 likely, 1 rewritten, 1 doubtful"));
 }
 
-TEST_F(SalvageJob, CertaintyIsAFieldInJson) {
+TEST_F(SalvageJob, certainty_is_a_field_in_json) {
   const shown result = salvage_of(gheader(8192, 48, 104) + sound.substr(20), {"-o", "json"});
   EXPECT_NE(result.out.find("\"VESK_CERTAINTY\":\"sure\""), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("\"VESK_CERTAINTY\":\"chain\""), std::string::npos) << result.out;
 }
 
-TEST_F(SalvageJob, FilterChoosesAmongTheEntries) {
+TEST_F(SalvageJob, filter_chooses_among_the_entries) {
   const shown result = salvage_of(sound, {"-u", "80"});
   EXPECT_EQ(result.out, beta_time + "temperature_err 80[1025]: (chain) beta\n");
   EXPECT_EQ(result.err, note("1 entry: 1 chain"));
   EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(SalvageJob, FilterThatNothingPasses) {
+TEST_F(SalvageJob, filter_that_nothing_passes) {
   const shown result = salvage_of(sound, {"-u", "81"});
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, note("0 entries"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, EntryThatTheFilterKeepsBackStillCountsForTheStatus) {
+TEST_F(SalvageJob, entry_that_the_filter_keeps_back_still_counts_for_the_status) {
   EXPECT_EQ(salvage_of(gheader(8192, 48, 104) + sound.substr(20), {"-u", "80"}).status, 1);
 }
 
-TEST_F(SalvageJob, QuietLeavesOutTheNotesAndNotTheProblems) {
+TEST_F(SalvageJob, quiet_leaves_out_the_notes_and_not_the_problems) {
   const shown result = salvage_of(file_of(alpha() + stale(24)) + file_of(beta()), {"-q"});
   EXPECT_EQ(result.err, problem("offset 48: the checksum of the entry header does not hold"));
 }
 
-TEST_F(SalvageJob, GlobalHeadersInAnImageAreNoted) {
+TEST_F(SalvageJob, global_headers_in_an_image_are_noted) {
   const shown result = salvage_of(stale(12) + sound + gheader(262144, 20, 44) + beta());
   EXPECT_EQ(result.err, note("offset 12: a global header: capacity 8192, start 20, end 104") +
                             note("offset 116: a global header: capacity 262144, start 20, end 44") +
@@ -117,20 +117,20 @@ TEST_F(SalvageJob, GlobalHeadersInAnImageAreNoted) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, EmptyFile) {
+TEST_F(SalvageJob, empty_file) {
   const shown result = salvage_of("");
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, problem("offset 0: the file is empty") + note("0 entries"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, RingWithoutEntries) {
+TEST_F(SalvageJob, ring_without_entries) {
   const shown result = salvage_of(gheader(8192, 20, 20));
   EXPECT_EQ(result.err, note("0 entries"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, SeveralFilesOneAfterTheOther) {
+TEST_F(SalvageJob, several_files_one_after_the_other) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(path, sound);
   const shown result = veskshow({"--utc", "--salvage", "-D", directory.path()});
@@ -141,7 +141,7 @@ TEST_F(SalvageJob, SeveralFilesOneAfterTheOther) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(SalvageJob, FileThatIsTooLargeForARing) {
+TEST_F(SalvageJob, file_that_is_too_large_for_a_ring) {
   store(path, std::string(40, 'x') + alpha());
   std::filesystem::resize_file(path, (64 << 20) + 4);
   const shown result = salvage();
@@ -150,7 +150,7 @@ TEST_F(SalvageJob, FileThatIsTooLargeForARing) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, OffsetsBeyondFourGibibytesAreWhatTheyAre) {
+TEST_F(SalvageJob, offsets_beyond_four_gibibytes_are_what_they_are) {
   store(path, "");
   std::filesystem::resize_file(path, (uint64_t{4} << 30) - 12);
   std::ofstream(path, std::ios::binary | std::ios::app) << alpha() << beta();
@@ -162,27 +162,27 @@ TEST_F(SalvageJob, OffsetsBeyondFourGibibytesAreWhatTheyAre) {
 
 // --- what cannot be searched ---
 
-TEST_F(SalvageJob, MissingFile) {
+TEST_F(SalvageJob, missing_file) {
   const shown result = salvage();
   EXPECT_EQ(result.err, problem("No such file or directory"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, Directory) {
+TEST_F(SalvageJob, directory) {
   std::filesystem::create_directory(path);
   const shown result = salvage();
   EXPECT_EQ(result.err, problem("Is a directory"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, FifoIsRefusedWithoutWaiting) {
+TEST_F(SalvageJob, fifo_is_refused_without_waiting) {
   ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
   const shown result = salvage();
   EXPECT_EQ(result.err, problem("Neither a file nor a block device"));
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, DeviceThatHasNoEndIsRefused) {
+TEST_F(SalvageJob, device_that_has_no_end_is_refused) {
   const shown result = veskshow({"--salvage", "/dev/zero"});
   EXPECT_EQ(result.err, "veskshow: /dev/zero: Neither a file nor a block device\n");
   EXPECT_EQ(result.status, 1);

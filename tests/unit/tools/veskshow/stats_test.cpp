@@ -50,7 +50,7 @@ class Stats : public ::testing::Test {
   scratch_directory directory;
 };
 
-TEST_F(Stats, ShowSendersAndFiles) {
+TEST_F(Stats, show_senders_and_files) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(directory / "temperature_err.log",
         file_of(entry_of(677, noon) + entry_of(80, noon + 60) + entry_of(677, noon + 120)));
@@ -67,7 +67,7 @@ TEST_F(Stats, ShowSendersAndFiles) {
               "2024-05-01 13:07:06\n");
 }
 
-TEST_F(Stats, HaveLocalTimesUnlessUtcIsAskedFor) {
+TEST_F(Stats, have_local_times_unless_utc_is_asked_for) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   EXPECT_EQ(veskshow({"--stats", "-D", directory.path()}).out,
             senders +
@@ -79,7 +79,7 @@ TEST_F(Stats, HaveLocalTimesUnlessUtcIsAskedFor) {
                 "kyte.log  2024-05-01 14:00:01     -          -         -  -\n");
 }
 
-TEST_F(Stats, OfAnEmptyRing) {
+TEST_F(Stats, of_an_empty_ring) {
   store(directory / "kyte.log", gheader(131072, 20, 20));
   expect_stats({}, senders +
                        "SENDER  ENTRIES  BYTES  SHARE  RATE  FIRST  LAST\n"
@@ -89,7 +89,7 @@ TEST_F(Stats, OfAnEmptyRing) {
                        "kyte.log  -          -          -         -  -\n");
 }
 
-TEST_F(Stats, NameTheSendersWhoseNamesAreKnown) {
+TEST_F(Stats, name_the_senders_whose_names_are_known) {
   store(directory / "names", "uuid 80 exception handler\n");
   store(directory / "kyte.log", gheader(131072, 20, 72) + beta() + alpha());
   const std::string out =
@@ -100,7 +100,7 @@ TEST_F(Stats, NameTheSendersWhoseNamesAreKnown) {
 
 // --- filters ---
 
-TEST_F(Stats, CountTheEntriesThatTheFilterLetsPass) {
+TEST_F(Stats, count_the_entries_that_the_filter_lets_pass) {
   store(directory / "temperature_err.log",
         file_of(entry_of(677, noon) + entry_of(80, noon + 60) + entry_of(677, noon + 120)));
   const std::string file_table =
@@ -124,7 +124,7 @@ TEST_F(Stats, CountTheEntriesThatTheFilterLetsPass) {
 
 // --- what time stamps do not say ---
 
-TEST_F(Stats, TellNoRateOfASenderWhoseClockJumped) {
+TEST_F(Stats, tell_no_rate_of_a_sender_whose_clock_jumped) {
   store(directory / "temperature_err.log",
         file_of(entry_of(677, noon) + entry_of(80, noon + hour) + entry_of(677, noon - day) +
                 entry_of(80, noon + 2 * hour) + entry_of(80, noon + 3 * hour)));
@@ -136,20 +136,20 @@ TEST_F(Stats, TellNoRateOfASenderWhoseClockJumped) {
             "all           5    600  100.0%      -  2024-04-30 12:00:00  2024-05-01 15:00:00");
 }
 
-TEST_F(Stats, CompareNoTimesOfDifferentFiles) {
+TEST_F(Stats, compare_no_times_of_different_files) {
   store(directory / "kyte.log", gheader(131072, 20, 140) + entry_of(677, noon + hour));
   store(directory / "temperature_err.log", file_of(entry_of(677, noon)));
   EXPECT_EQ(row("677"),
             "677           2    240  100.0%  1.0/h  2024-05-01 12:00:00  2024-05-01 13:00:00");
 }
 
-TEST_F(Stats, TellNothingOfAFileWhoseClockJumpedJustNow) {
+TEST_F(Stats, tell_nothing_of_a_file_whose_clock_jumped_just_now) {
   store(directory / "kyte.log", gheader(131072, 20, 380) + entry_of(677, noon) +
                                     entry_of(677, noon + hour) + entry_of(677, noon - day));
   EXPECT_EQ(row("kyte.log"), "kyte.log  2024-05-01 12:00:00     -          -         -  -");
 }
 
-TEST_F(Stats, TellTheRateSinceTheClockJumped) {
+TEST_F(Stats, tell_the_rate_since_the_clock_jumped) {
   store(directory / "kyte.log", gheader(131072, 20, 500) + entry_of(677, noon) +
                                     entry_of(677, noon + hour) + entry_of(677, noon - day) +
                                     entry_of(677, noon - day + hour));
@@ -157,7 +157,7 @@ TEST_F(Stats, TellTheRateSinceTheClockJumped) {
             "kyte.log  2024-05-01 12:00:00     -       2880  45 d 12 h  2024-06-14 21:06:00");
 }
 
-TEST_F(Stats, TellNothingOfEntriesOfTheSameMoment) {
+TEST_F(Stats, tell_nothing_of_entries_of_the_same_moment) {
   store(directory / "kyte.log",
         gheader(131072, 20, 260) + entry_of(677, noon) + entry_of(677, noon));
   EXPECT_EQ(row("677"),
@@ -165,7 +165,7 @@ TEST_F(Stats, TellNothingOfEntriesOfTheSameMoment) {
   EXPECT_EQ(row("kyte.log"), "kyte.log  2024-05-01 12:00:00     -          -         -  -");
 }
 
-TEST_F(Stats, TellSmallRatesByTheDay) {
+TEST_F(Stats, tell_small_rates_by_the_day) {
   store(directory / "kyte.log",
         gheader(131072, 20, 260) + entry_of(677, noon) + entry_of(677, noon + 2 * hour));
   EXPECT_EQ(row("677"),
@@ -177,7 +177,7 @@ TEST_F(Stats, TellSmallRatesByTheDay) {
   EXPECT_EQ(row("kyte.log"), "kyte.log  2024-05-01 12:00:00  40 d        3.0   43684 d  -");
 }
 
-TEST_F(Stats, OfTheLargestTimesAndCapacity) {
+TEST_F(Stats, of_the_largest_times_and_capacity) {
   store(directory / "ring",
         gheader(0xFFFFFFFF, 20, 60) + entry({.secs = 0}, "") + entry({.secs = 0xFFFFFFFF}, ""));
   const shown result = veskshow({"--utc", "--stats", directory / "ring"});
@@ -192,7 +192,7 @@ TEST_F(Stats, OfTheLargestTimesAndCapacity) {
 
 // --- files that are full, damaged or not there ---
 
-TEST_F(Stats, OfAFullRing) {
+TEST_F(Stats, of_a_full_ring) {
   store(directory / "ring", gheader(500, 260, 140) + entry_of(677, noon + 240) +
                                 std::string(120, '.') + entry_of(677, noon) +
                                 entry_of(677, noon + 120));
@@ -201,7 +201,7 @@ TEST_F(Stats, OfAFullRing) {
       << out;
 }
 
-TEST_F(Stats, OfADamagedRingCountWhatCanBeReadAndTellNoRate) {
+TEST_F(Stats, of_a_damaged_ring_count_what_can_be_read_and_tell_no_rate) {
   store(directory / "kyte.log",
         gheader(131072, 20, 380) + entry_of(677, noon) + entry_of(677, noon + hour) + stale(120));
   expect_stats(
@@ -218,7 +218,7 @@ TEST_F(Stats, OfADamagedRingCountWhatCanBeReadAndTellNoRate) {
           ": offset 260: the checksum of the entry header does not hold\n");
 }
 
-TEST_F(Stats, ShowTheOthersWhereAFileCannotBeReadOrHasLostItsHeader) {
+TEST_F(Stats, show_the_others_where_a_file_cannot_be_read_or_has_lost_its_header) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(directory / "lost", stale(60));
   expect_stats(
@@ -238,7 +238,7 @@ TEST_F(Stats, ShowTheOthersWhereAFileCannotBeReadOrHasLostItsHeader) {
           (directory / "lost") + ": offset 0: not a log file: it does not begin with \"vesk\"\n");
 }
 
-TEST_F(Stats, AreNothingWhereNoFileCanBeRead) {
+TEST_F(Stats, are_nothing_where_no_file_can_be_read) {
   expect_stats({"1"}, "", 1,
                "veskshow: " + (directory / "exception.log") + ": No such file or directory\n");
 }

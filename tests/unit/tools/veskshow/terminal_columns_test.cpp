@@ -53,16 +53,16 @@ class TerminalColumns : public ::testing::Test {
   int outer_ = -1;
 };
 
-TEST_F(TerminalColumns, AreEightyWithoutATerminal) {
+TEST_F(TerminalColumns, are_eighty_without_a_terminal) {
   EXPECT_EQ(terminal_columns(), 80u);
 }
 
-TEST_F(TerminalColumns, AreThoseOfTheEnvironmentWithoutATerminal) {
+TEST_F(TerminalColumns, are_those_of_the_environment_without_a_terminal) {
   setenv("COLUMNS", "132", 1);
   EXPECT_EQ(terminal_columns(), 132u);
 }
 
-TEST_F(TerminalColumns, AreThoseOfStandardOutputBeforeAll) {
+TEST_F(TerminalColumns, are_those_of_standard_output_before_all) {
   setenv("COLUMNS", "132", 1);
   if (!put_terminal(STDOUT_FILENO, 100)) {
     GTEST_SKIP() << "this private root has no pseudo-terminals";
@@ -70,14 +70,14 @@ TEST_F(TerminalColumns, AreThoseOfStandardOutputBeforeAll) {
   EXPECT_EQ(terminal_columns(), 100u);
 }
 
-TEST_F(TerminalColumns, AreThoseOfStandardInputWhereOutputGoesThroughAPager) {
+TEST_F(TerminalColumns, are_those_of_standard_input_where_output_goes_through_a_pager) {
   if (!put_terminal(STDIN_FILENO, 100)) GTEST_SKIP() << "this private root has no pseudo-terminals";
   EXPECT_EQ(terminal_columns(), 100u);
   setenv("COLUMNS", "132", 1);
   EXPECT_EQ(terminal_columns(), 132u);
 }
 
-TEST_F(TerminalColumns, OfATerminalThatDoesNotKnowItsWidthAreThoseOfTheEnvironment) {
+TEST_F(TerminalColumns, of_a_terminal_that_does_not_know_its_width_are_those_of_the_environment) {
   if (!put_terminal(STDOUT_FILENO, 0)) GTEST_SKIP() << "this private root has no pseudo-terminals";
   EXPECT_EQ(terminal_columns(), 80u);
   setenv("COLUMNS", "132", 1);

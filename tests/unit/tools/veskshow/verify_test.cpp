@@ -45,7 +45,7 @@ class Verify : public ::testing::Test {
   const std::string three = alpha() + beta() + gamma_ray();  // 20, 48, 72, up to 104
 };
 
-TEST_F(Verify, SaysOneLineOfASoundFile) {
+TEST_F(Verify, says_one_line_of_a_sound_file) {
   EXPECT_EQ(verdict("temperature_err.log", file_of(three), 0),
             "temperature_err.log: sound; the next first start would keep it as it is\n");
   EXPECT_EQ(verdict("temperature_err.log", gheader(8192, 20, 20), 0),
@@ -54,7 +54,7 @@ TEST_F(Verify, SaysOneLineOfASoundFile) {
             "kernel.log: sound; the next first start would keep it as it is\n");
 }
 
-TEST_F(Verify, TellsWhatARebuildComesTo) {
+TEST_F(Verify, tells_what_a_rebuild_comes_to) {
   const std::string file = file_of(item(20) + item(8) + stale(24) + item(8) + item(8) + item(0));
   EXPECT_EQ(verdict("temperature_err.log", file),
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
@@ -69,7 +69,7 @@ TEST_F(Verify, TellsWhatARebuildComesTo) {
             "a copy\n");
 }
 
-TEST_F(Verify, LeavesOutWhatARebuildNeedNotDo) {
+TEST_F(Verify, leaves_out_what_a_rebuild_need_not_do) {
   EXPECT_EQ(verdict("temperature_err.log", gheader(8192, 48, 48) + item(20)),
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
             "    offset 12: start and end are both 48: no entry can be reached; no entry can be "
@@ -83,7 +83,7 @@ TEST_F(Verify, LeavesOutWhatARebuildNeedNotDo) {
             "copy\n");
 }
 
-TEST_F(Verify, TellsWhatARemovalCosts) {
+TEST_F(Verify, tells_what_a_removal_costs) {
   EXPECT_EQ(
       verdict("temperature_err.log", file_of(three).substr(0, 100)),
       "temperature_err.log: damaged; the next first start would remove it\n"
@@ -94,7 +94,7 @@ TEST_F(Verify, TellsWhatARemovalCosts) {
       "copy\n");
 }
 
-TEST_F(Verify, TellsWhyARepairFails) {
+TEST_F(Verify, tells_why_a_repair_fails) {
   EXPECT_EQ(verdict("temperature_err.log", file_of(item(20) + stale(8) + item(8))),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 48: the checksum of the entry header does not hold; 1 entry can be read\n"
@@ -106,7 +106,7 @@ TEST_F(Verify, TellsWhyARepairFails) {
             "a copy\n");
 }
 
-TEST_F(Verify, SaysThatNothingIsLeftToSave) {
+TEST_F(Verify, says_that_nothing_is_left_to_save) {
   EXPECT_EQ(verdict("temperature_err.log", stale(60)),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 0: not a log file: it does not begin with \"vesk\"; no entry can be read\n"
@@ -114,7 +114,7 @@ TEST_F(Verify, SaysThatNothingIsLeftToSave) {
             "    veskshow --salvage finds no entry in it\n");
 }
 
-TEST_F(Verify, WalksTheWholeChainWhereStartUpTakesSamples) {
+TEST_F(Verify, walks_the_whole_chain_where_start_up_takes_samples) {
   std::string entries;
   for (int i = 0; i < 101; ++i) entries += beta();
   EXPECT_EQ(verdict("temperature_err.log", file_of(entries + stale(24) + beta())),
@@ -125,7 +125,7 @@ TEST_F(Verify, WalksTheWholeChainWhereStartUpTakesSamples) {
             "wrong with them\n");
 }
 
-TEST_F(Verify, WalksKernelLogsWhichStartUpDoesNot) {
+TEST_F(Verify, walks_kernel_logs_which_start_up_does_not) {
   EXPECT_EQ(verdict("kernel.log", gheader(kernel_capacity, 20, 104) + alpha() + stale(56)),
             "kernel.log: damaged; the next first start would keep it as it is\n"
             "    offset 48: the checksum of the entry header does not hold; 1 entry can be read\n"
@@ -133,7 +133,7 @@ TEST_F(Verify, WalksKernelLogsWhichStartUpDoesNot) {
             "wrong with it\n");
 }
 
-TEST_F(Verify, TellsWhereStartUpObjectsToAFileThatCanBeRead) {
+TEST_F(Verify, tells_where_start_up_objects_to_a_file_that_can_be_read) {
   // The first slot lies outside the ring, but start-up looks there.
   const size_t room = 8192 - 120 - 28 - 20;
   const std::string file = gheader(8192, 120, 20) + stale(100) + item(20) +
@@ -151,7 +151,7 @@ TEST_F(Verify, TellsWhereStartUpObjectsToAFileThatCanBeRead) {
             "copy\n");
 }
 
-TEST_F(Verify, KnowsThatTheRepairsEndAtAMarkedKernelLog) {
+TEST_F(Verify, knows_that_the_repairs_end_at_a_marked_kernel_log) {
   store_marked_kernel_log();
   store(directory / "kyte.log", gheader(131072, 44, 44) + item(20));
   store(directory / "platform.log", gheader(1048576, 44, 44) + item(20));
@@ -179,7 +179,7 @@ TEST_F(Verify, KnowsThatTheRepairsEndAtAMarkedKernelLog) {
   EXPECT_EQ(verdicts({"platform"}), platform);
 }
 
-TEST_F(Verify, JudgesFilesOfDifferentDirectoriesByThemselves) {
+TEST_F(Verify, judges_files_of_different_directories_by_themselves) {
   store_marked_kernel_log();
   const scratch_directory other;
   store(other / "platform.log", gheader(1048576, 44, 44) + item(20));
@@ -190,7 +190,7 @@ TEST_F(Verify, JudgesFilesOfDifferentDirectoriesByThemselves) {
       << result.out;
 }
 
-TEST_F(Verify, ForetellsNothingOfFilesThatStartUpDoesNotKnow) {
+TEST_F(Verify, foretells_nothing_of_files_that_start_up_does_not_know) {
   EXPECT_EQ(verdict("kernel.log.1", file_of(three), 0),
             "kernel.log.1: sound; its name is none of the catalogue's, so that no start looks at "
             "it\n");
@@ -201,7 +201,7 @@ TEST_F(Verify, ForetellsNothingOfFilesThatStartUpDoesNotKnow) {
             "read\n");
 }
 
-TEST_F(Verify, GoesOnAfterAFileThatCannotBeRead) {
+TEST_F(Verify, goes_on_after_a_file_that_cannot_be_read) {
   store(directory / "temperature_err.log", file_of(three));
   const shown result = veskshow({"--verify", "-D", directory.path(), "kernel", "temperature_err"});
   EXPECT_EQ(result.out,
@@ -211,7 +211,7 @@ TEST_F(Verify, GoesOnAfterAFileThatCannotBeRead) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(Verify, ShowsWhatIsNotSoundInRed) {
+TEST_F(Verify, shows_what_is_not_sound_in_red) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(directory / "temperature_err.log", stale(10));
   const shown result = veskshow({"--verify", "--color", "always", "-D", directory.path()});
@@ -221,7 +221,7 @@ TEST_F(Verify, ShowsWhatIsNotSoundInRed) {
             "it\n");
 }
 
-TEST_F(Verify, IsHarmlessToATerminal) {
+TEST_F(Verify, is_harmless_to_a_terminal) {
   EXPECT_EQ(verdict("\x1b[2J", file_of(three), 0),
             "\\e[2J: sound; its name is none of the catalogue's, so that no start looks at it\n");
 }
