@@ -1,7 +1,7 @@
 // The exception report: what the daemon tells its listeners when the flash gives it trouble.
 //
-// The layout, and the constants in it, are those of the receivers of exception reports. Words are in
-// host byte order, at odd addresses; the two of the time alone are big-endian.
+// The layout, and the constants in it, are those of the receivers of exception reports. Words are
+// in host byte order, at odd addresses; the two of the time alone are big-endian.
 #pragma once
 
 #include <cstddef>
