@@ -1,4 +1,4 @@
-# What cmake --install puts where. The whole may be moved afterwards, but for the service unit: it
+# What cmake --install puts where. The whole may be moved afterwards, except the service unit: it
 # names the daemon and veskshow by their absolute paths.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
