@@ -61,7 +61,7 @@ std::string sentence_of(const fault_point &point, const failure &failure, lastin
 
 std::string picture_of(const workload &workload, const fault_point &point, const failure &failure,
                        lasting lasts, const trial_result &result) {
-  const event_list &expected = result.expected, &found = result.found;
+  const event_list expected = lines_of(result.expected), found = lines_of(result.found);
   const size_t most = std::min(expected.size(), found.size());
   size_t head = 0, tail = 0;
   while (head < most && expected[head] == found[head]) ++head;
@@ -85,7 +85,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
 
 void fault_count::add(const trial_result &result) {
   ++faults;
-  ++endings[static_cast<size_t>(result.ended)];
+  ++effects[static_cast<size_t>(result.effect)];
   remounts += result.remounted;
   refused_next += result.refused_next;
   broken += !result.broken.empty();
@@ -93,7 +93,7 @@ void fault_count::add(const trial_result &result) {
 
 void fault_count::add(const fault_count &other) {
   faults += other.faults;
-  for (size_t i = 0; i < std::size(endings); ++i) endings[i] += other.endings[i];
+  for (size_t i = 0; i < std::size(effects); ++i) effects[i] += other.effects[i];
   remounts += other.remounts;
   refused_next += other.refused_next;
   broken += other.broken;
@@ -112,7 +112,7 @@ std::string as_table(const std::vector<fault_count> &rows) {
   const auto tell = [&](const fault_count &row) {
     name(row.name);
     out << std::setw(column_width) << row.faults;
-    for (const uint64_t count : row.endings) out << std::setw(column_width) << count;
+    for (const uint64_t count : row.effects) out << std::setw(column_width) << count;
     for (const uint64_t count : {row.remounts, row.refused_next, row.broken}) {
       out << std::setw(column_width) << count;
     }

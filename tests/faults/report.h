@@ -22,7 +22,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
 struct fault_count {
   std::string name;  // workload and kind of call
   uint64_t faults = 0;
-  uint64_t endings[4] = {};
+  uint64_t effects[4] = {};
   uint64_t remounts = 0, refused_next = 0;
   uint64_t broken = 0;
 
