@@ -9,8 +9,6 @@ namespace vesk::test {
 
 namespace {
 
-const event_list no_space = {"! ERROR: Cannot make space for the new entry"};
-
 // Where a null entry failed, its code gives way to 3, and that costs the file.
 const sequel null_entry_failed =
     event_list{"! ERROR: Add NULL ent failed \n"} + no_space +
@@ -112,7 +110,6 @@ workload append_over_damage() {
   return {.name = "append-over-damage",
           .file_type = 6,
           .files = {{6, ring_with_damage()}},
-          .prepare = nullptr,
           .operate = serving(new_record(6, 478, 1)),
           .expected = rows,
           .ends = {.counted = true}};
@@ -141,7 +138,6 @@ workload append_to_stub() {
   return {.name = "append-to-stub",
           .file_type = 7,
           .files = {{7, image(10, 0x5A)}},
-          .prepare = nullptr,
           .operate = serving(new_record(7, 22, 1)),
           .expected = rows,
           .ends = refused_and_removed};
@@ -171,7 +167,6 @@ workload append_to_torn() {
   return {.name = "append-to-torn",
           .file_type = 7,
           .files = {{7, torn_ring()}},
-          .prepare = nullptr,
           .operate = serving(new_record(7, 22, 1)),
           .expected = rows,
           .ends = refused_and_removed};

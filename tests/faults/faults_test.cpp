@@ -31,7 +31,6 @@ workload made_of(std::function<int32_t()> operation, call_table expected, ending
   return {.name = "test",
           .file_type = 7,
           .files = {{7, ring_image(8192, links::none).entry(1024, 40, 1).file(20, 80)}},
-          .prepare = nullptr,
           .operate = [operation](scene &) { return operation(); },
           .expected = std::move(expected),
           .ends = std::move(ends)};

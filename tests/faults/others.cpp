@@ -44,7 +44,6 @@ workload clear() {
   return {.name = "clear",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = clearing(7),
           .expected = rows,
           .ends = {.cleared = true, .removed = {file_7}}};
@@ -102,7 +101,6 @@ workload clear_all() {
   return {.name = "clear-all",
           .file_type = 7,
           .files = {{2, short_ring()}, {7, short_ring()}},
-          .prepare = nullptr,
           .operate = clearing(0),
           .expected = rows,
           .ends = {.removed = {file_2, file_7}}};
@@ -116,7 +114,6 @@ workload statistics() {
   return {.name = "statistics",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = [](scene &scene) { return scene.serve(1152, {}); },
           .expected = rows};
 }

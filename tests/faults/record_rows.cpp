@@ -9,14 +9,10 @@ namespace vesk::test {
 
 namespace {
 
-const event_list not_updated = {"! ERROR: Updating of the global header failed."};
-
 // The zeros behind `len` bytes of data.
 uint32_t padding_of(uint16_t len) {
   return (4 - len % 4) % 4;
 }
-
-const event_list no_space = {"! ERROR: Cannot make space for the new entry"};
 
 }  // namespace
 
@@ -127,9 +123,9 @@ row status_row(const record_file &file, const sequel &anew) {
            {any_error(), line + answered(0, {.result = -1}), file.refused_next}}};
 }
 
-call_table walk_rows(const record_file &file, const std::vector<uint32_t> &offsets) {
+call_table walk_rows(const record_file &file, const offsets &walked) {
   call_table rows;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : walked) {
     const event_list seek = {"! ERROR: lseek failed to seek " + std::to_string(offset) +
                              ", errno = %e"};
     const event_list read = {"! ERROR: ehdr read fails errno %e."};
@@ -144,10 +140,10 @@ call_table walk_rows(const record_file &file, const std::vector<uint32_t> &offse
   return rows;
 }
 
-std::vector<uint32_t> every(uint32_t step, uint32_t first, uint32_t last) {
-  std::vector<uint32_t> offsets;
-  for (uint32_t offset = first; offset <= last; offset += step) offsets.push_back(offset);
-  return offsets;
+offsets every(uint32_t step, uint32_t first, uint32_t last) {
+  offsets all;
+  for (uint32_t offset = first; offset <= last; offset += step) all.push_back(offset);
+  return all;
 }
 
 call_table gheader_read_rows(const record_file &file) {
@@ -211,7 +207,8 @@ call_table entry_rows(const entry_write &e) {
 call_table gheader_write_rows(const record_file &file, const std::string &header) {
   const event_list seek = {"! ERROR: lseek failed to seek 0, errno = %e"};
   const event_list write = {"! ERROR: Writing the gheader failed. errno %e."};
-  const sequel gone = not_updated + removed(file, true);
+  const sequel gone =
+      event_list{"! ERROR: Updating of the global header failed."} + removed(file, true);
   return {{"lseek 0", {{any_error(), seek + gone}}},
           {"write header " + header,
            {{any_error(), {.rest = rest::all{}}}, {counts(0, 19), write + gone}}}};

@@ -13,9 +13,12 @@
 
 namespace vesk::test {
 
+using offsets = std::vector<uint32_t>;
+
 inline const std::string file_2 = "/mnt/vesk/nruda.log";                // 256 KiB
-inline const std::string file_7 = "/mnt/vesk/temperature_err.log";      // 8 KiB
 inline const std::string file_6 = "/mnt/vesk/temperature_history.log";  // 128 KiB
+inline const std::string file_7 = "/mnt/vesk/temperature_err.log";      // 8 KiB
+inline const std::string file_21 = "/mnt/vesk/kernel.log";              // 8 MiB
 
 // The file types that the catalogue knows.
 inline const std::vector<uint32_t> known_types = {1,  2,  3,  4,  5,  6,  7,  21,
@@ -32,6 +35,7 @@ struct record_file {
 
 inline const record_file ring_7 = {.path = file_7}, ring_6 = {.path = file_6};
 
+inline const event_list no_space = {"! ERROR: Cannot make space for the new entry"};
 inline const event_list not_added = {"! ERROR: Failed to add the new entry."};
 
 // Sent with secs 3000 by the sender 77, of type 1026.
@@ -41,7 +45,7 @@ std::function<int32_t(scene &)> serving(const record_fields &fields);
 // 20: 40 bytes of type 1024, 80: 60 of type 1030, 160: 40 of type 1025, and the end at 220.
 image short_ring();
 
-std::vector<uint32_t> every(uint32_t step, uint32_t first, uint32_t last);
+offsets every(uint32_t step, uint32_t first, uint32_t last);
 
 // The answer and the end of the message.
 sequel answered(uint32_t answer, const ending &ends);
@@ -73,7 +77,7 @@ call_table open_rows(const record_file &file,
 row status_row(const record_file &file, const sequel &anew);
 
 // The entry headers that space making walks over.
-call_table walk_rows(const record_file &file, const std::vector<uint32_t> &offsets);
+call_table walk_rows(const record_file &file, const offsets &walked);
 
 // The read of the global header.
 call_table gheader_read_rows(const record_file &file);

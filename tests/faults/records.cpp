@@ -12,40 +12,30 @@ namespace {
 const event_list no_null_entry = {"! ERROR: Failed to add a null entry at the end."};
 
 // Behind the last entry of a ring that has not wrapped.
-workload append() {
+workload appending(const std::string &name, uint8_t sync, const sequel &anew) {
   call_table rows = message_rows();
-  rows.push_back(status_row(ring_7, made_anew(file_7, "E1026/24", 22)));
-  add(rows, open_rows(ring_7, 1));
+  rows.push_back(status_row(ring_7, anew));
+  add(rows, open_rows(ring_7, sync));
   add(rows, gheader_read_rows(ring_7));
   add(rows, entry_rows({ring_7, 1026, 220, 22, not_added, "lseek 0"}));
   add(rows, gheader_write_rows(ring_7, "20..264"));
   add(rows, answer_rows({.counted = true}));
-  return {.name = "append",
+  return {.name = name,
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
-          .operate = serving(new_record(7, 22, 1)),
+          .operate = serving(new_record(7, 22, sync)),
           .expected = rows,
           .ends = {.counted = true}};
+}
+
+workload append() {
+  return appending("append", 1, made_anew(file_7, "E1026/24", 22));
 }
 
 // The same, and the sender waits for the flash.
 workload append_sync() {
   const event_list sync = {"! ERROR: For " + file_7 + " resp needed with SYNC flags 1042."};
-  call_table rows = message_rows();
-  rows.push_back(status_row(ring_7, sync + made_anew(file_7, "E1026/24", 22, "1042")));
-  add(rows, open_rows(ring_7, 2));
-  add(rows, gheader_read_rows(ring_7));
-  add(rows, entry_rows({ring_7, 1026, 220, 22, not_added, "lseek 0"}));
-  add(rows, gheader_write_rows(ring_7, "20..264"));
-  add(rows, answer_rows({.counted = true}));
-  return {.name = "append-sync",
-          .file_type = 7,
-          .files = {{7, short_ring()}},
-          .prepare = nullptr,
-          .operate = serving(new_record(7, 22, 2)),
-          .expected = rows,
-          .ends = {.counted = true}};
+  return appending("append-sync", 2, sync + made_anew(file_7, "E1026/24", 22, "1042"));
 }
 
 // The first record of a file.
@@ -77,8 +67,6 @@ workload create() {
   add(rows, answer_rows(ends));
   return {.name = "create",
           .file_type = 7,
-          .files = {},
-          .prepare = nullptr,
           .operate = serving(new_record(7, 22, 1)),
           .expected = rows,
           .ends = ends};
@@ -111,7 +99,6 @@ workload append_wrap() {
   return {.name = "append-wrap",
           .file_type = 7,
           .files = {{7, nearly_full_ring()}},
-          .prepare = nullptr,
           .operate = serving(new_record(7, 150, 1)),
           .expected = rows,
           .ends = {.counted = true}};
@@ -138,7 +125,6 @@ workload append_full() {
   return {.name = "append-full",
           .file_type = 6,
           .files = {{6, full_ring()}},
-          .prepare = nullptr,
           .operate = serving(new_record(6, 478, 1)),
           .expected = rows,
           .ends = {.counted = true}};

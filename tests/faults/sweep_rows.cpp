@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "tests/faults/ring_image.h"
+
 namespace vesk::test {
 
 std::function<int32_t(scene &)> asking_for(uint32_t file_type, uint32_t entries) {
@@ -66,9 +68,21 @@ call_table sweep_gheader_rows(const swept_file &file, const std::string &header,
           ignored("close")};
 }
 
-event_list probes(const std::vector<uint32_t> &offsets) {
+image wrapped_ring() {
+  ring_image ring(capacity_7, links::right);
+  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
+  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
+  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
+  return ring.null(152, 2000).file(4520, 4020);
+}
+
+image kernel_ring() {
+  return ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80);
+}
+
+event_list probes(const offsets &probed) {
   event_list all;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : probed) {
     all.push_back("lseek " + std::to_string(offset));
     all.push_back("read 20");
   }

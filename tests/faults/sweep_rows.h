@@ -48,8 +48,18 @@ struct tear {
 // The global header that ends a repair. That it fails changes nothing.
 call_table sweep_gheader_rows(const swept_file &file, const std::string &header, tear tear);
 
+// Physically: seven entries of 500 bytes from 20 on, 476 bytes at 3520, 24 at 3996; then, an hour
+// older, eight of 500 bytes from 4020 on, and a null entry at 8020. The first of the older ones is
+// not in the ring any longer.
+image wrapped_ring();
+inline const offsets newer = {20, 520, 1020, 1520, 2020, 2520, 3020, 3520, 3996};
+inline const offsets older = {4020, 4520, 5020, 5520, 6020, 6520, 7020, 7520};
+constexpr uint32_t oldest = 4020, tail = 8020, newest = 3996;
+
+image kernel_ring();
+
 // Events: "lseek 20", "read 20", and so on for each.
-event_list probes(const std::vector<uint32_t> &offsets);
+event_list probes(const offsets &probed);
 
 std::string lseek_line(uint32_t offset);  // with a newline, as the sweep's own calls have it
 

@@ -11,8 +11,6 @@ namespace vesk::test {
 
 namespace {
 
-const std::string kernel = "/mnt/vesk/kernel.log";
-
 const swept_file without_message = {file_7, 7, {"heartbeat 0"}};
 
 // ---- Damage between entries.
@@ -86,8 +84,8 @@ call_table link_rows(const link_failures &f) {
 workload recover_global_gap() {
   const sequel lost =
       event_list{"! ERROR: Add NULL ent failed \n", pass_failed("first", 2)} + given_up(swept_7);
-  const event_list second = {phase("second pass start ", 20, 244)};
-  const event_list broken_off = event_list{pass_failed("first", 1)} + second;
+  const std::string second_pass = phase("second pass start ", 20, 244);
+  const event_list broken_off = {pass_failed("first", 1), second_pass};
   const sequel empty_by_seek =
       broken_off + event_list{"lseek 20", lseek_line(20)} + rebuilt_unwritten(20, 20);
   const sequel empty_by_read =
@@ -109,11 +107,13 @@ workload recover_global_gap() {
     }
   }
   rows.push_back({adding});
-  add(rows, null_entry_rows(lost, event_list{updating} + link_calls + probes({184}) + second +
-                                      probes({20, 80}) + rebuilt(20, 80)));
+  add(rows,
+      null_entry_rows(lost, event_list{updating} + link_calls + probes({184}) +
+                                event_list{second_pass} + probes({20, 80}) + rebuilt(20, 80)));
   rows.push_back({updating});
-  const event_list whole_ring = probes({184}) + second + probes({20, 80, 124, 184});
-  const event_list up_to_link = probes({184}) + second + probes({20, 80, 124});
+  const event_list whole_ring =
+      probes({184}) + event_list{second_pass} + probes({20, 80, 124, 184});
+  const event_list up_to_link = probes({184}) + event_list{second_pass} + probes({20, 80, 124});
   add(rows,
       link_rows({.untouched = whole_ring + rebuilt(20, 244),
                  .broken = up_to_link + rebuilt(20, 124),
@@ -127,7 +127,7 @@ workload recover_global_gap() {
   add(rows, probe_rows(184, first_pass_read(184),
                        {broken_off + probes({20, 80, 124}) + rebuilt(20, 124), empty_by_seek,
                         empty_by_read}));
-  rows.push_back({second.front()});
+  rows.push_back({second_pass});
   for (const uint32_t offset : {20u, 80u, 124u}) {
     add(rows,
         probe_rows(offset, second_pass_read(offset),
@@ -139,7 +139,6 @@ workload recover_global_gap() {
   return {.name = "recover-global-gap",
           .file_type = 7,
           .files = {{7, ring_with_gap()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
           .expected = rows};
 }
@@ -191,7 +190,6 @@ workload recover_entries() {
   return {.name = "recover-entries",
           .file_type = 7,
           .files = {{7, ring_with_gap()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 1),
           .expected = rows};
 }
@@ -233,7 +231,6 @@ workload recover_start() {
   return {.name = "recover-start",
           .file_type = 7,
           .files = {{7, ring}},
-          .prepare = nullptr,
           .operate = asking_for(7, 2),
           .expected = rows};
 }
@@ -248,16 +245,16 @@ workload recover_kernel() {
                                 "heartbeat 0", "drop"};
   call_table rows = message_rows({}, {{25, 2}});
   rows.push_back(ignored("heartbeat 1"));
-  add(rows, sweep_open_rows({kernel, 21, next_type}));
+  add(rows, sweep_open_rows({file_21, 21, next_type}));
   add(rows, sweep_tail_rows());
   // A status call that fails for ever with EIO fails for the other type as well.
   return {.name = "recover-kernel",
           .file_type = 7,
-          .files = {{21, ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80)}},
+          .files = {{21, kernel_ring()}},
           .prepare = [](scene &) { vesk_file_sanity[25] = 2; },
           .operate = asking_for(21, 0),
           .expected = rows,
-          .ends = {.marks = {{21, 3}, {25, 2}}, .open = {kernel}}};
+          .ends = {.marks = {{21, 3}, {25, 2}}, .open = {file_21}}};
 }
 
 // The global header does not hold. Where the removal does not start, the file stays, and the next
@@ -286,7 +283,6 @@ workload recover_torn() {
   return {.name = "recover-torn",
           .file_type = 7,
           .files = {{7, damaged}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
           .expected = rows,
           .ends = {.removed = {file_7}}};

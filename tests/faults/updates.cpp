@@ -17,9 +17,9 @@ record_fields update_of(uint16_t type, uint32_t instance) {
 }
 
 // The headers that the search reads. A search that fails has no line of its own behind that.
-call_table search_rows(const std::vector<uint32_t> &offsets) {
+call_table search_rows(const offsets &searched) {
   call_table rows;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : searched) {
     const event_list seek = {"! ERROR: lseek failed to seek " + std::to_string(offset) +
                              ", errno = %e"};
     const event_list read = {"! ERROR: ehdr read fails errno %e"};
@@ -40,7 +40,7 @@ row status_before_update(const std::string &type) {
 }
 
 workload update_workload(const std::string &name, const record_fields &fields,
-                         const std::vector<uint32_t> &searched) {
+                         const offsets &searched) {
   call_table rows = message_rows();
   rows.push_back(status_before_update("1030"));
   add(rows, open_rows(ring_7, 1));
@@ -53,7 +53,6 @@ workload update_workload(const std::string &name, const record_fields &fields,
   return {.name = name,
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = serving(fields),
           .expected = rows};
 }
@@ -80,7 +79,6 @@ workload update_missing() {
   return {.name = "update-missing",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = serving(update_of(1031, 0)),
           .expected = rows,
           .ends = {.counted = true}};

@@ -1,4 +1,6 @@
 // The examination of the files at a first start. Three are there, and all of them are sound.
+#include <algorithm>
+
 #include "recovery/vesk_validate.h"
 #include "tests/faults/record_rows.h"
 #include "tests/faults/ring_image.h"
@@ -9,8 +11,6 @@
 namespace vesk::test {
 
 namespace {
-
-using offsets = std::vector<uint32_t>;
 
 // What a sweep finds and writes when nothing fails; the old end, and the new ring.
 struct swept_ring {
@@ -52,29 +52,13 @@ image nruda_ring() {
   return ring_image(0x40000, links::right).entry(1024, 40, 1001).entry(1025, 4, 1002).file(20, 104);
 }
 
-// A ring that has wrapped: from 20 on seven entries of 500 bytes, 476 bytes at 3520, 24 at 3996;
-// then, older, eight of 500 bytes from 4020 on, and a null entry at 8020. It starts at 4520.
-const offsets newer = {20, 520, 1020, 1520, 2020, 2520, 3020, 3520, 3996};
-const offsets older = {4020, 4520, 5020, 5520, 6020, 6520, 7020, 7520, 8020};
-
 // A sweep that meets the older ones again takes them for a part of the ring.
-const present_file temperature = {
-    7, file_7, "! ERROR: vesk_check_file_corrupted start 20 end 20 max 8192 \n",
-    sweep_of({file_7, 8192, 8192, newer + older, older + newer, 4020, 3996})};
+const present_file temperature = {7, file_7,
+                                  "! ERROR: vesk_check_file_corrupted start 20 end 20 max 8192 \n",
+                                  sweep_of({file_7, 8192, 8192, newer + older + offsets{tail},
+                                            older + offsets{tail} + newer, oldest, newest})};
 
-image temperature_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
-}
-
-const present_file kernel = {21, "/mnt/vesk/kernel.log", "", {}};
-
-image kernel_ring() {
-  return ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80);
-}
+const present_file kernel = {21, file_21, "", {}};
 
 const std::vector<const present_file *> present_files = {&nruda, &temperature, &kernel};
 
@@ -82,16 +66,9 @@ std::string stat_of(uint32_t file_type) {
   return "stat " + path_of(file_type);
 }
 
-uint32_t behind(uint32_t file_type) {
-  for (const uint32_t other : known_types) {
-    if (other > file_type) return other;
-  }
-  return 0;
-}
-
 // From the next type on, as when nothing fails.
 rest::from next_types(const present_file &file) {
-  return {stat_of(behind(file.file_type))};
+  return {stat_of(*std::upper_bound(known_types.begin(), known_types.end(), file.file_type))};
 }
 
 // All types behind that one, where each file that is there takes a way of its own.
@@ -317,8 +294,7 @@ workload validate() {
   add(rows, absent_rows(21, 64));
   return {.name = "validate",
           .file_type = 7,
-          .files = {{2, nruda_ring()}, {7, temperature_ring()}, {21, kernel_ring()}},
-          .prepare = nullptr,
+          .files = {{2, nruda_ring()}, {7, wrapped_ring()}, {21, kernel_ring()}},
           .operate = [](scene &) { return vesk_validate_files(); },
           .expected = rows};
 }

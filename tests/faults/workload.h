@@ -14,9 +14,9 @@ namespace vesk::test {
 
 struct workload {
   std::string name;
-  uint32_t file_type;               // that the record behind it goes to
-  std::map<uint32_t, image> files;  // by file type
-  std::function<void(scene &)> prepare;
+  uint32_t file_type;                    // that the record behind it goes to
+  std::map<uint32_t, image> files = {};  // by file type
+  std::function<void(scene &)> prepare = {};
   std::function<int32_t(scene &)> operate;
   call_table expected;  // when nothing fails, and for each failure
   ending ends = {};     // when nothing fails

@@ -3,30 +3,12 @@
 
 #include "tests/faults/gheader_rows.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
 
 namespace vesk::test {
 
 namespace {
-
-// Physically: seven entries of 500 bytes from 20 on, 476 bytes at 3520, 24 at 3996; then, an hour
-// older, eight of 500 bytes from 4020 on, and a null entry at 8020. The first of the older ones is
-// not in the ring any longer.
-image wrapped_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
-}
-
-const std::vector<uint32_t> newer = {20, 520, 1020, 1520, 2020, 2520, 3020, 3520, 3996};
-const std::vector<uint32_t> older = {4020, 4520, 5020, 5520, 6020, 6520, 7020, 7520};
-constexpr uint32_t oldest = 4020, tail = 8020, newest = 3996;
-
-using offsets = std::vector<uint32_t>;
 
 offsets head_of(const offsets &all, size_t count) {
   return {all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count)};
@@ -99,7 +81,6 @@ workload recover_global() {
   return {.name = "recover-global",
           .file_type = 7,
           .files = {{7, wrapped_ring()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
           .expected = rows};
 }
