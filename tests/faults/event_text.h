@@ -15,7 +15,7 @@ struct sent_message;
 // 240".
 std::string text_of_write(uint32_t offset, std::span<const uint8_t> written);
 
-// A call of the platform, told shortly: "start rm FILE" does not wait and "run rm FILE" does,
+// A call of the platform, in short: "start rm FILE" does not wait and "run rm FILE" does,
 // "answer 1" is a result, "note sent" the sending as it is noted in the history. Empty for calls
 // that are of no interest here. `last_sent` is what a call that sends has sent.
 std::string text_of_platform_call(const std::string &call, const sent_message *last_sent);

@@ -128,8 +128,8 @@ int32_t take_status(scene &) {
   return result;
 }
 
-// A remount goes on whatever becomes of its steps, and the caller sees the status call's own errno.
-// Only EIO leads to one.
+// A remount goes on whether or not its steps succeed, and the caller sees the status call's own
+// errno. Only EIO leads to one.
 workload status() {
   const call_table rows = {{"stat " + file_7, {{any_error(), {.events = {"errno %e"}}}}},
                            {"stat /kyte_mounted", {{any_error(), {.events = {"errno 5"}}}}},
@@ -146,7 +146,7 @@ workload status() {
           .ends = {.result = -1}};
 }
 
-// The fourth remount is reported, and the report is nobody's condition.
+// The fourth remount is reported; nothing depends on the report.
 workload fourth_remount() {
   const call_table rows = {
       {"stat /kyte_mounted", {{any_error(), {.ends = ending{.result = -1}}}}},

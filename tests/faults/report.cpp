@@ -51,7 +51,7 @@ fault_count &row_of(const std::string &name, report &to) {
 
 }  // namespace
 
-std::string sentence_of(const fault_point &point, const failure &failure, lasting lasts) {
+std::string in_words(const fault_point &point, const failure &failure, lasting lasts) {
   const bool is_transfer = point.kind == "read" || point.kind == "write";
   std::string text = "the " + ordinal(point.number) + " " + point.kind;
   text += failure.result == -1 ? " fails with " : is_transfer ? " stops at " : " returns ";
@@ -70,7 +70,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
     ++tail;
   }
   const bool differs = expected.size() != found.size() || head < found.size();
-  std::string text = workload.name + ": " + sentence_of(point, failure, lasts) + "\n";
+  std::string text = workload.name + ": " + in_words(point, failure, lasts) + "\n";
   for (size_t i = 0; i < head; ++i) {
     text += (i == point.row ? "  -> " : "     ") + on_one_line(found[i]);
   }
@@ -109,7 +109,7 @@ std::string as_table(const std::vector<fault_count> &rows) {
   name("call");
   for (const char *column : columns) out << std::setw(column_width) << column;
   out << "\n";
-  const auto tell = [&](const fault_count &row) {
+  const auto print = [&](const fault_count &row) {
     name(row.name);
     out << std::setw(column_width) << row.faults;
     for (const uint64_t count : row.effects) out << std::setw(column_width) << count;
@@ -120,10 +120,10 @@ std::string as_table(const std::vector<fault_count> &rows) {
   };
   fault_count all{.name = "all"};
   for (const fault_count &row : rows) {
-    tell(row);
+    print(row);
     all.add(row);
   }
-  tell(all);
+  print(all);
   return out.str();
 }
 

@@ -30,7 +30,7 @@ const std::string updating = "! Updating eheader at 124 with size 24\n";
 const event_list link_calls = {"lseek 124", "read 20", "lseek 124", "write !E1025/40 at 124"};
 
 // The null entry over the damage; `failed` follows the lines of the writer. `behind_missing_header`
-// is what follows where its header was not written and nobody knows.
+// is what follows where its header was not written, unnoticed.
 call_table null_entry_rows(const sequel &failed, const sequel &behind_missing_header) {
   const event_list body = {"! ERROR: Write failed etype 0 len 24 errno %e."};
   return {

@@ -1,7 +1,7 @@
 // What is expected: a table for each workload, written out by hand.
 //
 // A table's rows are the events of the workload when nothing fails, in their order: calls as
-// event_text.h tells them, and error lines behind "! ". Behind a call stand the rules for its
+// event_text.h writes them, and error lines behind "! ". Behind a call stand the rules for its
 // failures: which failures, and what follows then.
 #pragma once
 

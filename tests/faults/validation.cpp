@@ -197,7 +197,7 @@ call_table marking_probe_rows(const present_file &file, uint32_t offset, const p
          lines.read + marked(file) + types_behind(type, reads_are_short) + no_read + all}}}};
 }
 
-// The headers from the start on. A failed read tells the header before it.
+// The headers from the start on. A failed read reports the header before it.
 struct header {
   uint32_t offset;
   std::string fields;  // uuid, type, size, flags
