@@ -1,4 +1,4 @@
-// The ways in which a call fails, and how they are told.
+// The ways in which a call fails, and how they are written.
 #pragma once
 
 #include <cstddef>

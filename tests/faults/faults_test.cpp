@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "platform/program.h"
 #include "tests/faults/event_text.h"
 #include "tests/faults/report.h"
 #include "tests/faults/ring_image.h"
@@ -26,13 +27,13 @@ workload named(const std::string &name) {
 }
 
 // An operation of the test's own, on a file of type 7 with an entry from 20 to 80.
-workload made_of(std::function<int32_t()> operation, call_table expected) {
+workload made_of(std::function<int32_t()> operation, call_table expected, ending ends = {}) {
   return {.name = "test",
           .file_type = 7,
           .files = {{7, ring_image(8192, links::none).entry(1024, 40, 1).file(20, 80)}},
-          .prepare = nullptr,
           .operate = [operation](scene &) { return operation(); },
-          .expected = std::move(expected)};
+          .expected = std::move(expected),
+          .ends = std::move(ends)};
 }
 
 trial_result run(const workload &workload, const std::string &kind, uint32_t number,
@@ -51,63 +52,83 @@ std::string picture(const workload &workload, size_t point, const failure &failu
   return picture_of(workload, at, failure, lasting::once, trials.run(at, failure, lasting::once));
 }
 
-row &row_of(workload &workload, const std::string &event) {
-  const auto found = std::find_if(workload.expected.begin(), workload.expected.end(),
-                                  [&](const row &row) { return row.event == event; });
-  if (found == workload.expected.end()) throw std::out_of_range(event);
-  return *found;
+// Writes over the global header.
+int32_t write_at_front() {
+  const int fd = open(path, O_RDWR);
+  const ssize_t count = write(fd, "abcd", 4);
+  close(fd);
+  return count == 4 ? 0 : -1;
 }
+
+const row opened = {"open " + std::string(path) + " 2"};
+
+workload writing(const std::vector<rule> &rules) {
+  return made_of(write_at_front, {opened, {"write 4 bytes at 0", rules}, {"close"}});
+}
+
+const sequel closed_and_refused = {.events = {"close"}, .ends = ending{.result = -1}};
 
 using lines = std::vector<std::string>;
 
 TEST(Faults, a_run_that_goes_as_the_table_says_breaks_nothing) {
   const trial_result result = run(named("append"), "write", 2, {-1, ENOSPC});
   EXPECT_EQ(result.broken, lines());
-  EXPECT_EQ(result.ended, ending::refused);
-  EXPECT_EQ(result.found.back(), "= -1, code 2");
+  EXPECT_EQ(result.effect, fault_effect::refused);
+  EXPECT_EQ(result.found.ends, (ending{.result = -1, .code = 2}));
+}
+
+TEST(Faults, a_call_that_follows_unexpectedly_is_found) {
+  const workload workload = writing({{any_error(), {.ends = ending{.result = -1}}}});
+  EXPECT_EQ(run(workload, "write", 1, {-1, ENOSPC}).broken, lines{"it went otherwise"});
 }
 
 TEST(Faults, a_file_that_is_removed_instead_of_kept_is_found) {
-  workload workload = named("append");
-  row_of(workload, "write 22 bytes at 240").rules = {{any_error(), {"close", "= -1"}}};
-  EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken, lines{"it went otherwise"});
+  const auto remove_unwritten = [] {
+    const int32_t result = write_at_front();
+    if (result != 0) execute_program_and_let_go("/bin/rm", path, nullptr);
+    return result;
+  };
+  const std::string removal = "start rm " + std::string(path);
+  const auto broken = [&](const ending &ends) {
+    const rule removed = {any_error(), {.events = {"close", removal}, .ends = ends}};
+    const call_table table = {opened, {"write 4 bytes at 0", {removed}}, {"close"}};
+    return run(made_of(remove_unwritten, table), "write", 1, {-1, ENOSPC}).broken;
+  };
+  EXPECT_EQ(broken({.result = -1, .removed = {path}}), lines());
+  EXPECT_EQ(broken({.result = -1}), lines{"it went otherwise"});
 }
 
 TEST(Faults, a_failure_that_no_rule_names_is_found) {
-  workload workload = named("append");
-  row_of(workload, "write 22 bytes at 240").rules = {{on({ENOSPC}), {"close"}}};
-  EXPECT_EQ(run(workload, "write", 2, {-1, EIO}).broken,
+  const workload workload = writing({{on({ENOSPC}), closed_and_refused}});
+  EXPECT_EQ(run(workload, "write", 1, {-1, ENOSPC}).broken, lines());
+  EXPECT_EQ(run(workload, "write", 1, {-1, EFBIG}).broken,
             lines{"the table does not say what is expected then"});
 }
 
 TEST(Faults, a_table_that_misses_a_call_is_found_without_a_fault) {
-  workload workload = named("append");
-  workload.expected.erase(workload.expected.begin() + 4);
+  const workload workload = made_of(write_at_front, {opened, {"close"}});
   const trials trials(workload);
   ASSERT_FALSE(trials.broken().empty());
   EXPECT_EQ(trials.broken().front(), "without a fault, the calls are not those of the table");
   EXPECT_TRUE(trials.points().empty());
 }
 
+// Two bytes of four tear the global header.
 TEST(Faults, a_next_record_that_is_refused_unexpectedly_is_found) {
-  workload workload = named("append-to-torn");
-  for (row &row : workload.expected) {
-    for (rule &rule : row.rules) rule.refused_next.clear();
-  }
-  EXPECT_EQ(run(workload, "close", 1, {-1, EIO}).broken,
+  const workload workload = writing({{counts(2, 2), closed_and_refused}});
+  EXPECT_EQ(run(workload, "write", 1, {2, 0}).broken,
             lines{"the next record was refused: ! ERROR: ghdr may be corrupt 4242"});
 }
 
 TEST(Faults, a_next_record_that_is_stored_unexpectedly_is_found) {
-  workload workload = named("append");
-  row_of(workload, "close").rules.front().refused_next = "ERROR: some reason";
-  EXPECT_EQ(run(workload, "close", 1, {-1, EIO}).broken,
+  const workload workload = writing({{any_error(), closed_and_refused, "ERROR: some reason"}});
+  EXPECT_EQ(run(workload, "write", 1, {-1, ENOSPC}).broken,
             lines{"the next record was not refused, as it should be for \"ERROR: some reason\""});
 }
 
 TEST(Faults, a_descriptor_that_stays_open_is_found) {
   const auto open_only = [] { return open(path, O_RDWR) < 0 ? -1 : 0; };
-  const workload workload = made_of(open_only, {{"open " + std::string(path) + " 2"}, {"= 0"}});
+  const workload workload = made_of(open_only, {opened});
   EXPECT_EQ(trials(workload).broken().back(), "  * = 0   |   = 0, open temperature_err.log");
 }
 
@@ -119,11 +140,8 @@ TEST(Faults, a_write_beyond_the_capacity_is_found) {
     close(fd);
     return count == 4 ? 0 : -1;
   };
-  const workload workload = made_of(write_far, {{"open " + std::string(path) + " 2"},
-                                                {"lseek 8190"},
-                                                {"write 4 bytes at 8190"},
-                                                {"close"},
-                                                {"= 0"}});
+  const workload workload =
+      made_of(write_far, {opened, {"lseek 8190"}, {"write 4 bytes at 8190"}, {"close"}});
   EXPECT_EQ(trials(workload).broken(),
             lines{"4 bytes written at 8190, beyond the capacity of " + std::string(path)});
 }
@@ -136,10 +154,7 @@ TEST(Faults, an_operation_that_would_not_end_is_stopped) {
     for (int n = 0; n < 150'000 && read(fd, buf, sizeof buf) < 0;) ++n;
     return close(fd);
   };
-  const workload workload = made_of(insist, {{"open " + std::string(path) + " 2"},
-                                             {"read 20", {{any_error(), {the_rest}}}},
-                                             {"close"},
-                                             {"= 0"}});
+  const workload workload = made_of(insist, {opened, ignored("read 20"), {"close"}});
   const lines broken = run(workload, "read", 1, {-1, EIO}, lasting::for_ever).broken;
   EXPECT_NE(std::find(broken.begin(), broken.end(), "it would not end"), broken.end());
 }
@@ -147,7 +162,8 @@ TEST(Faults, an_operation_that_would_not_end_is_stopped) {
 TEST(Faults, an_input_error_mounts_the_flash_again_before_anything_else) {
   workload workload = named("append");
   const trial_result once = run(workload, "read", 1, {-1, EIO});
-  EXPECT_EQ(lines(once.found.begin() + 6, once.found.begin() + 10),
+  const event_list &found = once.found.events;
+  EXPECT_EQ(lines(found.begin() + 6, found.begin() + 10),
             (lines{"stat /kyte_mounted", "run rm /kyte_mounted", "run umount /mnt/vesk/",
                    "start /vamo/bin/kytemount"}));
   EXPECT_TRUE(once.remounted);
@@ -155,19 +171,35 @@ TEST(Faults, an_input_error_mounts_the_flash_again_before_anything_else) {
 }
 
 TEST(Faults, a_picture_has_an_arrow_and_both_sides) {
-  workload workload = named("statistics");
-  row_of(workload, "answer of 21896 bytes").rules = {{any_error(), {"drop twice", "= 0"}}};
-  EXPECT_EQ(picture(workload, 2, {-1, EBADF}),
-            "statistics: the 1st ipq_send fails with EBADF, once\n"
-            "     receive\n"
-            "     stat /kyte_mounted\n"
-            "  -> answer of 21896 bytes\n"
+  const workload workload =
+      writing({{any_error(), {.events = {"close twice"}, .ends = ending{.result = -1}}}});
+  EXPECT_EQ(picture(workload, 1, {-1, ENOSPC}),
+            "test: the 1st write fails with ENOSPC, once\n"
+            "     open /mnt/vesk/temperature_err.log 2\n"
+            "  -> write 4 bytes at 0\n"
             "   expected:\n"
-            "     - drop twice\n"
+            "     - close twice\n"
             "   found:\n"
-            "     + drop\n"
-            "     = 0\n"
+            "     + close\n"
+            "     = -1\n"
             "  it went otherwise\n");
+}
+
+TEST(Faults, an_ending_is_told_with_all_that_is_not_as_usual) {
+  EXPECT_EQ(as_text(ending{}), "= 0");
+  EXPECT_EQ(
+      as_text(ending{.result = -1,
+                     .code = 3,
+                     .counted = true,
+                     .cleared = true,
+                     .made = {"/mnt/vesk/nruda.log"},
+                     .removed = {path},
+                     .marks = {{7, 1}, {21, 3}},
+                     .open = {"/mnt/vesk/kernel.log"},
+                     .no_directory = true,
+                     .up_failures = 2}),
+      "= -1, code 3, counted, cleared, made nruda.log, gone temperature_err.log, marked 7: 1, "
+      "marked 21: 3, open kernel.log, no directory, UP failed 2 times");
 }
 
 TEST(Faults, a_read_of_a_header_fails_in_every_way) {

@@ -8,18 +8,25 @@ namespace {
 
 const std::string max_7 = " max 8192";
 
-}  // namespace
-
-event_list rebuilt(uint32_t start, uint32_t end) {
-  const std::string from = std::to_string(start), to = std::to_string(end);
-  return event_list{"! Updating gheader start " + from + " end " + to + max_7 + ".\n", "lseek 0",
-                    "write header " + from + ".." + to, "close"} +
-         done(swept_7);
+std::string updating(uint32_t start, uint32_t end) {
+  return "! Updating gheader start " + std::to_string(start) + " end " + std::to_string(end) +
+         max_7 + ".\n";
 }
 
-event_list rebuilt_unwritten(uint32_t start, uint32_t end) {
-  return event_list{rebuilt(start, end)[0], "lseek 0",
-                    "! ERROR: lseek failed to seek 0, errno = %e", "close"} +
+}  // namespace
+
+event_list writing(uint32_t start, uint32_t end) {
+  return {updating(start, end), "lseek 0",
+          "write header " + std::to_string(start) + ".." + std::to_string(end)};
+}
+
+sequel rebuilt(uint32_t start, uint32_t end) {
+  return writing(start, end) + event_list{"close"} + done(swept_7);
+}
+
+sequel rebuilt_unwritten(uint32_t start, uint32_t end) {
+  return event_list{updating(start, end), "lseek 0", "! ERROR: lseek failed to seek 0, errno = %e",
+                    "close"} +
          done(swept_7);
 }
 

@@ -11,9 +11,8 @@ namespace vesk::test {
 
 namespace {
 
-row ends_start(const std::string &call, const event_list &lines, uint32_t status) {
-  const event_list then = lines + event_list{"= " + std::to_string(status)};
-  return {call, {{any_error(), then}, {other_results(), then}}};
+row ends_start(const std::string &call, const event_list &lines, int32_t status) {
+  return {call, {{any_error(), {.events = lines, .ends = ending{.result = status}}}}};
 }
 
 workload migrate() {
@@ -23,8 +22,9 @@ workload migrate() {
   const event_list migration = {"stat /mnt/vesk/", "stat /mnt/qvd/vesk/",
                                 "run /bin/mv /mnt/qvd/vesk/* /mnt/vesk/", "rmdir /mnt/qvd/vesk/",
                                 "sync"};
-  const event_list no_directory = {"! ERROR: Failed to stat dir /mnt/vesk/ 2\n", up, "note sent",
-                                   "= 0, no directory"};
+  const sequel no_directory = {
+      .events = {"! ERROR: Failed to stat dir /mnt/vesk/ 2\n", up, "note sent"},
+      .ends = ending{.no_directory = true}};
   call_table rows;
   rows.push_back(ends_start("sigaction", {"! ERROR: Failed sigaction for signal SIGTERM\n"}, 2));
   rows.push_back({"signal"});
@@ -39,30 +39,31 @@ workload migrate() {
   rows.push_back(
       {up,
        {{only_once(any_error()),
-         {not_up, rest_from_until_end("heartbeat 0"), "= 0, UP failed 1 times"}},
+         {.events = {not_up}, .rest = rest::from{"heartbeat 0"}, .ends = ending{.up_failures = 1}}},
         {any_error(),
-         event_list{not_up, "heartbeat 0", "stat /vamo-upgrade/vamo.bin", "card_get_slot_num"} +
-             migration + event_list{up, not_up, "= 0, UP failed 2 times"}}}});
+         {.events = event_list{not_up, "heartbeat 0", "stat /vamo-upgrade/vamo.bin",
+                               "card_get_slot_num"} +
+                    migration + event_list{up, not_up},
+          .ends = ending{.up_failures = 2}}}}});
   rows.push_back({"note sent"});
   rows.push_back(ignored("heartbeat 0"));
   // The upgrade image counts as absent; but where no status can be had at all, neither can that of
   // the directories.
   rows.push_back(
       {"stat /vamo-upgrade/vamo.bin",
-       {{only_once(any_error()), {the_rest}},
+       {{only_once(any_error()), {.rest = rest::all{}}},
         {on({ENOENT}), event_list{"card_get_slot_num", "stat /mnt/vesk/"} + no_directory},
-        {any_error(), {"card_get_slot_num", "stat /mnt/vesk/", up, "note sent", "= 0"}}}});
+        {any_error(), {.events = {"card_get_slot_num", "stat /mnt/vesk/", up, "note sent"}}}}});
   rows.push_back(
       ends_start("card_get_slot_num", {"! ERROR: Failed to get card slot num  errno %e\n"}, 8));
   rows.push_back(
-      {"stat /mnt/vesk/", {{on({ENOENT}), no_directory}, {any_error(), {rest_from(up)}}}});
-  rows.push_back({"stat /mnt/qvd/vesk/", {{any_error(), {rest_from(up)}}}});
+      {"stat /mnt/vesk/", {{on({ENOENT}), no_directory}, {any_error(), {.rest = rest::from{up}}}}});
+  rows.push_back({"stat /mnt/qvd/vesk/", {{any_error(), {.rest = rest::from{up}}}}});
   rows.push_back(ignored("run /bin/mv /mnt/qvd/vesk/* /mnt/vesk/"));
   rows.push_back(ignored("rmdir /mnt/qvd/vesk/"));
   rows.push_back({"sync"});
-  rows.push_back({up, {{any_error(), {not_up, "= 0, UP failed 1 times"}}}});
+  rows.push_back({up, {{any_error(), {.events = {not_up}, .ends = ending{.up_failures = 1}}}}});
   rows.push_back({"note sent"});
-  rows.push_back({"= 0"});
   return {.name = "migrate",
           .file_type = 7,
           .files = {{7, short_ring()}},

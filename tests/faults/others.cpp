@@ -1,10 +1,10 @@
 // Clearing, statistics, and the flash itself.
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "daemon/vesk_flash_control.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/remount.h"
 #include "tests/faults/workload.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
@@ -12,8 +12,6 @@
 namespace vesk::test {
 
 namespace {
-
-const std::string file_2 = "/mnt/vesk/nruda.log";
 
 std::function<int32_t(scene &)> clearing(uint16_t file_type) {
   return [=](scene &scene) {
@@ -25,93 +23,97 @@ std::function<int32_t(scene &)> clearing(uint16_t file_type) {
 }
 
 // The answer to a command. That it was not sent is logged.
-call_table command_answer_rows(const std::string &answer, const std::string &end) {
+call_table command_answer_rows(const std::string &answer) {
   return {{answer,
            {{any_error(),
-             {"! ERROR: Failed to snd response to KYTE for IPQ_OPC_VESK_COMMAND\n", "drop", end}}}},
+             {.events = {"! ERROR: Failed to snd response to KYTE for IPQ_OPC_VESK_COMMAND\n",
+                         "drop"}}}}},
           {"note sent"},
-          {"drop", {{any_error(), {"! ERROR: Failed to drop ipq message\n", end}}}},
-          {end}};
+          drop_row()};
 }
 
 // A file whose status cannot be had counts as cleared, and so does one whose removal did not start.
 workload clear() {
   call_table rows = message_rows();
+  const ending kept = {.cleared = true};
   rows.push_back(
-      {"stat " + file_7, {{any_error(), {"answer 3 7 0", "note sent", "drop", "= 0, cleared"}}}});
-  rows.push_back({"start rm " + file_7,
-                  {{any_error(), {rest_until_end, "= 0, cleared"}},
-                   {other_results(), {rest_until_end, "= 0, cleared"}}}});
-  add(rows, command_answer_rows("answer 3 7 0", "= 0, cleared, gone temperature_err.log"));
+      {"stat " + file_7,
+       {{any_error(), {.events = {"answer 3 7 0", "note sent", "drop"}, .ends = kept}}}});
+  rows.push_back({"start rm " + file_7, {{any_error(), {.rest = rest::all{}, .ends = kept}}}});
+  add(rows, command_answer_rows("answer 3 7 0"));
   return {.name = "clear",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = clearing(7),
-          .expected = rows};
+          .expected = rows,
+          .ends = {.cleared = true, .removed = {file_7}}};
 }
 
 // Every type from 0 to 63; most of them have no file, which makes the answer -1 and spares the
 // statistics. Files of types 2 and 7 are there.
-constexpr uint32_t catalogued[] = {1, 2, 3, 4, 5, 6, 7, 21, 22, 25, 29, 30, 33, 34, 35, 36};
+bool is_known(uint32_t file_type) {
+  return std::find(known_types.begin(), known_types.end(), file_type) != known_types.end();
+}
 
-event_list type_events(uint32_t file_type) {
-  for (const uint32_t known : catalogued) {
-    if (known == file_type) return {"stat " + path_of(file_type)};
-  }
-  return {"! ERROR: couldn't get filename for file type " + std::to_string(file_type)};
+std::string type_event(uint32_t file_type) {
+  if (is_known(file_type)) return "stat " + path_of(file_type);
+  return "! ERROR: couldn't get filename for file type " + std::to_string(file_type);
+}
+
+// Where the first call for a type fails for ever: what was removed before stays so; of the files
+// behind it, none is seen.
+sequel none_behind(uint32_t file_type) {
+  event_list unseen, removed;
+  for (uint32_t type = file_type + 1; type < 64; ++type) unseen.push_back(type_event(type));
+  if (file_type > 2) removed.push_back(file_2);
+  if (file_type > 7) removed.push_back(file_7);
+  return {.events = unseen + event_list{"answer 3 0 -1", "note sent", "drop"},
+          .ends = ending{.removed = removed}};
+}
+
+// One of the two files, where the other is removed before it or behind it.
+call_table present_rows(uint32_t file_type, const ending &only_other, const ending &only_before) {
+  return {{type_event(file_type),
+           {{only_once(any_error()),
+             {.rest = rest::from{type_event(file_type + 1)}, .ends = only_other}},
+            {any_error(), none_behind(file_type)}}},
+          {"start rm " + path_of(file_type),
+           {{only_once(any_error()), {.rest = rest::all{}, .ends = only_other}},
+            {any_error(), {.rest = rest::all{}, .ends = only_before}}}}};
 }
 
 workload clear_all() {
-  const std::string gone_2 = ", gone nruda.log", gone_7 = ", gone temperature_err.log";
-  const event_list answer = {"answer 3 0 -1", "note sent", "drop"};
   call_table rows = message_rows();
   for (uint32_t type = 0; type < 64; ++type) {
-    const std::string event = type_events(type).front();
-    if (event.starts_with("! ")) {
-      rows.push_back({event});
-      continue;
-    }
-    // What was removed before stays so; of the files behind it, none is seen.
-    event_list unseen;
-    for (uint32_t other = type + 1; other < 64; ++other) unseen = unseen + type_events(other);
-    const std::string end =
-        std::string("= 0") + (type > 2 ? gone_2 : "") + (type > 7 ? gone_7 : "");
-    const rule for_ever = {any_error(), unseen + answer + event_list{end}};
-    const std::string next = type_events(type + 1).front();
-    if (type == 2 || type == 7) {
-      const std::string other_gone = "= 0" + (type == 2 ? gone_7 : gone_2);
-      const event_list without = {rest_from_until_end(next), other_gone};
-      rows.push_back({event, {{only_once(any_error()), without}, for_ever}});
-      const std::string none_gone = type == 2 ? "= 0" : "= 0" + gone_2;
-      rows.push_back({"start rm " + path_of(type),
-                      {{only_once(any_error()), {rest_until_end, other_gone}},
-                       {only_once(other_results()), {rest_until_end, other_gone}},
-                       {any_error(), {rest_until_end, none_gone}},
-                       {other_results(), {rest_until_end, none_gone}}}});
+    if (type == 2) {
+      add(rows, present_rows(2, {.removed = {file_7}}, {}));
+    } else if (type == 7) {
+      add(rows, present_rows(7, {.removed = {file_2}}, {.removed = {file_2}}));
+    } else if (is_known(type)) {
+      rows.push_back(
+          {type_event(type),
+           {{only_once(any_error()), {.rest = rest::all{}}}, {any_error(), none_behind(type)}}});
     } else {
-      rows.push_back({event, {{only_once(any_error()), {the_rest}}, for_ever}});
+      rows.push_back({type_event(type)});
     }
   }
-  add(rows, command_answer_rows("answer 3 0 -1", "= 0" + gone_2 + gone_7));
+  add(rows, command_answer_rows("answer 3 0 -1"));
   return {.name = "clear-all",
           .file_type = 7,
           .files = {{2, short_ring()}, {7, short_ring()}},
-          .prepare = nullptr,
           .operate = clearing(0),
-          .expected = rows};
+          .expected = rows,
+          .ends = {.removed = {file_2, file_7}}};
 }
 
 workload statistics() {
   call_table rows = message_rows();
-  rows.push_back({"answer of 21896 bytes", {{any_error(), {"drop", "= 0"}}}});
+  rows.push_back({"answer of 21896 bytes", {{any_error(), {.events = {"drop"}}}}});
   rows.push_back({"note sent"});
-  rows.push_back({"drop", {{any_error(), {"! ERROR: Failed to drop ipq message\n", "= 0"}}}});
-  rows.push_back({"= 0"});
+  rows.push_back(drop_row());
   return {.name = "statistics",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = [](scene &scene) { return scene.serve(1152, {}); },
           .expected = rows};
 }
@@ -126,42 +128,38 @@ int32_t take_status(scene &) {
   return result;
 }
 
-// A remount goes on whatever becomes of its steps, and the caller sees the status call's own errno.
-// Only EIO leads to one.
-call_table status_rows() {
-  return {{"stat " + file_7, {{any_error(), {"errno %e", "= -1"}}}},
-          {"stat /kyte_mounted", {{any_error(), {"errno 5", "= -1"}}}}};
-}
-
-call_table remount_rows() {
-  return {ignored("run rm /kyte_mounted"), ignored("run umount /mnt/vesk/"),
-          ignored("start /vamo/bin/kytemount")};
-}
-
+// A remount goes on whether or not its steps succeed, and the caller sees the status call's own
+// errno. Only EIO leads to one.
 workload status() {
-  call_table rows = status_rows();
-  add(rows, remount_rows());
-  rows.push_back({"errno 5"});
-  rows.push_back({"= -1"});
+  const call_table rows = {{"stat " + file_7, {{any_error(), {.events = {"errno %e"}}}}},
+                           {"stat /kyte_mounted", {{any_error(), {.events = {"errno 5"}}}}},
+                           ignored("run rm /kyte_mounted"),
+                           ignored("run umount /mnt/vesk/"),
+                           ignored("start /vamo/bin/kytemount"),
+                           {"errno 5"}};
   return {.name = "status-remount",
           .file_type = 7,
           .files = {{7, short_ring()}},
           .prepare = [](scene &scene) { scene.spoil_status_of(file_7); },
           .operate = take_status,
-          .expected = rows};
+          .expected = rows,
+          .ends = {.result = -1}};
 }
 
-// The fourth remount is reported, and the report is nobody's condition.
+// The fourth remount is reported; nothing depends on the report.
 workload fourth_remount() {
-  call_table rows = {
-      {"stat /kyte_mounted", {{any_error(), {"= -1"}}}},
-      {"gettimeofday", {{any_error(), {"send exception at 0", rest_from("drop")}}}},
+  const call_table rows = {
+      {"stat /kyte_mounted", {{any_error(), {.ends = ending{.result = -1}}}}},
+      {"gettimeofday",
+       {{any_error(), {.events = {"send exception at 0"}, .rest = rest::from{"drop"}}}}},
       ignored("send exception at 1610612736"),
       ignored("drop"),
       ignored("run rm /kyte_mounted"),
       ignored("run umount /mnt/vesk/"),
-      {"start /vamo/bin/kytemount", {{any_error(), {"= %n"}}, {other_results(), {"= %n"}}}},
-      {"= 0"}};
+      {"start /vamo/bin/kytemount",
+       {{returning(1), {.ends = ending{.result = 1}}},
+        {returning(127), {.ends = ending{.result = 127}}},
+        {any_error(), {.ends = ending{.result = -1}}}}}};
   return {.name = "fourth-remount",
           .file_type = 7,
           .files = {{7, short_ring()}},

@@ -9,18 +9,10 @@ namespace vesk::test {
 
 namespace {
 
-std::string name_of(const std::string &path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
-const event_list not_updated = {"! ERROR: Updating of the global header failed."};
-
 // The zeros behind `len` bytes of data.
 uint32_t padding_of(uint16_t len) {
   return (4 - len % 4) % 4;
 }
-
-const event_list no_space = {"! ERROR: Cannot make space for the new entry"};
 
 }  // namespace
 
@@ -46,91 +38,124 @@ image short_ring() {
       .file(20, 220);
 }
 
-event_list answered(uint32_t answer, const std::string &end) {
-  return {"answer " + std::to_string(answer), "note sent", "drop", end};
+sequel answered(uint32_t answer, const ending &ends) {
+  return {.events = {"answer " + std::to_string(answer), "note sent", "drop"}, .ends = ends};
 }
 
-event_list kept(uint32_t code, const std::string &facts) {
-  return event_list{"! ERROR: vesk append failed \n", "close"} +
-         answered(0, "= -1, code " + std::to_string(code) + facts);
+sequel kept(const record_file &file, uint32_t code) {
+  ending ends{.result = -1, .code = code};
+  if (file.is_new) ends.made = {file.path};
+  return event_list{"! ERROR: vesk append failed \n", "close"} + answered(0, ends);
 }
 
-event_list removed(const std::string &path, const std::string &facts) {
-  return event_list{"! ERROR: vesk append failed \n", "close", "start rm " + path,
-                    "! ERROR: " + path + " was removed due to errors"} +
-         answered(0, "= -1" + facts + ", gone " + name_of(path));
+// A new file that is removed was not there before either.
+sequel removed(const record_file &file, bool counted) {
+  ending ends{.result = -1, .counted = counted};
+  if (!file.is_new) ends.removed = {file.path};
+  return event_list{"! ERROR: vesk append failed \n", "close", "start rm " + file.path,
+                    "! ERROR: " + file.path + " was removed due to errors"} +
+         answered(0, ends);
+}
+
+sequel made_anew(const std::string &path, const std::string &entry, uint32_t len,
+                 const std::string &flags) {
+  return event_list{"open " + path + " " + flags,
+                    "lseek 0",
+                    "write header 20..20",
+                    "lseek 0",
+                    "read 20",
+                    "lseek 20",
+                    "write " + entry + " at 20",
+                    "write " + std::to_string(len) + " bytes at 40",
+                    "write 2 zeros at " + std::to_string(40 + len),
+                    "lseek 0",
+                    "write header 20.." + std::to_string(42 + len),
+                    "close"} +
+         answered(1, {.counted = true});
 }
 
 // A message that cannot be received is not there; and where the flash is not mounted, or seems not
 // to be, it is dropped unread.
-call_table message_rows() {
-  return {{"receive", {{any_error(), {"! ERROR: vesk main ipq_recv failed 0\n", "= -1"}}}},
-          {"stat /kyte_mounted", {{any_error(), {"drop", "= 0"}}}}};
+call_table message_rows(const std::string &refused_next,
+                        const std::map<uint32_t, uint32_t> &marks) {
+  return {{"receive",
+           {{any_error(),
+             {.events = {"! ERROR: vesk main ipq_recv failed 0\n"},
+              .ends = ending{.result = -1, .marks = marks}},
+             refused_next}}},
+          {"stat /kyte_mounted",
+           {{any_error(), {.events = {"drop"}, .ends = ending{.marks = marks}}, refused_next}}}};
 }
 
-call_table answer_rows(const std::string &end) {
-  // What was written stays, but the sender hears that it was not stored.
-  const std::string unsure = "= -1" + end.substr(3);
+row drop_row() {
+  return {"drop", {{any_error(), {.events = {"! ERROR: Failed to drop ipq message\n"}}}}};
+}
+
+// Where the close fails, what was written stays, but the sender hears that it was not stored.
+call_table answer_rows(const ending &ends) {
+  const ending unsure{.result = -1, .counted = ends.counted, .made = ends.made};
   return {{"close",
            {{any_error(), event_list{"! ERROR: close failed errno %e"} + answered(0, unsure)}}},
-          {"answer 1", {{any_error(), {"drop", end}}}},
+          {"answer 1", {{any_error(), {.events = {"drop"}}}}},
           {"note sent"},
-          {"drop", {{any_error(), {"! ERROR: Failed to drop ipq message\n", end}}}},
-          {end}};
+          drop_row()};
 }
 
 // Of the open alone, EIO has the flash mounted again behind the line.
-call_table open_rows(const std::string &path, uint32_t sync) {
-  const event_list line = {"! ERROR: Open of " + path + " failed with errno %e."};
-  const event_list refused = answered(0, "= -1");
+call_table open_rows(const record_file &file, uint32_t sync) {
+  const event_list line = {"! ERROR: Open of " + file.path + " failed with errno %e."};
+  const sequel refused = answered(0, {.result = -1});
   call_table rows;
   if (sync == 2) {
-    rows.push_back({"! ERROR: For " + path + " resp needed with SYNC flags 1042."});
+    rows.push_back({"! ERROR: For " + file.path + " resp needed with SYNC flags 1042."});
   }
-  rows.push_back({"open " + path + (sync == 2 ? " 1042" : " 42"),
-                  {{on({EIO}), line + remount + refused}, {any_error(), line + refused}}});
+  rows.push_back({"open " + file.path + (sync == 2 ? " 1042" : " 42"),
+                  {{on({EIO}), line + remount + refused, file.refused_next},
+                   {any_error(), line + refused, file.refused_next}}});
   return rows;
 }
 
-row status_row(const std::string &path, const event_list &anew) {
-  const event_list line = {"! ERROR: Error acquiring status for " + path + ", errno %e"};
-  return {"stat " + path,
+row status_row(const record_file &file, const sequel &anew) {
+  const event_list line = {"! ERROR: Error acquiring status for " + file.path + ", errno %e"};
+  return {"stat " + file.path,
           {{on({ENOENT}), line + anew},
            {on({EIO}), event_list{"stat /kyte_mounted"} + line + anew},
-           {any_error(), line + answered(0, "= -1")}}};
+           {any_error(), line + answered(0, {.result = -1}), file.refused_next}}};
 }
 
-call_table walk_rows(const std::string &path, const std::vector<uint32_t> &offsets) {
+call_table walk_rows(const record_file &file, const offsets &walked) {
   call_table rows;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : walked) {
     const event_list seek = {"! ERROR: lseek failed to seek " + std::to_string(offset) +
                              ", errno = %e"};
     const event_list read = {"! ERROR: ehdr read fails errno %e."};
     rows.push_back({"lseek " + std::to_string(offset),
-                    {{on({EINVAL}), seek + no_space + kept(6)},
-                     {any_error(), seek + no_space + removed(path)}}});
+                    {{on({EINVAL}), seek + no_space + kept(file, 6)},
+                     {any_error(), seek + no_space + removed(file)}}});
     rows.push_back({"read 20",
-                    {{on({EFAULT}), read + no_space + kept(5)},
-                     {any_error(), read + no_space + removed(path)},
-                     {counts(0, 19), read + no_space + removed(path)}}});
+                    {{on({EFAULT}), read + no_space + kept(file, 5)},
+                     {any_error(), read + no_space + removed(file)},
+                     {counts(0, 19), read + no_space + removed(file)}}});
   }
   return rows;
 }
 
-std::vector<uint32_t> every(uint32_t step, uint32_t first, uint32_t last) {
-  std::vector<uint32_t> offsets;
-  for (uint32_t offset = first; offset <= last; offset += step) offsets.push_back(offset);
-  return offsets;
+offsets every(uint32_t step, uint32_t first, uint32_t last) {
+  offsets all;
+  for (uint32_t offset = first; offset <= last; offset += step) all.push_back(offset);
+  return all;
 }
 
-call_table gheader_read_rows(const std::string &path) {
+call_table gheader_read_rows(const record_file &file) {
   const event_list seek = {"! ERROR: lseek failed to seek 0, errno = %e"};
   const event_list read = {"! ERROR: ghdr read fails errno %e."};
-  return {{"lseek 0", {{on({EBADF}), seek + kept(4)}, {any_error(), seek + removed(path)}}},
+  return {{"lseek 0",
+           {{on({EBADF}), seek + kept(file, 4), file.refused_next},
+            {any_error(), seek + removed(file)}}},
           {"read 20",
-           {{on({EFAULT}), read + kept(5)},
-            {any_error(), read + removed(path)},
-            {counts(0, 19), read + removed(path)}}}};
+           {{on({EFAULT}), read + kept(file, 5), file.refused_next},
+            {any_error(), read + removed(file)},
+            {counts(0, 19), read + removed(file)}}}};
 }
 
 call_table entry_rows(const entry_write &e) {
@@ -153,37 +178,40 @@ call_table entry_rows(const entry_write &e) {
                             " len " + std::to_string(pad) + ", errno %e."};
 
   // A header that is not written at all passes for one that is, and its data lie in its place.
-  event_list in_place_of_header = {data(e.at)};
-  if (pad > 0) in_place_of_header.push_back(zeros(e.at + e.len));
-  in_place_of_header.push_back(rest_from(e.behind));
+  sequel in_place_of_header{.events = {data(e.at)}, .rest = rest::from{e.behind}};
+  if (pad > 0) in_place_of_header.events.push_back(zeros(e.at + e.len));
 
-  call_table rows = {{"lseek " + std::to_string(e.at),
-                      {{on({EINVAL}), seek + e.failed + kept(6)},
-                       {any_error(), seek + e.failed + removed(e.path)}}},
-                     {"write " + (e.type == 0 ? "N" : "E" + type) + "/" +
-                          std::to_string(e.len + pad) + place(e.at),
-                      {{only_once(any_error()), in_place_of_header, e.refused_next},
-                       {on({ENOSPC, EFAULT}), event_list{data(e.at)} + body + e.failed + kept(2)},
-                       {any_error(), event_list{data(e.at)} + body + e.failed + removed(e.path)},
-                       {counts(0, 19), header + e.failed + kept(1)}}},
-                     {data(e.at + 20),
-                      {{on({ENOSPC, EFAULT}), body + e.failed + kept(2)},
-                       {any_error(), body + e.failed + removed(e.path)},
-                       {counts(0, 19), body + e.failed + kept(1)},
-                       {counts(20, e.len), body + e.failed + removed(e.path)}}}};
+  call_table rows = {
+      {"lseek " + std::to_string(e.at),
+       {{on({EINVAL}), seek + e.failed + kept(e.file, 6)},
+        {any_error(), seek + e.failed + removed(e.file)}}},
+      {"write " + (e.type == 0 ? "N" : "E" + type) + "/" + std::to_string(e.len + pad) +
+           place(e.at),
+       {{only_once(any_error()), in_place_of_header, e.refused_next},
+        {on({ENOSPC, EFAULT}), event_list{data(e.at)} + body + e.failed + kept(e.file, 2)},
+        {any_error(), event_list{data(e.at)} + body + e.failed + removed(e.file)},
+        {counts(0, 19), header + e.failed + kept(e.file, 1)}}},
+      {data(e.at + 20),
+       {{on({ENOSPC, EFAULT}), body + e.failed + kept(e.file, 2)},
+        {any_error(), body + e.failed + removed(e.file)},
+        {counts(0, 19), body + e.failed + kept(e.file, 1)},
+        {counts(20, e.len), body + e.failed + removed(e.file)}}}};
   if (pad > 0) {
     rows.push_back({zeros(e.at + 20 + e.len),
-                    {{any_error(), {the_rest}}, {counts(0, 3), align + e.failed + kept(1)}}});
+                    {{any_error(), {.rest = rest::all{}}},
+                     {counts(0, 3), align + e.failed + kept(e.file, 1)}}});
   }
   return rows;
 }
 
-call_table gheader_write_rows(const std::string &path, const std::string &header) {
+call_table gheader_write_rows(const record_file &file, const std::string &header) {
   const event_list seek = {"! ERROR: lseek failed to seek 0, errno = %e"};
   const event_list write = {"! ERROR: Writing the gheader failed. errno %e."};
-  const event_list gone = not_updated + removed(path, ", counted");
+  const sequel gone =
+      event_list{"! ERROR: Updating of the global header failed."} + removed(file, true);
   return {{"lseek 0", {{any_error(), seek + gone}}},
-          {"write header " + header, {{any_error(), {the_rest}}, {counts(0, 19), write + gone}}}};
+          {"write header " + header,
+           {{any_error(), {.rest = rest::all{}}}, {counts(0, 19), write + gone}}}};
 }
 
 }  // namespace vesk::test

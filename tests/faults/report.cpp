@@ -51,7 +51,7 @@ fault_count &row_of(const std::string &name, report &to) {
 
 }  // namespace
 
-std::string sentence_of(const fault_point &point, const failure &failure, lasting lasts) {
+std::string in_words(const fault_point &point, const failure &failure, lasting lasts) {
   const bool is_transfer = point.kind == "read" || point.kind == "write";
   std::string text = "the " + ordinal(point.number) + " " + point.kind;
   text += failure.result == -1 ? " fails with " : is_transfer ? " stops at " : " returns ";
@@ -61,7 +61,7 @@ std::string sentence_of(const fault_point &point, const failure &failure, lastin
 
 std::string picture_of(const workload &workload, const fault_point &point, const failure &failure,
                        lasting lasts, const trial_result &result) {
-  const event_list &expected = result.expected, &found = result.found;
+  const event_list expected = lines_of(result.expected), found = lines_of(result.found);
   const size_t most = std::min(expected.size(), found.size());
   size_t head = 0, tail = 0;
   while (head < most && expected[head] == found[head]) ++head;
@@ -70,7 +70,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
     ++tail;
   }
   const bool differs = expected.size() != found.size() || head < found.size();
-  std::string text = workload.name + ": " + sentence_of(point, failure, lasts) + "\n";
+  std::string text = workload.name + ": " + in_words(point, failure, lasts) + "\n";
   for (size_t i = 0; i < head; ++i) {
     text += (i == point.row ? "  -> " : "     ") + on_one_line(found[i]);
   }
@@ -85,7 +85,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
 
 void fault_count::add(const trial_result &result) {
   ++faults;
-  ++endings[static_cast<size_t>(result.ended)];
+  ++effects[static_cast<size_t>(result.effect)];
   remounts += result.remounted;
   refused_next += result.refused_next;
   broken += !result.broken.empty();
@@ -93,7 +93,7 @@ void fault_count::add(const trial_result &result) {
 
 void fault_count::add(const fault_count &other) {
   faults += other.faults;
-  for (size_t i = 0; i < std::size(endings); ++i) endings[i] += other.endings[i];
+  for (size_t i = 0; i < std::size(effects); ++i) effects[i] += other.effects[i];
   remounts += other.remounts;
   refused_next += other.refused_next;
   broken += other.broken;
@@ -109,10 +109,10 @@ std::string as_table(const std::vector<fault_count> &rows) {
   name("call");
   for (const char *column : columns) out << std::setw(column_width) << column;
   out << "\n";
-  const auto tell = [&](const fault_count &row) {
+  const auto print = [&](const fault_count &row) {
     name(row.name);
     out << std::setw(column_width) << row.faults;
-    for (const uint64_t count : row.endings) out << std::setw(column_width) << count;
+    for (const uint64_t count : row.effects) out << std::setw(column_width) << count;
     for (const uint64_t count : {row.remounts, row.refused_next, row.broken}) {
       out << std::setw(column_width) << count;
     }
@@ -120,10 +120,10 @@ std::string as_table(const std::vector<fault_count> &rows) {
   };
   fault_count all{.name = "all"};
   for (const fault_count &row : rows) {
-    tell(row);
+    print(row);
     all.add(row);
   }
-  tell(all);
+  print(all);
   return out.str();
 }
 

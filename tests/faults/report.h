@@ -10,11 +10,11 @@
 
 namespace vesk::test {
 
-// One fault told in words: "the 3rd write fails with ENOSPC, once".
-std::string sentence_of(const fault_point &point, const failure &failure, lasting lasts);
+// One fault in words: "the 3rd write fails with ENOSPC, once".
+std::string in_words(const fault_point &point, const failure &failure, lasting lasts);
 
-// The sentence; the events, with an arrow at the failed call; where they differ, those expected and
-// those found; and the promises that were broken.
+// The fault in words; the events, with an arrow at the failed call; where they differ, those
+// expected and those found; and the promises that were broken.
 std::string picture_of(const workload &workload, const fault_point &point, const failure &failure,
                        lasting lasts, const trial_result &result);
 
@@ -22,7 +22,7 @@ std::string picture_of(const workload &workload, const fault_point &point, const
 struct fault_count {
   std::string name;  // workload and kind of call
   uint64_t faults = 0;
-  uint64_t endings[4] = {};
+  uint64_t effects[4] = {};
   uint64_t remounts = 0, refused_next = 0;
   uint64_t broken = 0;
 

@@ -2,15 +2,9 @@
 
 #include <cstring>
 
+#include "tests/faults/ring_image.h"
+
 namespace vesk::test {
-
-namespace {
-
-std::string name_of(const std::string &path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
-}  // namespace
 
 std::function<int32_t(scene &)> asking_for(uint32_t file_type, uint32_t entries) {
   return [=](scene &scene) {
@@ -21,32 +15,25 @@ std::function<int32_t(scene &)> asking_for(uint32_t file_type, uint32_t entries)
   };
 }
 
-call_table heartbeat_row(const std::string &argument) {
-  return {{"heartbeat " + argument, {{any_error(), {the_rest}}}}};
-}
-
 call_table sweep_head_rows() {
   call_table rows = message_rows();
-  add(rows, heartbeat_row("1"));
+  rows.push_back(ignored("heartbeat 1"));
   return rows;
 }
 
-call_table sweep_tail_rows(const std::string &end) {
-  call_table rows = heartbeat_row("0");
-  rows.push_back({"drop", {{any_error(), {"! ERROR: Failed to drop ipq message\n", end}}}});
-  rows.push_back({end});
-  return rows;
+call_table sweep_tail_rows() {
+  return {ignored("heartbeat 0"), drop_row()};
 }
 
-event_list done(const swept_file &file) {
-  return file.end.behind + event_list{"= 0" + file.end.facts};
+sequel done(const swept_file &file) {
+  return {.events = file.behind, .ends = ending{}};
 }
 
-event_list gone(const swept_file &file) {
-  return file.end.behind + event_list{"= 0, gone " + name_of(file.path) + file.end.facts};
+sequel gone(const swept_file &file) {
+  return {.events = file.behind, .ends = ending{.removed = {file.path}}};
 }
 
-event_list given_up(const swept_file &file) {
+sequel given_up(const swept_file &file) {
   return event_list{"close", "start rm " + file.path,
                     "! ERROR: Removing file " + file.path + ".\n"} +
          gone(file);
@@ -58,7 +45,7 @@ call_table sweep_open_rows(const swept_file &file) {
                                 std::to_string(file.file_type) + "\n"};
   const event_list seek = {"! ERROR: lseek failed to seek at  0, errno = %e\n"};
   const event_list read = {"! ERROR: ghdr read fails errno %e.\n"};
-  return {{"stat " + file.path, {{any_error(), no_status + done(file)}}},
+  return {{"stat " + file.path, {{any_error(), no_status + done(file), file.refused_next}}},
           {"open " + file.path + " 2",
            {{any_error(), event_list{"! ERROR: Open of " + file.path + " failed with errno %e.\n",
                                      "start rm " + file.path} +
@@ -70,20 +57,32 @@ call_table sweep_open_rows(const swept_file &file) {
 }
 
 call_table sweep_gheader_rows(const swept_file &file, const std::string &header, tear tear) {
-  const event_list close = event_list{"close"} + done(file);
-  const event_list unwritten = event_list{"! ERROR: Writing the gheader failed. errno %e."} + close;
+  const sequel close = event_list{"close"} + done(file);
+  const sequel unwritten = event_list{"! ERROR: Writing the gheader failed. errno %e."} + close;
   return {{"lseek 0",
            {{any_error(), event_list{"! ERROR: lseek failed to seek 0, errno = %e"} + close}}},
           {"write header " + header,
-           {{any_error(), {the_rest}},
+           {{any_error(), {.rest = rest::all{}}},
             {counts(tear.least, tear.most), unwritten, torn},
             {counts(0, 19), unwritten}}},
-          {"close", {{any_error(), {the_rest}}}}};
+          ignored("close")};
 }
 
-event_list probes(const std::vector<uint32_t> &offsets) {
+image wrapped_ring() {
+  ring_image ring(capacity_7, links::right);
+  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
+  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
+  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
+  return ring.null(152, 2000).file(4520, 4020);
+}
+
+image kernel_ring() {
+  return ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80);
+}
+
+event_list probes(const offsets &probed) {
   event_list all;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : probed) {
     all.push_back("lseek " + std::to_string(offset));
     all.push_back("read 20");
   }
@@ -106,7 +105,7 @@ call_table probe_rows(uint32_t offset, const std::string &read_line, const probe
             {counts(0, 19), read + rules.reads_fail_for_ever}}}};
 }
 
-probe_rules always(const event_list &then) {
+probe_rules always(const sequel &then) {
   return {then, then, then};
 }
 

@@ -11,9 +11,7 @@ namespace vesk::test {
 
 namespace {
 
-const std::string kernel = "/mnt/vesk/kernel.log";
-
-const swept_file without_message = {file_7, 7, {{"heartbeat 0"}, ""}};
+const swept_file without_message = {file_7, 7, {"heartbeat 0"}};
 
 // ---- Damage between entries.
 
@@ -32,8 +30,8 @@ const std::string updating = "! Updating eheader at 124 with size 24\n";
 const event_list link_calls = {"lseek 124", "read 20", "lseek 124", "write !E1025/40 at 124"};
 
 // The null entry over the damage; `failed` follows the lines of the writer. `behind_missing_header`
-// is what follows where its header was not written and nobody knows.
-call_table null_entry_rows(const event_list &failed, const event_list &behind_missing_header) {
+// is what follows where its header was not written, unnoticed.
+call_table null_entry_rows(const sequel &failed, const sequel &behind_missing_header) {
   const event_list body = {"! ERROR: Write failed etype 0 len 24 errno %e."};
   return {
       {"gettimeofday",
@@ -50,13 +48,13 @@ call_table null_entry_rows(const event_list &failed, const event_list &behind_mi
 
 // The rewriting of the header at 124, whose failure is ignored.
 struct link_failures {
-  event_list untouched;  // what follows where the header is as it was,
-  event_list broken;     // where its sum does not hold,
-  event_list seeks_fail_for_ever;
-  event_list reads_fail_for_ever;
-  event_list untouched_for_ever;  // where no write is made any longer,
-  event_list broken_for_ever;     // or each stops behind some bytes
-  event_list short_for_ever;
+  sequel untouched;  // what follows where the header is as it was,
+  sequel broken;     // where its sum does not hold,
+  sequel seeks_fail_for_ever;
+  sequel reads_fail_for_ever;
+  sequel untouched_for_ever;  // where no write is made any longer,
+  sequel broken_for_ever;     // or each stops behind some bytes
+  sequel short_for_ever;
   std::string refused_next = {};  // behind eight bytes and more of every write
 };
 
@@ -84,15 +82,16 @@ call_table link_rows(const link_failures &f) {
 }
 
 workload recover_global_gap() {
-  const event_list lost =
+  const sequel lost =
       event_list{"! ERROR: Add NULL ent failed \n", pass_failed("first", 2)} + given_up(swept_7);
-  const event_list second = {phase("second pass start ", 20, 244)};
-  const event_list broken_off = event_list{pass_failed("first", 1)} + second;
-  const event_list empty_by_seek =
+  const std::string second_pass = phase("second pass start ", 20, 244);
+  const event_list broken_off = {pass_failed("first", 1), second_pass};
+  const sequel empty_by_seek =
       broken_off + event_list{"lseek 20", lseek_line(20)} + rebuilt_unwritten(20, 20);
-  const event_list empty_by_read =
+  const sequel empty_by_read =
       broken_off + event_list{"lseek 20", "read 20", second_pass_read(20)} + rebuilt(20, 20);
-  const event_list unwritten = {"! ERROR: Writing the gheader failed. errno %e.", "close"};
+  const sequel unwritten =
+      event_list{"! ERROR: Writing the gheader failed. errno %e.", "close"} + done(swept_7);
 
   call_table rows = sweep_head_rows();
   add(rows, sweep_open_rows(swept_7));
@@ -108,13 +107,13 @@ workload recover_global_gap() {
     }
   }
   rows.push_back({adding});
-  add(rows, null_entry_rows(lost, event_list{updating} + link_calls + probes({184}) + second +
-                                      probes({20, 80}) + rebuilt(20, 80)));
+  add(rows,
+      null_entry_rows(lost, event_list{updating} + link_calls + probes({184}) +
+                                event_list{second_pass} + probes({20, 80}) + rebuilt(20, 80)));
   rows.push_back({updating});
-  const event_list whole_ring = probes({184}) + second + probes({20, 80, 124, 184});
-  const event_list up_to_link = probes({184}) + second + probes({20, 80, 124});
-  const event_list header_244 = head_of(rebuilt(20, 244), 3),
-                   header_124 = head_of(rebuilt(20, 124), 3);
+  const event_list whole_ring =
+      probes({184}) + event_list{second_pass} + probes({20, 80, 124, 184});
+  const event_list up_to_link = probes({184}) + event_list{second_pass} + probes({20, 80, 124});
   add(rows,
       link_rows({.untouched = whole_ring + rebuilt(20, 244),
                  .broken = up_to_link + rebuilt(20, 124),
@@ -122,13 +121,13 @@ workload recover_global_gap() {
                  .reads_fail_for_ever =
                      event_list{"lseek 184", "read 20", first_pass_read(184)} + empty_by_read,
                  .untouched_for_ever = whole_ring + rebuilt(20, 244),
-                 .broken_for_ever = up_to_link + header_124 + unwritten + done(swept_7),
-                 .short_for_ever = whole_ring + header_244 + unwritten + done(swept_7),
+                 .broken_for_ever = up_to_link + writing(20, 124) + unwritten,
+                 .short_for_ever = whole_ring + writing(20, 244) + unwritten,
                  .refused_next = torn}));
   add(rows, probe_rows(184, first_pass_read(184),
                        {broken_off + probes({20, 80, 124}) + rebuilt(20, 124), empty_by_seek,
                         empty_by_read}));
-  rows.push_back({second.front()});
+  rows.push_back({second_pass});
   for (const uint32_t offset : {20u, 80u, 124u}) {
     add(rows,
         probe_rows(offset, second_pass_read(offset),
@@ -136,11 +135,10 @@ workload recover_global_gap() {
   }
   rows.push_back({"! Updating gheader start 20 end 124 max 8192.\n"});
   add(rows, sweep_gheader_rows(swept_7, "20..124", {8, 19}));
-  add(rows, sweep_tail_rows("= 0"));
+  add(rows, sweep_tail_rows());
   return {.name = "recover-global-gap",
           .file_type = 7,
           .files = {{7, ring_with_gap()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
           .expected = rows};
 }
@@ -156,10 +154,10 @@ std::string entries_read() {
 // The repair of entry headers behind the global header, up to the close. Mark 1 takes the same road
 // as mark 2.
 call_table entry_repair_rows(const swept_file &swept) {
-  const event_list unreadable = event_list{entries_failed(1)} + given_up(swept);
-  const event_list lost =
+  const sequel unreadable = event_list{entries_failed(1)} + given_up(swept);
+  const sequel lost =
       event_list{"! ERROR: Adding null block failed.\n", entries_failed(2)} + given_up(swept);
-  const event_list behind = probes({184}) + event_list{"close"} + done(swept);
+  const sequel behind = probes({184}) + event_list{"close"} + done(swept);
   call_table rows = {{"! eheader recovery start 20 end 244 max 8192.\n"}};
   add(rows, probe_rows(20, entries_read(), always(unreadable)));
   for (const uint32_t offset : every(4, 80, 124)) {
@@ -180,7 +178,7 @@ call_table entry_repair_rows(const swept_file &swept) {
                        .broken_for_ever = behind,
                        .short_for_ever = behind}));
   add(rows, probe_rows(184, entries_read(), always(unreadable)));
-  rows.push_back({"close", {{any_error(), {the_rest}}}});
+  rows.push_back(ignored("close"));
   return rows;
 }
 
@@ -188,21 +186,19 @@ workload recover_entries() {
   call_table rows = sweep_head_rows();
   add(rows, sweep_open_rows(swept_7));
   add(rows, entry_repair_rows(swept_7));
-  add(rows, sweep_tail_rows("= 0"));
+  add(rows, sweep_tail_rows());
   return {.name = "recover-entries",
           .file_type = 7,
           .files = {{7, ring_with_gap()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 1),
           .expected = rows};
 }
 
 workload recover_mark_1() {
-  call_table rows = heartbeat_row("1");
+  call_table rows = {ignored("heartbeat 1")};
   add(rows, sweep_open_rows(without_message));
   add(rows, entry_repair_rows(without_message));
-  add(rows, heartbeat_row("0"));
-  rows.push_back({"= 0"});
+  rows.push_back(ignored("heartbeat 0"));
   return {.name = "recover-mark-1",
           .file_type = 7,
           .files = {{7, ring_with_gap()}},
@@ -218,7 +214,7 @@ workload recover_start() {
                          .entry(1030, 60, 1002)
                          .entry(1025, 40, 1003)
                          .file(20, 220);
-  const event_list unreadable = event_list{entries_failed(1)} + given_up(swept_7);
+  const sequel unreadable = event_list{entries_failed(1)} + given_up(swept_7);
   call_table rows = sweep_head_rows();
   add(rows, sweep_open_rows(swept_7));
   rows.push_back({"! eheader recovery start 20 end 220 max 8192.\n"});
@@ -231,11 +227,10 @@ workload recover_start() {
   }
   rows.push_back({"! Updating gheader start 80 end 220 max 8192.\n"});
   add(rows, sweep_gheader_rows(swept_7, "80..220", {8, 15}));
-  add(rows, sweep_tail_rows("= 0"));
+  add(rows, sweep_tail_rows());
   return {.name = "recover-start",
           .file_type = 7,
           .files = {{7, ring}},
-          .prepare = nullptr,
           .operate = asking_for(7, 2),
           .expected = rows};
 }
@@ -248,56 +243,49 @@ workload recover_kernel() {
   const event_list next_type = {"stat /mnt/vesk/platform.log",
                                 "! ERROR: construct filename failed for file type 25\n",
                                 "heartbeat 0", "drop"};
-  call_table rows = sweep_head_rows();
-  add(rows, sweep_open_rows({kernel, 21, {next_type, ""}}));
-  add(rows, sweep_tail_rows("= 0, marked 21: 3, marked 25: 2, open kernel.log"));
-  rows[1].rules.front().then.back() = "= 0, marked 25: 2";  // dropped unread
-  rows[0].rules.front().then.back() = "= -1, marked 25: 2";
+  call_table rows = message_rows({}, {{25, 2}});
+  rows.push_back(ignored("heartbeat 1"));
+  add(rows, sweep_open_rows({file_21, 21, next_type}));
+  add(rows, sweep_tail_rows());
   // A status call that fails for ever with EIO fails for the other type as well.
   return {.name = "recover-kernel",
           .file_type = 7,
-          .files = {{21, ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80)}},
+          .files = {{21, kernel_ring()}},
           .prepare = [](scene &) { vesk_file_sanity[25] = 2; },
           .operate = asking_for(21, 0),
-          .expected = rows};
+          .expected = rows,
+          .ends = {.marks = {{21, 3}, {25, 2}}, .open = {file_21}}};
 }
 
 // The global header does not hold. Where the removal does not start, the file stays, and the next
 // record is refused for it.
 workload recover_torn() {
   const std::string why = torn + "4242";
+  const std::string no_entries = "! ERROR: could not get gheader entries for " + file_7 + "\n";
   image damaged = ring_with_gap();
   damaged[7] ^= 0x5A;
-  const auto refusing = [&](call_table some) {
-    for (row &row : some) {
-      for (rule &rule : row.rules) {
-        if (rule.then.back().find("gone") == std::string::npos) rule.refused_next = why;
-      }
-    }
-    return some;
-  };
-  call_table rows = refusing(sweep_head_rows());
+  const swept_file swept = {file_7, 7, swept_7.behind, why};
+  call_table rows = message_rows(why);
   // What the heartbeat leaves in errno is what the line prints.
-  rows.back().rules = {
-      {any_error(),
-       {"stat " + file_7, "open " + file_7 + " 2", "lseek 0", "read 20",
-        "! ERROR: ghdr may be corrupt %e\n",
-        rest_from("! ERROR: could not get gheader entries for " + file_7 + "\n")}}};
-  add(rows, refusing(sweep_open_rows(swept_7)));
+  rows.push_back({"heartbeat 1",
+                  {{any_error(),
+                    {.events = {"stat " + file_7, "open " + file_7 + " 2", "lseek 0", "read 20",
+                                "! ERROR: ghdr may be corrupt %e\n"},
+                     .rest = rest::from{no_entries}}}}});
+  add(rows, sweep_open_rows(swept));
   rows.push_back({"! " + why + "\n"});
-  rows.push_back({"! ERROR: could not get gheader entries for " + file_7 + "\n"});
-  rows.push_back({"close", {{any_error(), {the_rest}}}});
-  rows.push_back({"start rm " + file_7,
-                  {{any_error(), {rest_until_end, "= 0"}, why},
-                   {other_results(), {rest_until_end, "= 0"}, why}}});
+  rows.push_back({no_entries});
+  rows.push_back(ignored("close"));
+  rows.push_back(
+      {"start rm " + file_7, {{any_error(), {.rest = rest::all{}, .ends = ending{}}, why}}});
   rows.push_back({"! ERROR: Removing file " + file_7 + ".\n"});
-  add(rows, sweep_tail_rows("= 0, gone temperature_err.log"));
+  add(rows, sweep_tail_rows());
   return {.name = "recover-torn",
           .file_type = 7,
           .files = {{7, damaged}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
-          .expected = rows};
+          .expected = rows,
+          .ends = {.removed = {file_7}}};
 }
 
 }  // namespace

@@ -11,9 +11,6 @@ namespace vesk::test {
 
 namespace {
 
-constexpr char from_mark[] = "(the rest from) ";
-constexpr char from_until_mark[] = "(the rest until the end from) ";
-
 void replace_all(std::string &text, std::string_view what, const std::string &with) {
   for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at)) {
     text.replace(at, what.size(), with);
@@ -24,11 +21,20 @@ void append_rows(event_list &to, const call_table &table, size_t from, size_t en
   for (size_t i = from; i < end; ++i) to.push_back(table[i].event);
 }
 
-size_t find_event(const call_table &table, size_t from, const std::string &event) {
-  for (size_t i = from; i < table.size(); ++i) {
+// The row from which on the table's rest follows behind the failed one.
+size_t first_of_rest(const call_table &table, size_t failed, const sequel &then) {
+  if (std::holds_alternative<rest::none>(then.rest)) return table.size();
+  if (std::holds_alternative<rest::all>(then.rest)) return failed + 1;
+  const std::string &event = std::get<rest::from>(then.rest).event;
+  for (size_t i = failed + 1; i < table.size(); ++i) {
     if (table[i].event == event) return i;
   }
   throw std::logic_error("no row \"" + event + "\" in the table");
+}
+
+// "read" of "read 20": the kind of a call of the system; of others, nothing.
+std::string kind_of(const std::string &event) {
+  return event.substr(0, event.find(' '));
 }
 
 bool remounts(const std::string &event) {
@@ -60,37 +66,33 @@ event_list with_remounts(const event_list &plain, size_t failed, const failure &
 
 }  // namespace
 
-std::string rest_from(const std::string &event) {
-  return from_mark + event;
-}
-
-std::string rest_from_until_end(const std::string &event) {
-  return from_until_mark + event;
+sequel operator+(const event_list &events, sequel then) {
+  then.events = events + then.events;
+  return then;
 }
 
 bool matching::fits(const failure &failure, bool is_transfer, lasting lasts) const {
   if (!(lasts == lasting::once ? once : for_ever)) return false;
-  if (is_transfer && failure.result >= 0) {
-    return least <= failure.result && failure.result <= most;
-  }
-  return errors &&
+  if (least <= failure.result && failure.result <= most) return true;
+  const bool is_error = !is_transfer || failure.result < 0;
+  return errors && is_error &&
          (errnos.empty() || std::find(errnos.begin(), errnos.end(), failure.error) != errnos.end());
 }
 
 matching any_error() {
-  return {.errnos = {}, .errors = true};
+  return {.errors = true};
 }
 
 matching on(std::vector<int> errnos) {
-  return {.errnos = std::move(errnos), .errors = true};
-}
-
-matching other_results() {
-  return {.errnos = {}, .others = true};
+  return {.errors = true, .errnos = std::move(errnos)};
 }
 
 matching counts(int64_t least, int64_t most) {
-  return {.errnos = {}, .least = least, .most = most};
+  return {.least = least, .most = most};
+}
+
+matching returning(int64_t result) {
+  return {.least = result, .most = result};
 }
 
 matching only_once(matching failures) {
@@ -98,45 +100,37 @@ matching only_once(matching failures) {
   return failures;
 }
 
-matching for_ever(matching failures) {
-  failures.once = false;
-  return failures;
-}
-
 row ignored(const std::string &call) {
-  return {call, {{any_error(), {the_rest}}, {other_results(), {the_rest}}}};
+  return {call, {{any_error(), {.rest = rest::all{}}}}};
 }
 
 void add(call_table &to, const call_table &more) {
   to.insert(to.end(), more.begin(), more.end());
 }
 
-std::string kind_of(const std::string &event) {
-  return event.substr(0, event.find(' '));
+event_list lines_of(const transcript &transcript) {
+  return transcript.events + event_list{as_text(transcript.ends)};
 }
 
-event_list expected_events(const call_table &table, size_t row, const rule &rule,
-                           const failure &failure, lasting lasts) {
+transcript expected_transcript(const call_table &table, const ending &usual) {
+  transcript expected{.events = {}, .ends = usual};
+  append_rows(expected.events, table, 0, table.size());
+  return expected;
+}
+
+transcript expected_transcript(const call_table &table, const ending &usual, size_t row,
+                               const rule &rule, const failure &failure, lasting lasts) {
+  const sequel &then = rule.then;
   event_list plain;
   append_rows(plain, table, 0, row + 1);
-  for (std::string event : rule.then) {
-    if (event == the_rest) {
-      append_rows(plain, table, row + 1, table.size());
-    } else if (event == rest_until_end) {
-      append_rows(plain, table, row + 1, table.size() - 1);
-    } else if (event.starts_with(from_mark)) {
-      const std::string first = event.substr(sizeof from_mark - 1);
-      append_rows(plain, table, find_event(table, row + 1, first), table.size());
-    } else if (event.starts_with(from_until_mark)) {
-      const std::string first = event.substr(sizeof from_until_mark - 1);
-      append_rows(plain, table, find_event(table, row + 1, first), table.size() - 1);
-    } else {
-      replace_all(event, "%e", std::to_string(failure.error));
-      replace_all(event, "%n", std::to_string(failure.result));
-      plain.push_back(event);
-    }
+  for (std::string event : then.events) {
+    replace_all(event, "%e", std::to_string(failure.error));
+    replace_all(event, "%n", std::to_string(failure.result));
+    plain.push_back(event);
   }
-  return with_remounts(plain, row, failure, lasts);
+  append_rows(plain, table, first_of_rest(table, row, then), table.size());
+  plain = plain + then.behind;
+  return {with_remounts(plain, row, failure, lasts), then.ends.value_or(usual)};
 }
 
 const rule *find_rule(const row &row, const failure &failure, bool is_transfer, lasting lasts) {

@@ -21,10 +21,6 @@ constexpr uint64_t allowed_calls = 100'000;
 
 constexpr uint16_t sender = 77;
 
-std::string name_of(const std::string &path) {
-  return path.substr(path.rfind('/') + 1);
-}
-
 void set_scene(scene &scene, const workload &workload) {
   for (const auto &[file_type, file] : workload.files) scene.put(path_of(file_type), file);
   for (const auto &[file_type, file] : workload.files) {
@@ -35,29 +31,24 @@ void set_scene(scene &scene, const workload &workload) {
   scene.begin(allowed_calls);
 }
 
-std::string facts_of(const scene &scene, const workload &workload) {
-  std::string facts;
-  if (const auto code = scene.error_code(); code && *code != 0) {
-    facts += ", code " + std::to_string(*code);
-  }
-  if (vesk_uuid_stat_table[sender].entry_count == 6) facts += ", counted";
-  if (vesk_uuid_stat_table[sender].entry_count == 0) facts += ", cleared";
+ending ending_of(const scene &scene, const workload &workload, int32_t result) {
+  ending ends{.result = result,
+              .code = scene.error_code().value_or(0),
+              .counted = vesk_uuid_stat_table[sender].entry_count == 6,
+              .cleared = vesk_uuid_stat_table[sender].entry_count == 0,
+              .open = scene.open_files(),
+              .no_directory = vesk_ctrl != 0,
+              .up_failures = vesk_up_sent_retry_count};
   for (const vesk_catalogue_row &row : vesk_file_catalogue) {
+    const std::string path = path_of(row.file_type());
     const bool was = workload.files.contains(row.file_type());
-    const bool is = scene.find(path_of(row.file_type())) != nullptr;
-    if (was != is) facts += std::string(is ? ", made " : ", gone ") + row.name;
+    const bool is = scene.find(path) != nullptr;
+    if (was != is) (is ? ends.made : ends.removed).push_back(path);
   }
   for (uint32_t type = 0; type < VESK_MAX_FILE_TYPES; ++type) {
-    const uint32_t mark = vesk_file_sanity[type];
-    if (mark == 0) continue;
-    facts += ", marked " + std::to_string(type) + ": " + std::to_string(mark);
+    if (const uint32_t mark = vesk_file_sanity[type]; mark != 0) ends.marks[type] = mark;
   }
-  for (const std::string &path : scene.open_files()) facts += ", open " + name_of(path);
-  if (vesk_ctrl != 0) facts += ", no directory";
-  if (vesk_up_sent_retry_count != 0) {
-    facts += ", UP failed " + std::to_string(vesk_up_sent_retry_count) + " times";
-  }
-  return facts;
+  return ends;
 }
 
 uint64_t state_hash(const scene &scene) {
@@ -91,36 +82,36 @@ void expect_served_next(const std::string &reason, const std::vector<std::string
   }
 }
 
-ending ending_of(const call_table &usual, const event_list &found) {
-  const bool same = std::equal(usual.begin(), usual.end(), found.begin(), found.end(),
-                               [](const row &row, const std::string &e) { return row.event == e; });
-  const std::string &last = found.back();
-  if (same) return ending::as_usual;
-  if (last != usual.back().event && last.find(", gone ") != std::string::npos) {
-    return ending::removed;
+fault_effect effect_of(const transcript &usual, const transcript &found) {
+  if (found == usual) return fault_effect::as_usual;
+  if (found.ends != usual.ends && !found.ends.removed.empty()) return fault_effect::removed;
+  return found.ends.result == 0 ? fault_effect::another : fault_effect::refused;
+}
+
+// Both, line by line, with a mark where they differ.
+std::vector<std::string> side_by_side(const event_list &left, const event_list &right) {
+  std::vector<std::string> both;
+  for (size_t i = 0; i < std::max(left.size(), right.size()); ++i) {
+    const std::string one = i < left.size() ? left[i] : "";
+    const std::string other = i < right.size() ? right[i] : "";
+    both.push_back(one == other ? "    " + one : "  * " + one + "   |   " + other);
   }
-  return last.starts_with("= 0") ? ending::another : ending::refused;
+  return both;
 }
 
 }  // namespace
 
-trials::trials(const workload &workload) : workload_(workload) {
+trials::trials(const workload &workload)
+    : workload_(workload), usual_(expected_transcript(workload.expected, workload.ends)) {
   scene scene;
   set_scene(scene, workload_);
-  const event_list found = observe(scene);
-  event_list expected;
-  for (const row &row : workload_.expected) expected.push_back(row.event);
-  if (found != expected) {
-    broken_.push_back("without a fault, the calls are not those of the table");
-    for (size_t i = 0; i < std::max(found.size(), expected.size()); ++i) {
-      const std::string left = i < expected.size() ? expected[i] : "";
-      const std::string right = i < found.size() ? found[i] : "";
-      broken_.push_back((left == right ? "    " : "  * ") + left +
-                        (left == right ? "" : "   |   " + right));
-    }
+  const transcript found = observe(scene);
+  if (found != usual_) {
+    broken_ = event_list{"without a fault, the calls are not those of the table"} +
+              side_by_side(lines_of(usual_), lines_of(found));
     return;
   }
-  for (const std::string &promise : scene.broken()) broken_.push_back(promise);
+  broken_ = scene.broken();
   find_points(scene.calls());
 }
 
@@ -136,12 +127,9 @@ void trials::find_points(const std::vector<made_call> &calls) {
   if (next != calls.size()) throw std::logic_error("calls that are no events");
 }
 
-// Does the work, and returns its events and what came of it.
-event_list trials::observe(scene &scene) const {
+transcript trials::observe(scene &scene) const {
   const int32_t result = workload_.operate(scene);
-  event_list found = scene.events();
-  found.push_back("= " + std::to_string(result) + facts_of(scene, workload_));
-  return found;
+  return {scene.events(), ending_of(scene, workload_, result)};
 }
 
 trial_result trials::run(const fault_point &point, const failure &failure, lasting lasts) {
@@ -150,9 +138,10 @@ trial_result trials::run(const fault_point &point, const failure &failure, lasti
   scene.break_at({.kind = point.kind, .number = point.number, .lasts = lasts, .what = failure});
   trial_result result{};
   result.found = observe(scene);
-  result.ended = ending_of(workload_.expected, result.found);
-  result.remounted = std::find(result.found.begin(), result.found.end(), "run umount /mnt/vesk/") !=
-                     result.found.end();
+  result.effect = effect_of(usual_, result.found);
+  const event_list &events = result.found.events;
+  result.remounted =
+      std::find(events.begin(), events.end(), "run umount /mnt/vesk/") != events.end();
   result.broken = scene.broken();
   if (scene.overspent()) result.broken.push_back("it would not end");
 
@@ -162,7 +151,8 @@ trial_result trials::run(const fault_point &point, const failure &failure, lasti
     result.broken.push_back("the table does not say what is expected then");
     return result;
   }
-  result.expected = expected_events(workload_.expected, point.row, *rule, failure, lasts);
+  result.expected =
+      expected_transcript(workload_.expected, workload_.ends, point.row, *rule, failure, lasts);
   if (result.expected != result.found) result.broken.push_back("it went otherwise");
 
   const auto [known, is_new] = known_.try_emplace(state_hash(scene));

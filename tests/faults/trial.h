@@ -11,20 +11,20 @@
 
 namespace vesk::test {
 
-// How a workload with a fault ended.
-enum class ending : uint8_t {
+// What the fault did to the workload.
+enum class fault_effect : uint8_t {
   as_usual,  // in every call as when nothing fails
-  another,   // with success, by another way
+  another,   // success, by another way
   removed,   // a file is gone that is there in the end when nothing fails
-  refused,   // with a failure, and no file is lost
+  refused,   // a failure, and no file is lost
 };
 
 struct trial_result {
-  ending ended;
+  fault_effect effect;
   bool remounted;
   bool refused_next;                // the record behind it
   std::vector<std::string> broken;  // expectations, in words; none when all is well
-  event_list expected, found;
+  transcript expected, found;
 };
 
 // A call at which a workload can be made to fail.
@@ -48,10 +48,12 @@ class trials {
   trial_result run(const fault_point &point, const failure &failure, lasting lasts);
 
  private:
-  event_list observe(scene &scene) const;
+  // Does the work.
+  transcript observe(scene &scene) const;
   void find_points(const std::vector<made_call> &calls);
 
   const workload &workload_;
+  const transcript usual_;
   std::vector<fault_point> points_;
   std::vector<std::string> broken_;
   std::map<uint64_t, aftermath> known_;

@@ -17,47 +17,42 @@ record_fields update_of(uint16_t type, uint32_t instance) {
 }
 
 // The headers that the search reads. A search that fails has no line of its own behind that.
-call_table search_rows(const std::vector<uint32_t> &offsets) {
+call_table search_rows(const offsets &searched) {
   call_table rows;
-  for (const uint32_t offset : offsets) {
+  for (const uint32_t offset : searched) {
     const event_list seek = {"! ERROR: lseek failed to seek " + std::to_string(offset) +
                              ", errno = %e"};
     const event_list read = {"! ERROR: ehdr read fails errno %e"};
-    rows.push_back({"lseek " + std::to_string(offset),
-                    {{on({EINVAL}), seek + kept(6)}, {any_error(), seek + removed(file_7)}}});
+    rows.push_back(
+        {"lseek " + std::to_string(offset),
+         {{on({EINVAL}), seek + kept(ring_7, 6)}, {any_error(), seek + removed(ring_7)}}});
     rows.push_back({"read 20",
-                    {{on({EFAULT}), read + kept(5)},
-                     {any_error(), read + removed(file_7)},
-                     {counts(0, 19), read + removed(file_7)}}});
+                    {{on({EFAULT}), read + kept(ring_7, 5)},
+                     {any_error(), read + removed(ring_7)},
+                     {counts(0, 19), read + removed(ring_7)}}});
   }
   return rows;
 }
 
 // In a ring made anew there is nothing to update: the record is its first entry.
 row status_before_update(const std::string &type) {
-  return status_row(
-      file_7,
-      event_list{"open " + file_7 + " 42", "lseek 0", "write header 20..20", "lseek 0", "read 20",
-                 "lseek 20", "write E" + type + "/60 at 20", "write 58 bytes at 40",
-                 "write 2 zeros at 98", "lseek 0", "write header 20..100", "close"} +
-          answered(1, "= 0, counted"));
+  return status_row(ring_7, made_anew(file_7, "E" + type + "/60", 58));
 }
 
 workload update_workload(const std::string &name, const record_fields &fields,
-                         const std::vector<uint32_t> &searched) {
+                         const offsets &searched) {
   call_table rows = message_rows();
   rows.push_back(status_before_update("1030"));
-  add(rows, open_rows(file_7, 1));
-  add(rows, gheader_read_rows(file_7));
+  add(rows, open_rows(ring_7, 1));
+  add(rows, gheader_read_rows(ring_7));
   add(rows, search_rows(searched));
   add(rows,
       entry_rows(
-          {file_7, 1030, 80, 58, {"! ERROR: Failed to update an entry at offset."}, "close"}));
-  add(rows, answer_rows("= 0"));
+          {ring_7, 1030, 80, 58, {"! ERROR: Failed to update an entry at offset."}, "close"}));
+  add(rows, answer_rows({}));
   return {.name = name,
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = serving(fields),
           .expected = rows};
 }
@@ -75,18 +70,18 @@ workload update_first() {
 workload update_missing() {
   call_table rows = message_rows();
   rows.push_back(status_before_update("1031"));
-  add(rows, open_rows(file_7, 1));
-  add(rows, gheader_read_rows(file_7));
+  add(rows, open_rows(ring_7, 1));
+  add(rows, gheader_read_rows(ring_7));
   add(rows, search_rows({20, 80, 160}));
-  add(rows, entry_rows({file_7, 1031, 220, 58, not_added, "lseek 0"}));
-  add(rows, gheader_write_rows(file_7, "20..300"));
-  add(rows, answer_rows("= 0, counted"));
+  add(rows, entry_rows({ring_7, 1031, 220, 58, not_added, "lseek 0"}));
+  add(rows, gheader_write_rows(ring_7, "20..300"));
+  add(rows, answer_rows({.counted = true}));
   return {.name = "update-missing",
           .file_type = 7,
           .files = {{7, short_ring()}},
-          .prepare = nullptr,
           .operate = serving(update_of(1031, 0)),
-          .expected = rows};
+          .expected = rows,
+          .ends = {.counted = true}};
 }
 
 }  // namespace

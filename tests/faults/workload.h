@@ -14,19 +14,15 @@ namespace vesk::test {
 
 struct workload {
   std::string name;
-  uint32_t file_type;               // that the record behind it goes to
-  std::map<uint32_t, image> files;  // by file type
-  std::function<void(scene &)> prepare;
+  uint32_t file_type;                    // that the record behind it goes to
+  std::map<uint32_t, image> files = {};  // by file type
+  std::function<void(scene &)> prepare = {};
   std::function<int32_t(scene &)> operate;
-  call_table expected;
+  call_table expected;  // when nothing fails, and for each failure
+  ending ends = {};     // when nothing fails
 };
 
 std::vector<workload> all_workloads();
-
-// What came of an operation, as the last event: "= RESULT" and, where it applies, behind commas
-// "code N" (that the append left), "counted" (for the sender), "cleared" (the statistics), "made F"
-// and "gone F" (files), "marked T: N" (file types), "open F" (descriptors), "remounts N", and of
-// the start "no directory", "UP failed N times".
 
 std::vector<workload> record_workloads();
 std::vector<workload> update_workloads();

@@ -1,7 +1,8 @@
 // A sweep that rebuilds the global header of a ring that has wrapped.
+#include <cstddef>
+
 #include "tests/faults/gheader_rows.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
 
@@ -9,22 +10,9 @@ namespace vesk::test {
 
 namespace {
 
-// Physically: seven entries of 500 bytes from 20 on, 476 bytes at 3520, 24 at 3996; then, an hour
-// older, eight of 500 bytes from 4020 on, and a null entry at 8020. The first of the older ones is
-// not in the ring any longer.
-image wrapped_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
+offsets head_of(const offsets &all, size_t count) {
+  return {all.begin(), all.begin() + static_cast<std::ptrdiff_t>(count)};
 }
-
-const std::vector<uint32_t> newer = {20, 520, 1020, 1520, 2020, 2520, 3020, 3520, 3996};
-const std::vector<uint32_t> older = {4020, 4520, 5020, 5520, 6020, 6520, 7020, 7520};
-constexpr uint32_t oldest = 4020, tail = 8020, newest = 3996;
-
-using offsets = std::vector<uint32_t>;
 
 std::string second_phase(uint32_t start) {
   return phase("second pass start ", start, 8192);
@@ -32,7 +20,7 @@ std::string second_phase(uint32_t start) {
 
 // The first pass breaks off behind `count` entries, and the second one meets as many as that. As
 // long as no time stamp has stepped back, it begins at 20; behind that at 4020, and goes around.
-event_list broken_off_behind(size_t count) {
+sequel broken_off_behind(size_t count) {
   const event_list failed = {pass_failed("first", 1)};
   if (count <= newer.size()) {
     const uint32_t next = count < newer.size() ? newer[count] : oldest;
@@ -63,13 +51,13 @@ probe_rules first_pass_rules(size_t count) {
 // that means: what lies behind that entry is the new start, for which the ring is walked once more.
 probe_rules second_pass_rules(uint32_t offset) {
   if (offset <= oldest) {
-    const event_list then = rebuilt(oldest, offset);
+    const sequel then = rebuilt(oldest, offset);
     return {then, rebuilt_unwritten(oldest, offset), then};
   }
   offsets again = {oldest};
   while (again.back() != offset) again.push_back(again.back() + 500);
   const uint32_t behind = offset == tail ? 20 : offset + 500;
-  const event_list lost = event_list{pass_failed("second", 2)} + given_up(swept_7);
+  const sequel lost = event_list{pass_failed("second", 2)} + given_up(swept_7);
   return {probes(again) + rebuilt(behind, offset),
           event_list{"lseek 4020", lseek_line(oldest)} + lost,
           event_list{"lseek 4020", "read 20", second_pass_read(oldest)} + lost};
@@ -89,11 +77,10 @@ workload recover_global() {
   }
   rows.push_back({"! Updating gheader start 4020 end 3996 max 8192.\n"});
   add(rows, sweep_gheader_rows(swept_7, "4020..3996", {7, 19}));
-  add(rows, sweep_tail_rows("= 0"));
+  add(rows, sweep_tail_rows());
   return {.name = "recover-global",
           .file_type = 7,
           .files = {{7, wrapped_ring()}},
-          .prepare = nullptr,
           .operate = asking_for(7, 0),
           .expected = rows};
 }
