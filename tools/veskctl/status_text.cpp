@@ -1,6 +1,6 @@
-#include <cinttypes>
 #include <cstdio>
 
+#include "tools/shared/time.h"
 #include "tools/veskctl/host_status.h"
 #include "tools/veskctl/status.h"
 
@@ -9,15 +9,6 @@ namespace {
 
 void print_line(const char *name, const std::string &text) {
   std::printf("%-11s%s\n", (std::string(name) + ':').c_str(), text.c_str());
-}
-
-// "3d 4:05:06", without the days where there are none.
-std::string duration_text(uint64_t seconds) {
-  const uint64_t days = seconds / 86400;
-  char text[48];
-  std::snprintf(text, sizeof text, "%" PRIu64 ":%02" PRIu64 ":%02" PRIu64, seconds / 3600 % 24,
-                seconds / 60 % 60, seconds % 60);
-  return days == 0 ? text : std::to_string(days) + "d " + text;
 }
 
 // "64.0 MiB"
@@ -37,7 +28,7 @@ std::string daemon_text(const findings &found) {
   std::snprintf(took, sizeof took, "answered in %.3f ms", found.answer_seconds * 1000);
   if (!found.host) return took + std::string(", but ") + found.daemon_trouble;
   return took + std::string(", process ") + std::to_string(found.host->pid) + ", up " +
-         duration_text(found.host->uptime_usecs / 1000000);
+         shared::duration_text(found.host->uptime_usecs);
 }
 
 std::string marker_text(const findings &found) {

@@ -7,10 +7,11 @@
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
-#include <cstring>
-#include <ctime>
 
 #include "format/vesk_catalogue.h"
+#include "tools/shared/errors.h"
+#include "tools/shared/text.h"
+#include "tools/shared/time.h"
 
 namespace vesk::veskctl {
 namespace {
@@ -35,7 +36,7 @@ client_ptr open_client(const context &ctx) {
   const auto code = vesk_client_open(&client, ctx.run_dir.empty() ? nullptr : ctx.run_dir.c_str(),
                                      static_cast<uint32_t>(ctx.timeout * 1000));
   if (code == VESK_CLIENT_SYSTEM) {
-    complain("no socket to be had: " + std::string(std::strerror(errno)));
+    complain("no socket to be had: " + shared::errno_text(errno));
   } else if (code != VESK_CLIENT_OK) {
     complain(vesk_client_error_text(code));
   }
@@ -56,7 +57,7 @@ std::string advice(const vesk_client &client, vesk_client_code code) {
       return std::string(vesk_client_error_text(code)) + " at " + address +
              ": is vesk_sup hanging? --timeout gives it longer";
     case VESK_CLIENT_SYSTEM:
-      return "talking to " + address + " failed: " + std::strerror(failed_call);
+      return "talking to " + address + " failed: " + shared::errno_text(failed_call);
     case VESK_CLIENT_LARGE:
       return std::string(vesk_client_error_text(code)) + ": --allow-large sends it";
     default:
@@ -107,13 +108,9 @@ std::string file_label(uint32_t file_type) {
 }
 
 std::string time_text(uint32_t secs, uint32_t usecs) {
-  const time_t when = secs;
-  tm local{};
-  localtime_r(&when, &local);
-  char date[32];
-  std::strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", &local);
-  char text[64];
-  std::snprintf(text, sizeof text, "%s.%06u", date, usecs);
+  std::string text;
+  shared::append_date_time(text, secs, shared::time_zone::local);
+  shared::append_usecs(text, usecs);
   return text;
 }
 
@@ -121,16 +118,7 @@ std::string printable(std::string_view text) {
   const auto is_space = [](char c) { return c == ' ' || c == '\n' || c == '\0'; };
   while (!text.empty() && is_space(text.back())) text.remove_suffix(1);
   std::string line;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte >= 0x20 && byte != 0x7F) {
-      line += c;
-      continue;
-    }
-    char escaped[8];
-    std::snprintf(escaped, sizeof escaped, "\\x%02x", byte);
-    line += escaped;
-  }
+  shared::append_safely(line, text);
   return line;
 }
 

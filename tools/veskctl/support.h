@@ -59,7 +59,7 @@ std::string file_label(uint32_t file_type);
 // "2026-01-31 12:00:00.000001", local time.
 std::string time_text(uint32_t secs, uint32_t usecs);
 
-// The text on one line: without white space at its end, other control characters as "\x07".
+// The text on one line, without white space at its end, as shared::append_safely() shows it.
 std::string printable(std::string_view text);
 
 }  // namespace vesk::veskctl
