@@ -9,19 +9,35 @@
 #include <iterator>
 
 #include "client/vesk_daemon_socket.h"
+#include "protocol/vesk_wire.h"
 
 namespace vesk::veskctl {
+namespace {
+
+shared::failure why_not(const std::string &path, int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return {"cannot listen at " + path + ": its directory does not exist: is vesk_sup running?"};
+    case EACCES:
+    case EPERM:
+      return {"permission denied at " + path +
+              ": run as root or as a user who may write to its directory"};
+    default:
+      return {"cannot listen at " + path + ": " + shared::errno_text(error)};
+  }
+}
+
+}  // namespace
 
 listener::listener(const std::string &run_dir)
     : path_(run_dir + '/' + VESK_WIRE_LISTENERS + "/veskctl-" + std::to_string(getpid())),
       fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-  if (!fd_) return;
-  bound_ = bind_socket(run_dir);
-  if (!bound_) fd_.close();
+  if (!fd_ || !bind_socket(run_dir)) trouble_ = why_not(path_, errno);
 }
 
 listener::~listener() {
-  if (bound_) unlink(path_.c_str());
+  if (!trouble_) unlink(path_.c_str());
 }
 
 bool listener::bind_socket(const std::string &run_dir) {
@@ -42,9 +58,9 @@ bool listener::bind_socket(const std::string &run_dir) {
          chmod(path_.c_str(), 0666) == 0;
 }
 
-bool listener::receive(uint32_t &opcode, std::vector<uint8_t> &payload) {
+std::optional<heard> listener::receive() {
   vesk_wire_header header{};
-  payload.resize(VESK_WIRE_MAX_PAYLOAD);
+  std::vector<uint8_t> payload(VESK_WIRE_MAX_PAYLOAD);
   iovec parts[] = {{&header, sizeof header}, {payload.data(), payload.size()}};
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
   msghdr msg{};
@@ -53,11 +69,12 @@ bool listener::receive(uint32_t &opcode, std::vector<uint8_t> &payload) {
   msg.msg_control = control;
   msg.msg_controllen = sizeof control;
   const ssize_t got = recvmsg(fd_.get(), &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-  if (got < static_cast<ssize_t>(sizeof header) || (msg.msg_flags & MSG_TRUNC) != 0) return false;
+  if (got < static_cast<ssize_t>(sizeof header) || (msg.msg_flags & MSG_TRUNC) != 0) return {};
   payload.resize(static_cast<size_t>(got) - sizeof header);
-  opcode = header.opcode;
-  return header.magic == VESK_WIRE_MAGIC && header.version == VESK_WIRE_VERSION &&
-         header.length == payload.size() && client::sent_by_daemon(msg, daemon_socket_);
+  const bool ours = header.magic == VESK_WIRE_MAGIC && header.version == VESK_WIRE_VERSION &&
+                    header.length == payload.size() && client::sent_by_daemon(msg, daemon_socket_);
+  if (!ours) return {};
+  return heard{header.opcode, std::move(payload)};
 }
 
 }  // namespace vesk::veskctl
