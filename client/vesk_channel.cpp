@@ -15,8 +15,6 @@
 namespace vesk::client {
 namespace {
 
-constexpr uint16_t reply_kinds = VESK_WIRE_ANSWER | VESK_WIRE_RECEIPT | VESK_WIRE_REFUSED;
-
 // The kernel hands addresses out anew: a first number of our own keeps a late answer to a process
 // that had this address before us from being taken for ours.
 uint32_t first_sequence() {
@@ -48,7 +46,7 @@ iovec piece(bytes b) {
   return {const_cast<uint8_t *>(b.data()), b.size()};
 }
 
-vesk_client_code refusal(bytes payload) {
+vesk_client_code code_of_refusal(bytes payload) {
   uint32_t reason = 0;
   if (payload.size() == sizeof reason) std::memcpy(&reason, payload.data(), sizeof reason);
   switch (reason) {
@@ -91,7 +89,7 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
   vesk_wire_header header{};
   std::memcpy(&header, ch.received.data(), size < sizeof header ? size : sizeof header);
   if (header.magic != VESK_WIRE_MAGIC) return false;
-  const auto kind = static_cast<uint16_t>(header.flags & reply_kinds);
+  const auto kind = static_cast<uint16_t>(header.flags & VESK_WIRE_REPLY);
   if (header.version != VESK_WIRE_VERSION) {
     // Only the first bytes of such a header are known to us: enough to understand a refusal.
     code = VESK_CLIENT_HOST_BAD_VERSION;
@@ -106,7 +104,7 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
       code = VESK_CLIENT_OK;
       return true;
     case VESK_WIRE_REFUSED:
-      code = refusal(out.payload);
+      code = code_of_refusal(out.payload);
       return true;
     default:
       return false;

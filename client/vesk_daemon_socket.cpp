@@ -2,22 +2,18 @@
 
 #include <sys/stat.h>
 
-#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
 #include "protocol/vesk_messages.h"
-#include "protocol/vesk_wire.h"
+#include "protocol/vesk_run_dir.h"
 
 namespace vesk::client {
 
 bool locate_daemon_socket(const char *run_dir, sockaddr_un &address) {
-  address = {};
-  address.sun_family = AF_UNIX;
-  const int length = std::snprintf(address.sun_path, sizeof address.sun_path, "%s/%s%u", run_dir,
-                                   VESK_WIRE_SAP_PREFIX, unsigned{VESK_ACCESS_POINT});
-  const bool fits = length > 0 && static_cast<size_t>(length) < sizeof address.sun_path;
-  return fits && run_dir[0] != '\0';
+  char name[32];
+  std::snprintf(name, sizeof name, "%s%u", VESK_WIRE_SAP_PREFIX, unsigned{VESK_ACCESS_POINT});
+  return run_dir_address(run_dir, name, address) && run_dir[0] != '\0';
 }
 
 bool sent_by_daemon(const msghdr &msg, const sockaddr_un &daemon_socket) {

@@ -12,9 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/vesk_run_dir.h"
 #include "host/vesk_stderr.h"
-#include "protocol/vesk_wire.h"
+#include "protocol/vesk_run_dir.h"
 
 namespace vesk {
 namespace {
@@ -62,7 +61,7 @@ bool make_directory(const char *path, mode_t mode, gid_t group) {
 
 bool make_directories(gid_t group) {
   sockaddr_un listeners;
-  if (!run_dir_address(VESK_WIRE_LISTENERS, listeners)) return failed("use", run_dir());
+  if (!run_dir_address(run_dir(), VESK_WIRE_LISTENERS, listeners)) return failed("use", run_dir());
   return make_directory(run_dir(), run_dir_mode, unchanged) &&
          make_directory(listeners.sun_path, listeners_mode, group);
 }
@@ -73,7 +72,7 @@ bool take_lock(uint32_t sap, const char *socket_path, int32_t &lock) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%u.lock", VESK_WIRE_SAP_PREFIX, sap);
   sockaddr_un address;
-  if (!run_dir_address(name, address)) return failed("use", run_dir());
+  if (!run_dir_address(run_dir(), name, address)) return failed("use", run_dir());
   lock = open(address.sun_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (lock < 0) return failed("open", address.sun_path);
   if (flock(lock, LOCK_EX | LOCK_NB) == 0) return true;
@@ -121,7 +120,7 @@ bool claim(uint32_t sap, access_point &point) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%u", VESK_WIRE_SAP_PREFIX, sap);
   sockaddr_un address;
-  if (!run_dir_address(name, address)) {
+  if (!run_dir_address(run_dir(), name, address)) {
     complain(priority::error,
              "vesk host: the run directory's name is too long for a socket "
              "(%zu bytes, with the socket's own name at most %zu): %s",

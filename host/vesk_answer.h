@@ -13,6 +13,6 @@ namespace vesk {
 int32_t answer(message &msg, uint16_t flags, uint32_t opcode, const void *payload, uint32_t length);
 
 // Counts and logs that the message is refused, and tells its sender where that can be understood.
-void refuse(message &msg, verdict why);
+void refuse(message &msg, refusal why);
 
 }  // namespace vesk

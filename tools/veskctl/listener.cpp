@@ -5,14 +5,20 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <iterator>
+#include <utility>
 
 #include "client/vesk_daemon_socket.h"
+#include "protocol/vesk_run_dir.h"
 #include "protocol/vesk_wire.h"
 
 namespace vesk::veskctl {
 namespace {
+
+// In the run directory.
+std::string own_name() {
+  return std::string(VESK_WIRE_LISTENERS) + "/veskctl-" + std::to_string(getpid());
+}
 
 shared::failure why_not(const std::string &path, int error) {
   switch (error) {
@@ -31,8 +37,7 @@ shared::failure why_not(const std::string &path, int error) {
 }  // namespace
 
 listener::listener(const std::string &run_dir)
-    : path_(run_dir + '/' + VESK_WIRE_LISTENERS + "/veskctl-" + std::to_string(getpid())),
-      fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+    : path_(run_dir + '/' + own_name()), fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
   if (!fd_ || !bind_socket(run_dir)) trouble_ = why_not(path_, errno);
 }
 
@@ -42,13 +47,11 @@ listener::~listener() {
 
 bool listener::bind_socket(const std::string &run_dir) {
   sockaddr_un address{};
-  address.sun_family = AF_UNIX;
   if (!client::locate_daemon_socket(run_dir.c_str(), daemon_socket_) ||
-      path_.size() >= sizeof address.sun_path) {
-    errno = ENAMETOOLONG;
+      !run_dir_address(run_dir.c_str(), own_name().c_str(), address)) {
+    errno = ENAMETOOLONG;  // where the run directory's name is empty, too
     return false;
   }
-  std::memcpy(address.sun_path, path_.data(), path_.size());
   const int on = 1;
   unlink(path_.c_str());  // left behind by a dead process with our number
   // A daemon that is not root must be able to write to it. Others then can too, which does no harm:
