@@ -155,7 +155,8 @@ vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags, byte
   int how = MSG_NOSIGNAL | MSG_DONTWAIT;
   while (sendmsg(ch.fd, &msg, how) < 0) {
     if (errno != EAGAIN && errno != EINTR) return send_failure();
-    // The daemon's queue is full. Only a blocking send can wait for room in somebody else's queue.
+    // The daemon's queue is full. Only a blocking send can wait for room in a queue that is not
+    // ours.
     const int left = left_until(until);
     if (left == 0) return VESK_CLIENT_BUSY;
     const timeval wait = {left / 1000, left % 1000 * suseconds_t{1000}};
@@ -179,7 +180,7 @@ vesk_client_code await_reply(channel &ch, deadline until, reply &out) {
       if (code != VESK_CLIENT_OK) return code;
       if (settles(ch, size, out, code)) return code;
     }
-    // Asked after the socket was looked at, so that a flood of strange messages cannot hold us.
+    // Checked last, so that a flood of other messages cannot keep us here.
     if (left == 0) return VESK_CLIENT_TIMED_OUT;
   }
 }

@@ -1,4 +1,4 @@
-// The daemon's access point: where it lies, and whether a message came from the one who bound it.
+// The daemon's access point: its address, and whether a message came from its owner.
 #pragma once
 
 #include <sys/socket.h>

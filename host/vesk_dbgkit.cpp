@@ -21,7 +21,7 @@ const void *dbgkit_sys_facility;
 
 namespace {
 
-// dbgprint() is not told the level of its line. It is the one that was just asked about.
+// dbgprint() does not get the level of its line: it is the one that dbgkit_chk_int() got last.
 uint32_t line_level = VESK_LEVEL_ERROR;
 
 void read_environment() {
@@ -85,8 +85,7 @@ int32_t dbgkit_hist_event(uint32_t, uint32_t length, const void *record) {
 int32_t dbgkit_hist_ipq_event(uint32_t direction, const ipq_msg *msg, uint32_t, uint32_t) {
   if (vesk::debug_levels.record == VESK_WIRE_DEBUG_NONE) return 0;
   const vesk::message *held = vesk::find_message(msg);
-  // Who watches the process asks again and again, and would push everything else out; so would who
-  // sends what is refused.
+  // Frequent status requests, or a flood of refused messages, would push everything else out.
   if (held != nullptr && held->served) return 0;
   vesk::note_message(direction, held == nullptr ? 0 : held->header.opcode);
   return 0;

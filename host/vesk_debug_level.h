@@ -9,7 +9,7 @@
 namespace vesk {
 
 // How much must be wanted for a line of this level.
-constexpr uint8_t wanted_by(uint32_t level) {
+[[nodiscard]] constexpr uint8_t wanted_by(uint32_t level) {
   return level == VESK_LEVEL_TRACE ? VESK_WIRE_DEBUG_TRACE : VESK_WIRE_DEBUG_ERROR;
 }
 

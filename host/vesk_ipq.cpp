@@ -98,8 +98,8 @@ int32_t ipq_recv(int32_t q, ipq_msg **msg, const void *) {
     vesk::refuse(*next, why);
     refused_some = true;
   }
-  // To the daemon a wake-up without a message is an error, of which it logs a line each time. What
-  // somebody sends must not fill its log, so it gets a message in which there is nothing.
+  // The daemon logs an error when it wakes up and there is no message. Refused datagrams must not
+  // fill its log, so it gets an empty message.
   vesk::make_empty(*next);
   return hand_over(*next, msg);
 }

@@ -29,8 +29,8 @@ void missed(const char *listener, const char *reason) {
            listener, reason, *left_out);
 }
 
-// Nothing but a socket is a listener: through a link, somebody who may write in this directory
-// could have us send anywhere.
+// Only a socket is a listener: with a link, anybody who may write to this directory could make us
+// send anywhere.
 bool is_socket(const char *path) {
   struct stat st;
   return lstat(path, &st) == 0 && S_ISSOCK(st.st_mode);

@@ -16,7 +16,7 @@ enum class refusal : uint32_t {
   not_permitted = VESK_WIRE_NOT_PERMITTED,
   bad_request = VESK_WIRE_BAD_REQUEST,
   // Dropped without a word:
-  not_ours,   // no header, or not our magic: whoever sent it would not understand an answer
+  not_ours,   // no header, or not our magic: the sender would not understand an answer
   came_back,  // an answer or a refusal; answering it could go round for ever
 };
 constexpr size_t refusal_count = 7;

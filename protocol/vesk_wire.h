@@ -50,7 +50,7 @@ enum vesk_wire_refusal : uint32_t {
   VESK_WIRE_BAD_REQUEST = 4,    // a request to the host itself that it does not understand
 };
 
-// Requests to the host itself, all but the last privileged; answered with VESK_WIRE_ANSWER.
+// Requests to the host itself, all privileged except the last; answered with VESK_WIRE_ANSWER.
 constexpr uint32_t VESK_WIRE_OPC_DEBUG = 60001;       // payload vesk_wire_debug
 constexpr uint32_t VESK_WIRE_OPC_HISTORY = 60002;     // no payload; answered with vesk_wire_history
 constexpr uint32_t VESK_WIRE_OPC_SWITCHOVER = 60003;  // payload a u32 context

@@ -1,4 +1,4 @@
-// Reaching the daemon: a handle, what went wrong with a call, and what the daemon's host tells.
+// Reaching the daemon: a handle, what went wrong with a call, and what the daemon's host reports.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ using client_ptr = std::unique_ptr<vesk_client, close_client>;
 [[nodiscard]] const char *run_dir_of(const options &wanted);
 
 // A handle for the daemon that the command line names; null, after a line on standard error, when
-// there is none to be had.
+// that fails.
 [[nodiscard]] client_ptr open_client(const options &wanted);
 
 // How a call failed, for a person: what happened and what to do about it. To be called before

@@ -1,4 +1,4 @@
-// veskctl fail-notice: tell the daemon that its flash has failed.
+// veskctl fail-notice: reports to the daemon that its flash has failed.
 #include <cstdio>
 
 #include "protocol/vesk_messages.h"

@@ -1,4 +1,4 @@
-// veskctl monitor: show what the daemon tells everybody.
+// veskctl monitor: shows what the daemon sends to all listeners.
 #include <poll.h>
 #include <signal.h>
 #include <sys/signalfd.h>

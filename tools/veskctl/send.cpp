@@ -55,9 +55,9 @@ bool out_of_reach(vesk_client_code code) {
 void complain_once(sender &s, const std::string &what, vesk_client_code code) {
   if (s.complained) return;
   s.complained = true;
-  const std::string line = what + ": " + failure_of(s.client, code).reason;  // while errno tells
+  const std::string reason = failure_of(s.client, code).reason;  // before errno changes
   s.on_terminal.clear();
-  complain(line);
+  complain(what + ": " + reason);
 }
 
 void set_time(vesk_client_record &record, uint64_t usecs) {
@@ -66,7 +66,7 @@ void set_time(vesk_client_record &record, uint64_t usecs) {
 }
 
 // The time now, unless another one was asked for; no two records of a run get the same, so that
-// their order can be told.
+// their order is known.
 void stamp(sender &s) {
   if (s.given_time) return;
   timeval now{};

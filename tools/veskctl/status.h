@@ -16,8 +16,8 @@ namespace vesk::veskctl {
 struct findings {
   bool answers;                          // whether anything came back from the daemon
   double answer_seconds;                 // how long that took
-  std::optional<vesk_wire_status> host;  // what it told of itself
-  shared::failure daemon_trouble;        // why it told nothing
+  std::optional<vesk_wire_status> host;  // what it reports of itself
+  shared::failure daemon_trouble;        // why it reports nothing
 
   bool marked;
   shared::file_system flash;

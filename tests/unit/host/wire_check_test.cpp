@@ -28,7 +28,7 @@ TEST(WireCheck, drops_what_has_another_magic) {
   EXPECT_EQ(check_datagram(header, 24, true), refusal::not_ours);
 }
 
-TEST(WireCheck, drops_whatever_comes_back_before_it_looks_any_further) {
+TEST(WireCheck, drops_replies_before_it_looks_any_further) {
   for (const uint16_t flag : std::initializer_list<uint16_t>{0x0100, 0x0200, 0x0400}) {
     vesk_wire_header header = proper(1153, 9);
     header.flags = flag;
@@ -67,7 +67,7 @@ TEST(WireCheck, lets_anybody_send_everything_else) {
   }
 }
 
-TEST(WireCheck, tells_the_sender_where_it_can_be_understood) {
+TEST(WireCheck, reports_the_reason_where_it_can_be_understood) {
   EXPECT_TRUE(is_reported(refusal::bad_version));
   EXPECT_TRUE(is_reported(refusal::bad_length));
   EXPECT_TRUE(is_reported(refusal::not_permitted));

@@ -389,7 +389,7 @@ bool soon(Condition condition) {
   return true;
 }
 
-// A run directory with a monitor on its way that somebody can tell things.
+// A run directory with a monitor that gets messages from a stand-in for the daemon.
 class MonitorOutput : public Test {
  protected:
   MonitorOutput() : service_(dir_, silence) {
