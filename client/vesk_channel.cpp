@@ -10,6 +10,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/vesk_errno.h"
 #include "client/vesk_daemon_socket.h"
 
 namespace vesk::client {
@@ -66,21 +67,9 @@ vesk_client_code code_of_refusal(bytes payload) {
 // Takes one datagram off the socket and stores its size in `size`; 0 for one that does not count.
 vesk_client_code receive(channel &ch, size_t &size) {
   iovec part = {ch.received.data(), ch.received.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
-  msghdr msg{};
-  msg.msg_iov = &part;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
-  const ssize_t got = recvmsg(ch.fd, &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-  size = 0;
-  if (got < 0) {
-    return errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
-  }
-  if ((msg.msg_flags & MSG_TRUNC) == 0 && sent_by_daemon(msg, ch.daemon)) {
-    size = static_cast<size_t>(got);
-  }
-  return VESK_CLIENT_OK;
+  const ptrdiff_t got = receive_from_daemon(ch.fd, {&part, 1}, ch.daemon);
+  size = got < 0 ? 0 : static_cast<size_t>(got);
+  return got >= 0 || errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
 }
 
 // Whether the `size` bytes received settle the last request, and how.
@@ -130,9 +119,8 @@ vesk_client_code open_channel(channel &ch, const char *run_dir) {
       bind(ch.fd, reinterpret_cast<const sockaddr *>(&any), sizeof any) == 0) {
     return VESK_CLIENT_OK;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   close(ch.fd);
-  errno = saved;
   return VESK_CLIENT_SYSTEM;
 }
 

@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/vesk_errno.h"
+#include "base/vesk_fd.h"
 #include "host/vesk_stderr.h"
 #include "protocol/vesk_run_dir.h"
 
@@ -24,9 +26,8 @@ constexpr mode_t socket_mode = 0660;
 constexpr gid_t unchanged = static_cast<gid_t>(-1);
 
 bool failed(const char *what, const char *path) {
-  const int saved = errno;
-  complain(priority::error, "vesk host: cannot %s %s: %s", what, path, std::strerror(saved));
-  errno = saved;
+  const errno_keeper keeper;
+  complain(priority::error, "vesk host: cannot %s %s: %s", what, path, std::strerror(errno));
   return false;
 }
 
@@ -92,13 +93,8 @@ bool make_way(int32_t probe, const sockaddr_un &address) {
 }
 
 bool remove_stale_socket(const sockaddr_un &address) {
-  const int32_t probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (probe < 0) return failed("make a socket for", address.sun_path);
-  const bool free = make_way(probe, address);
-  const int saved = errno;
-  close(probe);
-  errno = saved;
-  return free;
+  const unique_fd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  return probe ? make_way(probe.get(), address) : failed("make a socket for", address.sun_path);
 }
 
 bool open_socket(const sockaddr_un &address, gid_t group, int32_t &fd) {
@@ -145,9 +141,8 @@ bool claim_access_point(uint32_t sap, access_point &point) {
     point = claimed;
     return true;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   release_access_point(claimed);
-  errno = saved;
   return false;
 }
 

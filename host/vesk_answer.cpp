@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/vesk_errno.h"
 #include "host/vesk_clock.h"
 #include "host/vesk_counters.h"
 #include "host/vesk_outbox.h"
@@ -53,10 +54,9 @@ int32_t answer(message &msg, uint16_t flags, uint32_t opcode, const void *payloa
     ++counters.answered;
     return 0;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   ++counters.unanswered;
   report_unanswered(msg);
-  errno = saved;
   return -1;
 }
 

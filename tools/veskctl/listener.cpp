@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <iterator>
 #include <utility>
 
 #include "client/vesk_daemon_socket.h"
@@ -65,17 +64,11 @@ std::optional<heard> listener::receive() {
   vesk_wire_header header{};
   std::vector<uint8_t> payload(VESK_WIRE_MAX_PAYLOAD);
   iovec parts[] = {{&header, sizeof header}, {payload.data(), payload.size()}};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
-  msghdr msg{};
-  msg.msg_iov = parts;
-  msg.msg_iovlen = std::size(parts);
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
-  const ssize_t got = recvmsg(fd_.get(), &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-  if (got < static_cast<ssize_t>(sizeof header) || (msg.msg_flags & MSG_TRUNC) != 0) return {};
+  const ptrdiff_t got = client::receive_from_daemon(fd_.get(), parts, daemon_socket_);
+  if (got < static_cast<ptrdiff_t>(sizeof header)) return {};
   payload.resize(static_cast<size_t>(got) - sizeof header);
   const bool ours = header.magic == VESK_WIRE_MAGIC && header.version == VESK_WIRE_VERSION &&
-                    header.length == payload.size() && client::sent_by_daemon(msg, daemon_socket_);
+                    header.length == payload.size();
   if (!ours) return {};
   return heard{header.opcode, std::move(payload)};
 }
