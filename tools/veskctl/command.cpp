@@ -28,8 +28,7 @@ int order(vesk_client &client, const action &what, uint32_t file_type) {
   const std::string label = file_type == 0 ? "all file types" : file_label(file_type);
   const vesk_command request = {what.command, static_cast<uint16_t>(file_type)};
   vesk_command_response response{};
-  const auto code = ask(client, IPQ_OPC_VESK_COMMAND, request, response);
-  if (code != VESK_CLIENT_OK) return status_of(failure_of(client, code));
+  if (const auto why = ask(client, IPQ_OPC_VESK_COMMAND, request, response)) return status_of(why);
   if (response.result != 0) {
     return status_of({label + ": " + vesk_client_error_text(VESK_CLIENT_REFUSED)});
   }

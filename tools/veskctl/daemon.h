@@ -29,14 +29,14 @@ using client_ptr = std::unique_ptr<vesk_client, close_client>;
 // anything else changes errno.
 [[nodiscard]] shared::failure failure_of(const vesk_client &client, vesk_client_code code);
 
-// Sends a request whose answer has one size; `answer` is of use only for OK.
+// Sends a request whose answer always has the same size.
 template <typename Request, typename Answer>
-[[nodiscard]] vesk_client_code ask(vesk_client &client, uint32_t opcode, const Request &request,
-                                   Answer &answer) {
+shared::failure ask(vesk_client &client, uint32_t opcode, const Request &request, Answer &answer) {
   size_t length = 0;
   const auto code = vesk_client_request(&client, opcode, &request, sizeof request, &answer,
                                         sizeof answer, &length);
-  return code == VESK_CLIENT_OK && length != sizeof answer ? VESK_CLIENT_BAD_ANSWER : code;
+  const bool other_size = code == VESK_CLIENT_OK && length != sizeof answer;
+  return failure_of(client, other_size ? VESK_CLIENT_BAD_ANSWER : code);
 }
 
 // Asks for the status; `status` is written only for OK. UNANSWERED comes from a daemon that does

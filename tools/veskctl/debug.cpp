@@ -21,8 +21,7 @@ int debug(const options &wanted) {
   if (!client) return 1;
   const vesk_wire_debug request = {wanted.debug.print, wanted.debug.record, {}};
   vesk_wire_debug in_force{};
-  const auto code = ask(*client, VESK_WIRE_OPC_DEBUG, request, in_force);
-  if (code != VESK_CLIENT_OK) return status_of(failure_of(*client, code));
+  if (const auto why = ask(*client, VESK_WIRE_OPC_DEBUG, request, in_force)) return status_of(why);
   std::printf("print: %s\nrecord: %s\n", level_name(in_force.print), level_name(in_force.record));
   return 0;
 }
