@@ -1,5 +1,7 @@
 #include "host/vesk_wire_check.h"
 
+#include <iterator>
+
 #include "protocol/vesk_messages.h"
 
 namespace vesk {
@@ -7,26 +9,22 @@ namespace {
 
 constexpr size_t common_to_all_versions = offsetof(vesk_wire_header, opcode);
 
+// Indexed by the refusal.
+constexpr const char *texts[] = {
+    "accepted",
+    "unknown version of the wire format",
+    "the length in its header is not what came, or is too large",
+    "only root and the daemon's own user may send this",
+    "a request to the host with a wrong payload",
+    "no header of this wire format",
+    "an answer, not a request",
+};
+static_assert(std::size(texts) == refusal_count);
+
 }  // namespace
 
 const char *refusal_text(refusal why) {
-  switch (why) {
-    case refusal::none:
-      return "accepted";
-    case refusal::bad_version:
-      return "unknown version of the wire format";
-    case refusal::bad_length:
-      return "the length in its header is not what came, or is too large";
-    case refusal::not_permitted:
-      return "only root and the daemon's own user may send this";
-    case refusal::bad_request:
-      return "a request to the host with a wrong payload";
-    case refusal::not_ours:
-      return "no header of this wire format";
-    case refusal::came_back:
-      return "an answer, not a request";
-  }
-  return "unknown";
+  return texts[static_cast<size_t>(why)];
 }
 
 bool needs_privilege(uint32_t opcode) {

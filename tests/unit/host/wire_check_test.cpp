@@ -77,5 +77,17 @@ TEST(WireCheck, reports_the_reason_where_it_can_be_understood) {
   EXPECT_FALSE(is_reported(refusal::came_back));
 }
 
+TEST(WireCheck, names_each_refusal) {
+  EXPECT_STREQ(refusal_text(refusal::none), "accepted");
+  EXPECT_STREQ(refusal_text(refusal::bad_version), "unknown version of the wire format");
+  EXPECT_STREQ(refusal_text(refusal::bad_length),
+               "the length in its header is not what came, or is too large");
+  EXPECT_STREQ(refusal_text(refusal::not_permitted),
+               "only root and the daemon's own user may send this");
+  EXPECT_STREQ(refusal_text(refusal::bad_request), "a request to the host with a wrong payload");
+  EXPECT_STREQ(refusal_text(refusal::not_ours), "no header of this wire format");
+  EXPECT_STREQ(refusal_text(refusal::came_back), "an answer, not a request");
+}
+
 }  // namespace
 }  // namespace vesk::test
