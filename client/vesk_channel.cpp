@@ -10,12 +10,11 @@
 #include <cstring>
 #include <ctime>
 
+#include "base/vesk_errno.h"
 #include "client/vesk_daemon_socket.h"
 
 namespace vesk::client {
 namespace {
-
-constexpr uint16_t reply_kinds = VESK_WIRE_ANSWER | VESK_WIRE_RECEIPT | VESK_WIRE_REFUSED;
 
 // The kernel hands addresses out anew: a first number of our own keeps a late answer to a process
 // that had this address before us from being taken for ours.
@@ -48,7 +47,7 @@ iovec piece(bytes b) {
   return {const_cast<uint8_t *>(b.data()), b.size()};
 }
 
-vesk_client_code refusal(bytes payload) {
+vesk_client_code code_of_refusal(bytes payload) {
   uint32_t reason = 0;
   if (payload.size() == sizeof reason) std::memcpy(&reason, payload.data(), sizeof reason);
   switch (reason) {
@@ -68,21 +67,9 @@ vesk_client_code refusal(bytes payload) {
 // Takes one datagram off the socket and stores its size in `size`; 0 for one that does not count.
 vesk_client_code receive(channel &ch, size_t &size) {
   iovec part = {ch.received.data(), ch.received.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
-  msghdr msg{};
-  msg.msg_iov = &part;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
-  const ssize_t got = recvmsg(ch.fd, &msg, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
-  size = 0;
-  if (got < 0) {
-    return errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
-  }
-  if ((msg.msg_flags & MSG_TRUNC) == 0 && sent_by_daemon(msg, ch.daemon)) {
-    size = static_cast<size_t>(got);
-  }
-  return VESK_CLIENT_OK;
+  const ptrdiff_t got = receive_from_daemon(ch.fd, {&part, 1}, ch.daemon);
+  size = got < 0 ? 0 : static_cast<size_t>(got);
+  return got >= 0 || errno == EAGAIN || errno == EINTR ? VESK_CLIENT_OK : VESK_CLIENT_SYSTEM;
 }
 
 // Whether the `size` bytes received settle the last request, and how.
@@ -91,7 +78,7 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
   vesk_wire_header header{};
   std::memcpy(&header, ch.received.data(), size < sizeof header ? size : sizeof header);
   if (header.magic != VESK_WIRE_MAGIC) return false;
-  const auto kind = static_cast<uint16_t>(header.flags & reply_kinds);
+  const auto kind = static_cast<uint16_t>(header.flags & VESK_WIRE_REPLY);
   if (header.version != VESK_WIRE_VERSION) {
     // Only the first bytes of such a header are known to us: enough to understand a refusal.
     code = VESK_CLIENT_HOST_BAD_VERSION;
@@ -106,7 +93,7 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
       code = VESK_CLIENT_OK;
       return true;
     case VESK_WIRE_REFUSED:
-      code = refusal(out.payload);
+      code = code_of_refusal(out.payload);
       return true;
     default:
       return false;
@@ -132,9 +119,8 @@ vesk_client_code open_channel(channel &ch, const char *run_dir) {
       bind(ch.fd, reinterpret_cast<const sockaddr *>(&any), sizeof any) == 0) {
     return VESK_CLIENT_OK;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   close(ch.fd);
-  errno = saved;
   return VESK_CLIENT_SYSTEM;
 }
 
@@ -157,7 +143,8 @@ vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags, byte
   int how = MSG_NOSIGNAL | MSG_DONTWAIT;
   while (sendmsg(ch.fd, &msg, how) < 0) {
     if (errno != EAGAIN && errno != EINTR) return send_failure();
-    // The daemon's queue is full. Only a blocking send can wait for room in somebody else's queue.
+    // The daemon's queue is full. Only a blocking send can wait for room in a queue that is not
+    // ours.
     const int left = left_until(until);
     if (left == 0) return VESK_CLIENT_BUSY;
     const timeval wait = {left / 1000, left % 1000 * suseconds_t{1000}};
@@ -181,7 +168,7 @@ vesk_client_code await_reply(channel &ch, deadline until, reply &out) {
       if (code != VESK_CLIENT_OK) return code;
       if (settles(ch, size, out, code)) return code;
     }
-    // Asked after the socket was looked at, so that a flood of strange messages cannot hold us.
+    // Checked last, so that a flood of other messages cannot keep us here.
     if (left == 0) return VESK_CLIENT_TIMED_OUT;
   }
 }

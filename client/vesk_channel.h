@@ -31,12 +31,12 @@ struct channel {
 
 // Sets up a channel whose access point lies in `run_dir`. The caller closes `fd` when the code is
 // OK; there is nothing to close otherwise.
-vesk_client_code open_channel(channel &ch, const char *run_dir);
+[[nodiscard]] vesk_client_code open_channel(channel &ch, const char *run_dir);
 
 // Sends one request, its payload in up to two pieces. Waits until `until` for room in the daemon's
 // queue.
-vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags, bytes head, bytes rest,
-                              deadline until);
+[[nodiscard]] vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags,
+                                            bytes head, bytes rest, deadline until);
 
 struct reply {
   uint16_t kind;  // VESK_WIRE_ANSWER or VESK_WIRE_RECEIPT
@@ -44,9 +44,9 @@ struct reply {
 };
 
 // Waits until `until` for what comes back on the last request, and stores it in `out` when the code
-// is OK; a refusal by the host is a code of its own. Whatever else arrives meanwhile is dropped:
-// messages from anybody but root and the owner of the access point, and late answers to earlier
-// requests.
-vesk_client_code await_reply(channel &ch, deadline until, reply &out);
+// is OK; a refusal by the host is a code of its own. Everything else that arrives meanwhile is
+// dropped: messages from anybody except root and the owner of the access point, and late answers to
+// earlier requests.
+[[nodiscard]] vesk_client_code await_reply(channel &ch, deadline until, reply &out);
 
 }  // namespace vesk::client

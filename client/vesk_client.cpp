@@ -12,6 +12,7 @@
 #include "client/vesk_record_check.h"
 #include "format/vesk_format.h"
 #include "protocol/vesk_messages.h"
+#include "protocol/vesk_run_dir.h"
 
 static_assert(VESK_CLIENT_SYNC_NONE == VESK_SYNC_NONE);
 static_assert(VESK_CLIENT_SYNC_ANSWER == VESK_SYNC_ANSWER);
@@ -79,8 +80,8 @@ vesk_log_req head_of(const vesk_client_record &record) {
   return head;
 }
 
-// The daemon's word on a record: 1 stored, 0 refused.
-vesk_client_code verdict(const reply &back) {
+// What the daemon answered to a record: 1 stored, 0 refused.
+vesk_client_code code_of_answer(const reply &back) {
   if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
   uint32_t word = UINT32_MAX;
   if (back.payload.size() == sizeof word) std::memcpy(&word, back.payload.data(), sizeof word);
@@ -97,9 +98,7 @@ vesk_client_code verdict(const reply &back) {
 }  // namespace
 
 const char *vesk_client_run_dir(const char *run_dir) {
-  if (run_dir != nullptr) return run_dir;
-  const char *named = std::getenv("VESK_RUN_DIR");
-  return named != nullptr && named[0] != '\0' ? named : VESK_RUN_DIR_DEFAULT;
+  return run_dir != nullptr ? run_dir : vesk::run_dir();
 }
 
 vesk_client_code vesk_client_open(vesk_client **client, const char *run_dir, uint32_t timeout_ms) {
@@ -139,7 +138,7 @@ vesk_client_code vesk_client_log(vesk_client *client, const vesk_client_record *
   }
   reply back{};
   const auto code = exchange(*client, IPQ_OPC_VESK_LOG, head_bytes, data, back);
-  return code == VESK_CLIENT_OK ? verdict(back) : code;
+  return code == VESK_CLIENT_OK ? code_of_answer(back) : code;
 }
 
 vesk_client_code vesk_client_update(vesk_client *client, const vesk_client_record *record,

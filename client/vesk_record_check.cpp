@@ -3,13 +3,10 @@
 #include "format/vesk_catalogue.h"
 #include "format/vesk_format.h"
 #include "format/vesk_ring.h"
+#include "protocol/vesk_messages.h"
 
 namespace vesk::client {
 namespace {
-
-// An entry header counts its padded data in 16 bits.
-constexpr uint32_t longest_record = 65532;
-static_assert(padded(longest_record) <= UINT16_MAX && padded(longest_record + 1) > UINT16_MAX);
 
 // Room is made by walking from the oldest entry, and the walk starts over when it passes the end of
 // the file: it does not notice when it has discarded all there is.
@@ -34,7 +31,7 @@ vesk_client_code check_record(const vesk_client_record &record) {
   if (record.type < VESK_MIN_OBJECT_TYPE || record.type > UINT16_MAX) return VESK_CLIENT_BAD_TYPE;
   if (record.sync > VESK_CLIENT_SYNC_FLASH) return VESK_CLIENT_BAD_SYNC;
   if (record.length == 0) return VESK_CLIENT_EMPTY;
-  if (record.length > longest_record) return VESK_CLIENT_TOO_LONG;
+  if (record.length > VESK_MAX_RECORD) return VESK_CLIENT_TOO_LONG;
   if (record.data == nullptr) return VESK_CLIENT_BAD_ARGUMENT;
   return check_size(static_cast<uint32_t>(record.length), file->max_size, record.allow_large != 0);
 }

@@ -12,9 +12,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "host/vesk_run_dir.h"
+#include "base/vesk_errno.h"
+#include "base/vesk_fd.h"
 #include "host/vesk_stderr.h"
-#include "protocol/vesk_wire.h"
+#include "protocol/vesk_run_dir.h"
 
 namespace vesk {
 namespace {
@@ -25,9 +26,8 @@ constexpr mode_t socket_mode = 0660;
 constexpr gid_t unchanged = static_cast<gid_t>(-1);
 
 bool failed(const char *what, const char *path) {
-  const int saved = errno;
-  complain(priority::error, "vesk host: cannot %s %s: %s", what, path, std::strerror(saved));
-  errno = saved;
+  const errno_keeper keeper;
+  complain(priority::error, "vesk host: cannot %s %s: %s", what, path, std::strerror(errno));
   return false;
 }
 
@@ -62,7 +62,7 @@ bool make_directory(const char *path, mode_t mode, gid_t group) {
 
 bool make_directories(gid_t group) {
   sockaddr_un listeners;
-  if (!run_dir_address(VESK_WIRE_LISTENERS, listeners)) return failed("use", run_dir());
+  if (!run_dir_address(run_dir(), VESK_WIRE_LISTENERS, listeners)) return failed("use", run_dir());
   return make_directory(run_dir(), run_dir_mode, unchanged) &&
          make_directory(listeners.sun_path, listeners_mode, group);
 }
@@ -73,7 +73,7 @@ bool take_lock(uint32_t sap, const char *socket_path, int32_t &lock) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%u.lock", VESK_WIRE_SAP_PREFIX, sap);
   sockaddr_un address;
-  if (!run_dir_address(name, address)) return failed("use", run_dir());
+  if (!run_dir_address(run_dir(), name, address)) return failed("use", run_dir());
   lock = open(address.sun_path, O_RDWR | O_CREAT | O_CLOEXEC, 0600);
   if (lock < 0) return failed("open", address.sun_path);
   if (flock(lock, LOCK_EX | LOCK_NB) == 0) return true;
@@ -93,13 +93,8 @@ bool make_way(int32_t probe, const sockaddr_un &address) {
 }
 
 bool remove_stale_socket(const sockaddr_un &address) {
-  const int32_t probe = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-  if (probe < 0) return failed("make a socket for", address.sun_path);
-  const bool free = make_way(probe, address);
-  const int saved = errno;
-  close(probe);
-  errno = saved;
-  return free;
+  const unique_fd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  return probe ? make_way(probe.get(), address) : failed("make a socket for", address.sun_path);
 }
 
 bool open_socket(const sockaddr_un &address, gid_t group, int32_t &fd) {
@@ -121,7 +116,7 @@ bool claim(uint32_t sap, access_point &point) {
   char name[32];
   std::snprintf(name, sizeof name, "%s%u", VESK_WIRE_SAP_PREFIX, sap);
   sockaddr_un address;
-  if (!run_dir_address(name, address)) {
+  if (!run_dir_address(run_dir(), name, address)) {
     complain(priority::error,
              "vesk host: the run directory's name is too long for a socket "
              "(%zu bytes, with the socket's own name at most %zu): %s",
@@ -146,9 +141,8 @@ bool claim_access_point(uint32_t sap, access_point &point) {
     point = claimed;
     return true;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   release_access_point(claimed);
-  errno = saved;
   return false;
 }
 

@@ -15,7 +15,7 @@ struct access_point {
 // are missing, and replaces a socket that a dead process left. False, with the reason on standard
 // error and errno set, when another process serves it or the socket cannot be made; there is
 // nothing to release then.
-bool claim_access_point(uint32_t sap, access_point &point);
+[[nodiscard]] bool claim_access_point(uint32_t sap, access_point &point);
 
 // Gives the access point up, so that it can be claimed again.
 void release_access_point(access_point &point);

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/vesk_errno.h"
 #include "host/vesk_clock.h"
 #include "host/vesk_counters.h"
 #include "host/vesk_outbox.h"
@@ -13,15 +14,15 @@
 namespace vesk {
 namespace {
 
-std::array<rate_limit, verdict_count> refusal_lines;
+std::array<rate_limit, refusal_count> refusal_lines;
 rate_limit unanswered_lines;
 
-void report_refusal(const message &msg, verdict why) {
+void report_refusal(const message &msg, refusal why) {
   const auto left_out = refusal_lines[static_cast<size_t>(why)].pass(monotonic_usecs());
   if (!left_out) return;
   complain(priority::warning,
            "vesk host: refused opcode %u from process %d of user %u: %s (%u more not shown)",
-           msg.header.opcode, msg.sender.pid, msg.sender.uid, verdict_text(why), *left_out);
+           msg.header.opcode, msg.sender.pid, msg.sender.uid, refusal_text(why), *left_out);
 }
 
 void report_unanswered(const message &msg) {
@@ -53,17 +54,16 @@ int32_t answer(message &msg, uint16_t flags, uint32_t opcode, const void *payloa
     ++counters.answered;
     return 0;
   }
-  const int saved = errno;
+  const errno_keeper keeper;
   ++counters.unanswered;
   report_unanswered(msg);
-  errno = saved;
   return -1;
 }
 
-void refuse(message &msg, verdict why) {
+void refuse(message &msg, refusal why) {
   ++counters.refused[static_cast<size_t>(why)];
   report_refusal(msg, why);
-  if (!is_told(why)) return;
+  if (!is_reported(why)) return;
   const auto reason = static_cast<uint32_t>(why);
   if (send_back(msg, VESK_WIRE_REFUSED, 0, &reason, sizeof reason) != 0) ++counters.unanswered;
   msg.answered = true;  // there is no receipt for what was refused

@@ -12,7 +12,8 @@ namespace vesk {
 // with errno and a line on standard error: EDESTADDRREQ when the sender has no address.
 int32_t answer(message &msg, uint16_t flags, uint32_t opcode, const void *payload, uint32_t length);
 
-// Counts and logs that the message is refused, and tells its sender where that can be understood.
-void refuse(message &msg, verdict why);
+// Counts and logs that the message is refused, and reports the reason to a sender that can
+// understand it.
+void refuse(message &msg, refusal why);
 
 }  // namespace vesk

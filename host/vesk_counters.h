@@ -9,7 +9,7 @@ namespace vesk {
 
 struct host_counters {
   uint64_t received;                // accepted
-  uint64_t refused[verdict_count];  // indexed by the verdict
+  uint64_t refused[refusal_count];  // indexed by the reason
   uint64_t answered;                // answers and receipts sent
   uint64_t unanswered;              // answers, receipts and refusals that reached nobody
   uint64_t listeners_reached;

@@ -13,22 +13,25 @@
 #include "host/vesk_stderr.h"
 #include "platform/dbgkit.h"
 
+// A program that reads the history knows them by the protocol's names.
+static_assert(VESK_WIRE_RECEIVED == DBGKIT_MSG_RECEIVED && VESK_WIRE_SENT == DBGKIT_MSG_SENT);
+
 const char *dbgkit_dbg_modname;
 const void *dbgkit_sys_facility;
 
 namespace {
 
-// dbgprint() is not told the level of its line. It is the one that was just asked about.
+// dbgprint() does not get the level of its line: it is the one that dbgkit_chk_int() got last.
 uint32_t line_level = VESK_LEVEL_ERROR;
 
 void read_environment() {
   const char *value = std::getenv("VESK_DEBUG");
   const std::string_view wanted = value == nullptr ? "" : value;
   if (wanted == "none") {
-    vesk::debug_levels.print = vesk::want_nothing;
+    vesk::debug_levels.print = VESK_WIRE_DEBUG_NONE;
   } else if (wanted == "trace") {
-    vesk::debug_levels.print = vesk::want_traces;
-    vesk::debug_levels.record = vesk::want_traces;
+    vesk::debug_levels.print = VESK_WIRE_DEBUG_TRACE;
+    vesk::debug_levels.record = VESK_WIRE_DEBUG_TRACE;
   } else if (!wanted.empty() && wanted != "error") {
     vesk::complain(vesk::priority::warning,
                    "vesk host: VESK_DEBUG is \"%s\", not none, error or trace; taken as error",
@@ -80,10 +83,9 @@ int32_t dbgkit_hist_event(uint32_t, uint32_t length, const void *record) {
 }
 
 int32_t dbgkit_hist_ipq_event(uint32_t direction, const ipq_msg *msg, uint32_t, uint32_t) {
-  if (vesk::debug_levels.record == vesk::want_nothing) return 0;
+  if (vesk::debug_levels.record == VESK_WIRE_DEBUG_NONE) return 0;
   const vesk::message *held = vesk::find_message(msg);
-  // Who watches the process asks again and again, and would push everything else out; so would who
-  // sends what is refused.
+  // Frequent status requests, or a flood of refused messages, would push everything else out.
   if (held != nullptr && held->served) return 0;
   vesk::note_message(direction, held == nullptr ? 0 : held->header.opcode);
   return 0;

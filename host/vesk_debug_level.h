@@ -8,17 +8,12 @@
 
 namespace vesk {
 
-// How much is wanted, each including the ones before.
-constexpr uint8_t want_nothing = 0;
-constexpr uint8_t want_errors = 1;
-constexpr uint8_t want_traces = 2;
-
 // How much must be wanted for a line of this level.
-constexpr uint8_t wanted_by(uint32_t level) {
-  return level == VESK_LEVEL_TRACE ? want_traces : want_errors;
+[[nodiscard]] constexpr uint8_t wanted_by(uint32_t level) {
+  return level == VESK_LEVEL_TRACE ? VESK_WIRE_DEBUG_TRACE : VESK_WIRE_DEBUG_ERROR;
 }
 
 // Errors are printed from the very first moment; recording begins when the history is set up.
-inline vesk_wire_debug debug_levels = {want_errors, want_nothing, {}};
+inline vesk_wire_debug debug_levels = {VESK_WIRE_DEBUG_ERROR, VESK_WIRE_DEBUG_NONE, {}};
 
 }  // namespace vesk

@@ -10,7 +10,7 @@ namespace vesk {
 namespace {
 
 bool is_level(uint8_t level) {
-  return level <= want_traces || level == VESK_WIRE_DEBUG_KEEP;
+  return level <= VESK_WIRE_DEBUG_TRACE || level == VESK_WIRE_DEBUG_KEEP;
 }
 
 void set_level(uint8_t &level, uint8_t asked) {
@@ -21,7 +21,7 @@ void change_levels(message &msg) {
   vesk_wire_debug asked{};
   std::memcpy(&asked, msg.payload, sizeof asked);
   if (msg.header.length != sizeof asked || !is_level(asked.print) || !is_level(asked.record)) {
-    refuse(msg, verdict::bad_request);
+    refuse(msg, refusal::bad_request);
     return;
   }
   set_level(debug_levels.print, asked.print);
@@ -31,7 +31,7 @@ void change_levels(message &msg) {
 
 void read_out_history(message &msg) {
   if (msg.header.length != 0) {
-    refuse(msg, verdict::bad_request);
+    refuse(msg, refusal::bad_request);
     return;
   }
   char records[text_history_size + message_history_size];

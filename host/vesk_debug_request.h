@@ -8,6 +8,6 @@
 namespace vesk {
 
 // Serves a debug request and answers it; false when the message is none.
-bool serve_debug_request(message &msg);
+[[nodiscard]] bool serve_debug_request(message &msg);
 
 }  // namespace vesk

@@ -1,5 +1,5 @@
-// The event history: what the process said, and which messages came and went. It lies in memory and
-// ends with the process; somebody may ask for it while the process lives.
+// The event history: the process's own lines, and which messages came and went. It lies in memory,
+// can be requested while the process lives, and ends with it.
 #pragma once
 
 #include <cstddef>
@@ -19,6 +19,6 @@ void note_message(uint32_t kind, uint32_t opcode);
 
 // Copies the whole history in the form of an answer to VESK_WIRE_OPC_HISTORY, oldest first, and
 // returns its size. `out` has room for both rings.
-size_t copy_history(std::span<char> out);
+[[nodiscard]] size_t copy_history(std::span<char> out);
 
 }  // namespace vesk

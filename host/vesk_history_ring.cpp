@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+#include "format/vesk_ring.h"
+
 namespace vesk {
 namespace {
 
@@ -14,10 +16,6 @@ struct record_front {
   vesk_wire_history head;
 };
 static_assert(sizeof(record_front) == sizeof(uint32_t) + sizeof(vesk_wire_history));
-
-constexpr uint32_t padded(uint32_t length) {
-  return (length + 3) & ~uint32_t{3};
-}
 
 }  // namespace
 

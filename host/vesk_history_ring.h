@@ -27,7 +27,7 @@ class history_ring {
   // a record at a position while it is not end().
   uint32_t first() const { return tail_.load(); }
   uint32_t end() const { return head_.load(); }
-  uint32_t next(uint32_t position) const;
+  [[nodiscard]] uint32_t next(uint32_t position) const;
   uint32_t order_at(uint32_t position) const;
   uint32_t record_size(uint32_t position) const;  // of what read_out() wants: without the order
   void read_out(uint32_t position, std::span<char> record) const;

@@ -54,7 +54,7 @@ int32_t send_message(uint32_t dest, uint32_t opcode, const void *payload, uint32
   }
 }
 
-vesk::verdict judge(const vesk::message &msg, ptrdiff_t size) {
+vesk::refusal check(const vesk::message &msg, ptrdiff_t size) {
   return vesk::check_datagram(msg.header, static_cast<size_t>(size), vesk::is_privileged(msg));
 }
 
@@ -93,13 +93,13 @@ int32_t ipq_recv(int32_t q, ipq_msg **msg, const void *) {
     const ptrdiff_t size = vesk::take_datagram(queue.socket, *next);
     if (size < 0 && !refused_some) return fail(errno);
     if (size < 0) break;
-    const vesk::verdict found = judge(*next, size);
-    if (found == vesk::verdict::accepted) return admit(*next, msg);
-    vesk::refuse(*next, found);
+    const vesk::refusal why = check(*next, size);
+    if (why == vesk::refusal::none) return admit(*next, msg);
+    vesk::refuse(*next, why);
     refused_some = true;
   }
-  // To the daemon a wake-up without a message is an error, of which it logs a line each time. What
-  // somebody sends must not fill its log, so it gets a message in which there is nothing.
+  // The daemon logs an error when it wakes up and there is no message. Refused datagrams must not
+  // fill its log, so it gets an empty message.
   vesk::make_empty(*next);
   return hand_over(*next, msg);
 }

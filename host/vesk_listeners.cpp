@@ -12,8 +12,8 @@
 #include "host/vesk_counters.h"
 #include "host/vesk_outbox.h"
 #include "host/vesk_rate_limit.h"
-#include "host/vesk_run_dir.h"
 #include "host/vesk_stderr.h"
+#include "protocol/vesk_run_dir.h"
 #include "protocol/vesk_wire.h"
 
 namespace vesk {
@@ -29,8 +29,8 @@ void missed(const char *listener, const char *reason) {
            listener, reason, *left_out);
 }
 
-// Nothing but a socket is a listener: through a link, somebody who may write in this directory
-// could have us send anywhere.
+// Only a socket is a listener: with a link, anybody who may write to this directory could make us
+// send anywhere.
 bool is_socket(const char *path) {
   struct stat st;
   return lstat(path, &st) == 0 && S_ISSOCK(st.st_mode);
@@ -40,7 +40,7 @@ void send_to(const char *listener, const vesk_wire_header &header, const void *p
   char name[sizeof VESK_WIRE_LISTENERS + sizeof dirent::d_name];
   std::snprintf(name, sizeof name, "%s/%s", VESK_WIRE_LISTENERS, listener);
   sockaddr_un address;
-  if (!run_dir_address(name, address)) {
+  if (!run_dir_address(run_dir(), name, address)) {
     missed(listener, "its name is too long for a socket");
     return;
   }
@@ -58,7 +58,7 @@ void send_to(const char *listener, const vesk_wire_header &header, const void *p
 
 void send_to_listeners(uint32_t opcode, const void *payload, uint32_t length) {
   sockaddr_un directory;
-  if (!run_dir_address(VESK_WIRE_LISTENERS, directory)) return;
+  if (!run_dir_address(run_dir(), VESK_WIRE_LISTENERS, directory)) return;
   DIR *dir = opendir(directory.sun_path);
   if (dir == nullptr) return;
   const vesk_wire_header header = make_header(0, opcode, 0, length);

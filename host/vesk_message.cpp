@@ -63,8 +63,8 @@ ptrdiff_t take_datagram(int32_t fd, message &msg) {
   msg.answered = false;
   msg.served = false;
   iovec parts[] = {{&msg.header, sizeof msg.header}, {msg.payload, sizeof msg.payload}};
-  // Room for the credentials and for nothing else: descriptors that somebody sends along are closed
-  // by the kernel instead of piling up here.
+  // Room for the credentials alone: the kernel then closes descriptors that a sender adds, which
+  // would pile up here.
   alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))];
   msghdr arrived{};
   arrived.msg_name = &msg.address;

@@ -13,10 +13,10 @@
 namespace vesk {
 
 struct message {
-  ipq_msg reference;  // what the daemon holds; its address tells the message
+  ipq_msg reference;  // what the daemon holds; its address identifies the message
   bool in_use;
   bool answered;
-  bool served;  // the host is done with it: the daemon only lets it go
+  bool served;  // the host is done with it: the daemon only drops it
   vesk_wire_header header;
   ucred sender;  // as the kernel knows it
   sockaddr_un address;
@@ -25,26 +25,24 @@ struct message {
   alignas(16) uint8_t payload[VESK_WIRE_MAX_PAYLOAD];
 };
 
-// A message that is not in use, or null when the daemon holds them all. It becomes in use when the
-// caller says so.
-message *free_message();
+// A message that is not in use, or null when the daemon holds them all. The caller sets `in_use`.
+[[nodiscard]] message *free_message();
 
 // The message in use that `reference` stands for, or null.
-message *find_message(const ipq_msg *reference);
+[[nodiscard]] message *find_message(const ipq_msg *reference);
 
-// Makes of the message one in which nothing came, for the daemon to let go: no opcode, no payload,
-// nobody to answer.
+// Empties the message, for the daemon to drop: no opcode, no payload, no sender to answer.
 void make_empty(message &msg);
 
 // Takes the next datagram off `fd` into the message: header, sender, payload; everything in the
 // payload behind what came is zero. Returns the datagram's whole size, which may be larger than
 // what a message holds, or -1 with errno.
-ptrdiff_t take_datagram(int32_t fd, message &msg);
+[[nodiscard]] ptrdiff_t take_datagram(int32_t fd, message &msg);
 
 // Whether root or the daemon's own user sent the message.
-bool is_privileged(const message &msg);
+[[nodiscard]] bool is_privileged(const message &msg);
 
 // Whether the sender has an address to which something can be sent back.
-bool has_address(const message &msg);
+[[nodiscard]] bool has_address(const message &msg);
 
 }  // namespace vesk

@@ -9,7 +9,7 @@ namespace vesk {
 namespace {
 
 uint32_t source;
-int32_t outbox = -1;  // without a name, so that nobody can send to it
+int32_t outbox = -1;  // has no address, so that nobody can send to it
 
 bool open_outbox() {
   if (outbox < 0) outbox = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -51,8 +51,8 @@ int32_t send_datagram(const sockaddr_un &to, socklen_t to_length, const vesk_wir
   datagram.msg_iovlen = std::size(parts);
   ssize_t sent = send_once(datagram);
   if (sent < 0 && no_room()) {
-    // What a receiver leaves unread is charged to the socket that sent it. Either this receiver's
-    // queue is full, or others have used up our socket: a fresh one tells, and owes nothing.
+    // What a receiver leaves unread counts against the buffer of the socket that sent it. Either
+    // this receiver's queue is full, or others have used up our socket: a fresh one shows which.
     renew_outbox();
     sent = send_once(datagram);
     if (sent < 0 && errno == ENOBUFS) errno = EAGAIN;

@@ -14,11 +14,12 @@ namespace vesk {
 void set_source(uint32_t uuid);
 
 // A header of this version, for `length` bytes of payload.
-vesk_wire_header make_header(uint16_t flags, uint32_t opcode, uint32_t sequence, uint32_t length);
+[[nodiscard]] vesk_wire_header make_header(uint16_t flags, uint32_t opcode, uint32_t sequence,
+                                           uint32_t length);
 
 // Sends one datagram: `header`, and its `length` bytes of `payload`. 0, or -1 with errno; EAGAIN
 // means that the receiver's queue is full.
-int32_t send_datagram(const sockaddr_un &to, socklen_t to_length, const vesk_wire_header &header,
-                      const void *payload);
+[[nodiscard]] int32_t send_datagram(const sockaddr_un &to, socklen_t to_length,
+                                    const vesk_wire_header &header, const void *payload);
 
 }  // namespace vesk

@@ -3,10 +3,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdio>
+
+#include "base/vesk_fd.h"
 
 namespace vesk {
 namespace {
@@ -22,24 +23,17 @@ uint32_t parse_pid(const char *text, const char *end) {
 }  // namespace
 
 uint32_t read_pid(const char *path) {
-  const int fd = open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-  if (fd < 0) return 0;
+  const unique_fd fd(open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   char text[32];
-  const ssize_t length = read(fd, text, sizeof text);
-  close(fd);
+  const ssize_t length = fd ? read(fd.get(), text, sizeof text) : 0;
   return length > 0 ? parse_pid(text, text + length) : 0;
 }
 
 bool write_pid(const char *path, uint32_t pid) {
   char text[32];
   const int length = std::snprintf(text, sizeof text, "%u\n", pid);
-  const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
-  if (fd < 0) return false;
-  const bool whole = write(fd, text, static_cast<size_t>(length)) == length;
-  const int saved = errno;
-  close(fd);
-  errno = saved;
-  return whole;
+  const unique_fd fd(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644));
+  return fd && write(fd.get(), text, static_cast<size_t>(length)) == length;
 }
 
 }  // namespace vesk

@@ -6,9 +6,9 @@
 namespace vesk {
 
 // The process id in the file: 0 when there is no file, or no such number in it.
-uint32_t read_pid(const char *path);
+[[nodiscard]] uint32_t read_pid(const char *path);
 
 // Stores the process id in the file; false with errno when that failed.
-bool write_pid(const char *path, uint32_t pid);
+[[nodiscard]] bool write_pid(const char *path, uint32_t pid);
 
 }  // namespace vesk

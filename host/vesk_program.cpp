@@ -80,8 +80,8 @@ pid_t start(const arguments &args, const char *out, const char *err) {
   return -1;
 }
 
-// Where SIGCHLD is ignored, the wait ends when the child does, with ECHILD, and nobody learns the
-// child's status: done.
+// Where SIGCHLD is ignored, the wait ends when the child does, with ECHILD, and the child's status
+// is lost: that counts as success.
 int32_t wait_for(pid_t child) {
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {

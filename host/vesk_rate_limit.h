@@ -10,7 +10,7 @@ class rate_limit {
  public:
   // The number of lines left out since the last one, when a line may be written at `now_usecs`;
   // nothing when this one is left out too.
-  constexpr std::optional<uint32_t> pass(uint64_t now_usecs) {
+  [[nodiscard]] constexpr std::optional<uint32_t> pass(uint64_t now_usecs) {
     if (written_ && now_usecs - last_ < 1'000'000) {
       ++left_out_;
       return std::nullopt;

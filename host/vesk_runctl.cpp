@@ -10,9 +10,9 @@
 #include "host/vesk_answer.h"
 #include "host/vesk_message.h"
 #include "host/vesk_pid_file.h"
-#include "host/vesk_run_dir.h"
 #include "host/vesk_stderr.h"
 #include "platform/runctl.h"
+#include "protocol/vesk_run_dir.h"
 #include "protocol/vesk_wire.h"
 
 namespace {
@@ -48,7 +48,7 @@ int32_t announce_long_work() {
 void switch_over(vesk::message &msg) {
   uint32_t context = 0;
   if (msg.header.length != sizeof context) {
-    vesk::refuse(msg, vesk::verdict::bad_request);
+    vesk::refuse(msg, vesk::refusal::bad_request);
     return;
   }
   std::memcpy(&context, msg.payload, sizeof context);
@@ -66,7 +66,7 @@ uint32_t runctl_handshake(int32_t, uint32_t) {
 
 uint32_t runctl_last_pid_get(void) {
   sockaddr_un file;  // its path is all that is used of it
-  if (!vesk::run_dir_address(pid_file, file)) return 0;
+  if (!vesk::run_dir_address(vesk::run_dir(), pid_file, file)) return 0;
   const uint32_t last = vesk::read_pid(file.sun_path);
   if (!vesk::write_pid(file.sun_path, static_cast<uint32_t>(getpid()))) {
     vesk::complain(vesk::priority::warning,

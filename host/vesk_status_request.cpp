@@ -9,7 +9,7 @@
 namespace vesk {
 namespace {
 
-uint64_t refused(verdict why) {
+uint64_t refused(refusal why) {
   return counters.refused[static_cast<size_t>(why)];
 }
 
@@ -19,12 +19,12 @@ vesk_wire_status status_now() {
   status.pid = static_cast<uint32_t>(getpid());
   status.uptime_usecs = monotonic_usecs() - service_began;
   status.received = counters.received;
-  status.refused_bad_version = refused(verdict::bad_version);
-  status.refused_bad_length = refused(verdict::bad_length);
-  status.refused_not_permitted = refused(verdict::not_permitted);
-  status.refused_bad_request = refused(verdict::bad_request);
-  status.dropped_not_ours = refused(verdict::not_ours);
-  status.dropped_came_back = refused(verdict::came_back);
+  status.refused_bad_version = refused(refusal::bad_version);
+  status.refused_bad_length = refused(refusal::bad_length);
+  status.refused_not_permitted = refused(refusal::not_permitted);
+  status.refused_bad_request = refused(refusal::bad_request);
+  status.dropped_not_ours = refused(refusal::not_ours);
+  status.dropped_came_back = refused(refusal::came_back);
   status.answered = counters.answered;
   status.unanswered = counters.unanswered;
   status.listeners_reached = counters.listeners_reached;
@@ -38,7 +38,7 @@ void serve_status_request(message &msg) {
   if (msg.header.opcode != VESK_WIRE_OPC_STATUS) return;
   msg.served = true;
   if (msg.header.length != 0) {
-    refuse(msg, verdict::bad_request);
+    refuse(msg, refusal::bad_request);
     return;
   }
   const vesk_wire_status status = status_now();

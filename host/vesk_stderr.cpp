@@ -3,8 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
+
+#include "base/vesk_errno.h"
 
 namespace vesk {
 namespace {
@@ -23,7 +24,7 @@ std::string_view without_line_end(std::string_view text) {
 }
 
 void print_line(priority level, const char *format, std::va_list args) {
-  const int saved = errno;
+  const errno_keeper keeper;
   char line[prefix_size + text_size];
   char *text = line;
   if (isatty(STDERR_FILENO) == 0) {
@@ -38,7 +39,6 @@ void print_line(priority level, const char *format, std::va_list args) {
   // There is nowhere to report that standard error cannot be written to.
   [[maybe_unused]] const ssize_t written =
       write(STDERR_FILENO, line, static_cast<size_t>(end - line));
-  errno = saved;
 }
 
 void complain(priority level, const char *format, ...) {

@@ -1,4 +1,4 @@
-// The exception report: what the daemon tells its listeners when the flash gives it trouble.
+// The exception report: what the daemon sends to its listeners when the flash has trouble.
 //
 // The layout, and the constants in it, are those of the receivers of exception reports. Words are
 // in host byte order, at odd addresses; the two of the time alone are big-endian.

@@ -1,4 +1,4 @@
-// The levels of the daemon's own lines, as its event history tells them.
+// The levels of the daemon's own lines, as its event history has them.
 #pragma once
 
 #include <cstdint>

@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "format/vesk_format.h"
+#include "format/vesk_ring.h"
 
 constexpr uint32_t VESK_ACCESS_POINT = 1016;  // where the daemon takes messages
 
@@ -19,6 +20,12 @@ constexpr uint32_t IPQ_OPC_VESK_RECOVER = 1158;
 constexpr uint32_t IPQ_OPC_VESK_IGNORED_1 = 1162;  // accepted and dropped
 constexpr uint32_t IPQ_OPC_VESK_IGNORED_2 = 1165;  // accepted and dropped
 constexpr uint32_t IPQ_OPC_RUDA_FAIL_NOTICE = 6024;
+
+// IPQ_OPC_VESK_LOG: how many bytes of data a record may have. An entry header counts its padded
+// data in 16 bits.
+constexpr uint32_t VESK_MAX_RECORD = 65532;
+static_assert(vesk::padded(VESK_MAX_RECORD) <= UINT16_MAX);
+static_assert(vesk::padded(VESK_MAX_RECORD + 1) > UINT16_MAX);
 
 // IPQ_OPC_VESK_COMMAND
 constexpr uint16_t VESK_ENABLE_LOGGING = 1;

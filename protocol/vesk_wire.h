@@ -8,10 +8,13 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "format/vesk_format.h"
+
 constexpr uint32_t VESK_WIRE_MAGIC = 0x5645534B;
 constexpr uint8_t VESK_WIRE_VERSION = 1;
 constexpr uint32_t VESK_WIRE_HEADER_SIZE = 24;
-constexpr uint32_t VESK_WIRE_MAX_PAYLOAD = 24 + 65535;  // the largest log record
+constexpr uint32_t VESK_WIRE_MAX_PAYLOAD =
+    VESK_LOG_REQ_SIZE + UINT16_MAX;  // the largest log record
 
 // The first eight bytes mean the same in every version, so that a refusal of a version is
 // understood.
@@ -38,6 +41,7 @@ constexpr uint16_t VESK_WIRE_WANT_RECEIPT = 0x0001;  // if no answer was sent by
 constexpr uint16_t VESK_WIRE_ANSWER = 0x0100;   // the daemon's answer
 constexpr uint16_t VESK_WIRE_RECEIPT = 0x0200;  // the daemon let the message go; no payload
 constexpr uint16_t VESK_WIRE_REFUSED = 0x0400;  // the host refused it; payload: a u32 reason
+constexpr uint16_t VESK_WIRE_REPLY = VESK_WIRE_ANSWER | VESK_WIRE_RECEIPT | VESK_WIRE_REFUSED;
 
 enum vesk_wire_refusal : uint32_t {
   VESK_WIRE_BAD_VERSION = 1,    // the version is not VESK_WIRE_VERSION
@@ -46,7 +50,7 @@ enum vesk_wire_refusal : uint32_t {
   VESK_WIRE_BAD_REQUEST = 4,    // a request to the host itself that it does not understand
 };
 
-// Requests to the host itself, all but the last privileged; answered with VESK_WIRE_ANSWER.
+// Requests to the host itself, all privileged except the last; answered with VESK_WIRE_ANSWER.
 constexpr uint32_t VESK_WIRE_OPC_DEBUG = 60001;       // payload vesk_wire_debug
 constexpr uint32_t VESK_WIRE_OPC_HISTORY = 60002;     // no payload; answered with vesk_wire_history
 constexpr uint32_t VESK_WIRE_OPC_SWITCHOVER = 60003;  // payload a u32 context
@@ -55,8 +59,11 @@ constexpr uint32_t VESK_WIRE_OPC_STATUS = 60004;      // no payload; answered wi
 // VESK_WIRE_OPC_DEBUG: which levels are printed and recorded from now on. The answer is the same
 // record with the values now in force.
 constexpr uint8_t VESK_WIRE_DEBUG_KEEP = 0xFF;  // leave this one as it is
+constexpr uint8_t VESK_WIRE_DEBUG_NONE = 0;
+constexpr uint8_t VESK_WIRE_DEBUG_ERROR = 1;
+constexpr uint8_t VESK_WIRE_DEBUG_TRACE = 2;  // and errors
 struct vesk_wire_debug {
-  uint8_t print;   // 0 nothing, 1 errors, 2 errors and traces
+  uint8_t print;
   uint8_t record;  // the same for the event history
   uint8_t reserved[2];
 };
@@ -91,7 +98,7 @@ struct vesk_wire_status {
   uint64_t refused_bad_request;
   uint64_t dropped_not_ours;   // without our header
   uint64_t dropped_came_back;  // answers sent to the access point
-  uint64_t answered;           // answers and receipts sent, but for the one to this request
+  uint64_t answered;           // answers and receipts sent, except the one to this request
   uint64_t unanswered;         // answers, receipts and refusals that reached nobody
   uint64_t listeners_reached;
   uint64_t listeners_missed;
@@ -102,10 +109,3 @@ static_assert(offsetof(vesk_wire_status, received) == 16);
 static_assert(offsetof(vesk_wire_status, dropped_not_ours) == 56);
 static_assert(offsetof(vesk_wire_status, answered) == 72);
 static_assert(offsetof(vesk_wire_status, listeners_missed) == 96);
-
-// Where the sockets lie, unless VESK_RUN_DIR in the environment names another directory.
-inline constexpr char VESK_RUN_DIR_DEFAULT[] = "/run/vesk";
-// In it: "sap-1016", the daemon's access point; "listeners/", where each listener binds a datagram
-// socket of any name and gets what the daemon sends to all (version 1 headers, no answer expected).
-inline constexpr char VESK_WIRE_SAP_PREFIX[] = "sap-";
-inline constexpr char VESK_WIRE_LISTENERS[] = "listeners";

@@ -4,37 +4,42 @@
 #include <sys/un.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "base/vesk_fd.h"
-#include "protocol/vesk_wire.h"
+#include "tools/shared/errors.h"
 
 namespace vesk::veskctl {
+
+struct heard {
+  uint32_t opcode;
+  std::vector<uint8_t> payload;
+};
 
 // Subscribed from construction to destruction, which removes the socket's file.
 class listener {
  public:
-  // Subscribes in the run directory; when that fails, fd() is negative and errno says why.
+  // Subscribes in the run directory, unless trouble() says why it could not.
   explicit listener(const std::string &run_dir);
   listener(const listener &) = delete;
   listener &operator=(const listener &) = delete;
   ~listener();
 
+  const shared::failure &trouble() const { return trouble_; }
   int fd() const { return fd_.get(); }
-  const std::string &path() const { return path_; }
 
-  // Takes one datagram that has arrived and returns true when it is a message of the daemon's; its
-  // opcode and payload are stored then.
-  bool receive(uint32_t &opcode, std::vector<uint8_t> &payload);
+  // Takes one datagram that has arrived; nothing when it is no message of the daemon's.
+  [[nodiscard]] std::optional<heard> receive();
 
  private:
-  bool bind_socket(const std::string &run_dir);
+  [[nodiscard]] bool bind_socket(const std::string &run_dir);
 
   sockaddr_un daemon_socket_{};  // whose owner is the daemon's user
   std::string path_;
   unique_fd fd_;
-  bool bound_ = false;
+  shared::failure trouble_;
 };
 
 }  // namespace vesk::veskctl

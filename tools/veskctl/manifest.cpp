@@ -5,54 +5,41 @@
 #include <algorithm>
 
 #include "tools/shared/copy_note.h"
-#include "tools/shared/json.h"
+#include "tools/shared/json_member.h"
 
 namespace vesk::veskctl {
 namespace {
 
+using shared::write_member;
 using json_writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
 void write_ring(json_writer &writer, const ring_summary &ring) {
-  writer.Key("entries");
-  writer.Uint(ring.entries);
+  write_member(writer, "entries", ring.entries);
   if (ring.state) {
-    writer.Key("capacity");
-    writer.Uint(ring.state->max);
-    writer.Key("start");
-    writer.Uint(ring.state->start);
-    writer.Key("end");
-    writer.Uint(ring.state->end);
+    write_member(writer, "capacity", ring.state->max);
+    write_member(writer, "start", ring.state->start);
+    write_member(writer, "end", ring.state->end);
   }
-  writer.Key("sound");
-  writer.Bool(!ring.damage);
+  write_member(writer, "sound", !ring.damage);
   if (!ring.damage) return;
   writer.Key("damage");
   writer.StartObject();
-  writer.Key("offset");
-  writer.Uint(ring.damage->offset);
-  writer.Key("reason");
-  shared::write_text(writer, ring.damage->reason);
+  write_member(writer, "offset", ring.damage->offset);
+  write_member(writer, "reason", ring.damage->reason);
   writer.EndObject();
 }
 
 void write_file(json_writer &writer, const copied_file &file) {
   writer.StartObject();
-  writer.Key("name");
-  writer.String(file.row->name);
-  writer.Key("type");
-  writer.Uint(file.row->file_type());
-  writer.Key("copied");
-  writer.Bool(file.trouble.empty());
-  if (!file.trouble.empty()) {
-    writer.Key("trouble");
-    shared::write_text(writer, file.trouble);
+  write_member(writer, "name", file.row->name);
+  write_member(writer, "type", file.row->file_type());
+  write_member(writer, "copied", !file.trouble);
+  if (file.trouble) {
+    write_member(writer, "trouble", file.trouble.reason);
   } else {
-    writer.Key("size");
-    writer.Uint64(file.size);
-    writer.Key("modified");
-    writer.String(shared::utc_text(file.modified).c_str());
-    writer.Key("sha256");
-    writer.String(file.sha256.c_str());
+    write_member(writer, "size", file.size);
+    write_member(writer, "modified", shared::utc_text(file.modified));
+    write_member(writer, "sha256", file.sha256);
     write_ring(writer, file.summary);
   }
   writer.EndObject();
@@ -64,24 +51,20 @@ std::string sum_line(const std::string &sum, const char *name) {
 
 }  // namespace
 
-bool snapshot::complete() const {
+bool copied_files::complete() const {
   return std::all_of(files.begin(), files.end(),
-                     [](const copied_file &file) { return file.trouble.empty(); });
+                     [](const copied_file &file) { return !file.trouble; });
 }
 
-std::string manifest_of(const snapshot &taken) {
+std::string manifest_of(const copied_files &taken) {
   rapidjson::StringBuffer written;
   json_writer writer(written);
   writer.SetIndent(' ', 2);
   writer.StartObject();
-  writer.Key("taken");
-  writer.String(shared::utc_text(taken.taken).c_str());
-  writer.Key("directory");
-  shared::write_text(writer, taken.directory);
-  writer.Key("version");
-  writer.String(VESK_VERSION_TEXT);
-  writer.Key("complete");
-  writer.Bool(taken.complete());
+  write_member(writer, "taken", shared::utc_text(taken.taken));
+  write_member(writer, "directory", taken.directory);
+  write_member(writer, "version", VESK_VERSION_TEXT);
+  write_member(writer, "complete", taken.complete());
   writer.Key("files");
   writer.StartArray();
   for (const copied_file &file : taken.files) write_file(writer, file);
@@ -90,10 +73,10 @@ std::string manifest_of(const snapshot &taken) {
   return written.GetString() + std::string("\n");
 }
 
-std::string sums_of(const snapshot &taken, std::string_view manifest) {
+std::string sums_of(const copied_files &taken, std::string_view manifest) {
   std::string lines;
   for (const copied_file &file : taken.files) {
-    if (file.trouble.empty()) lines += sum_line(file.sha256, file.row->name);
+    if (!file.trouble) lines += sum_line(file.sha256, file.row->name);
   }
   return lines + sum_line(shared::sha256_of(manifest), manifest_name);
 }

@@ -4,21 +4,18 @@
 
 #include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
+#include "tools/shared/errors.h"
 #include "tools/shared/files.h"
 #include "tools/shared/flash.h"
 #include "tools/shared/new_file.h"
 #include "tools/shared/text.h"
+#include "tools/veskctl/daemon.h"
 #include "tools/veskctl/exposition.h"
-#include "tools/veskctl/host_status.h"
-#include "tools/veskctl/support.h"
+#include "tools/veskctl/output.h"
+#include "tools/veskctl/subcommands.h"
 
 namespace vesk::veskctl {
 namespace {
-
-struct metrics_options {
-  std::string directory = shared::log_directory;
-  std::string output;
-};
 
 // --- the log files ---
 
@@ -32,9 +29,8 @@ struct measured_file {
 
 measured_file measure(const shared::log_file &file) {
   std::vector<uint8_t> image;
-  const std::string trouble = read_ring_image(file.path, file.row->max_size, image);
-  if (!trouble.empty()) {
-    complain(file.path + ": " + trouble);
+  if (const shared::failure why{read_ring_image(file.path, file.row->max_size, image)}) {
+    complain(file.path + ": " + why.reason);
     return {file.row, false, 0, {}};
   }
   return {file.row, true, image.size(), summarize(image, file.row->max_size)};
@@ -160,17 +156,16 @@ void expose_senders(exposition &out, const std::vector<vesk_client_sender_statis
 
 void expose_daemon(exposition &out, vesk_client &client) {
   vesk_wire_status host{};
-  const auto found = fetch_host_status(client, host);
-  if (found != VESK_CLIENT_OK) complain(advice(client, found));
+  const auto silent = failure_of(client, fetch_host_status(client, host));
+  if (silent) complain(silent.reason);
   out.family("vesk_up", metric_type::gauge, "Whether the daemon answers.");
-  out.sample({}, flag(found == VESK_CLIENT_OK));
-  if (found != VESK_CLIENT_OK) return;
+  out.sample({}, flag(!silent));
+  if (silent) return;
   expose_host(out, host);
 
   std::vector<vesk_client_sender_statistics> rows(VESK_CLIENT_STATISTICS_ROWS);
-  const auto counted = vesk_client_statistics(&client, rows.data());
-  if (counted != VESK_CLIENT_OK) {
-    complain("no sender statistics: " + advice(client, counted));
+  if (const auto why = failure_of(client, vesk_client_statistics(&client, rows.data()))) {
+    complain("no sender statistics: " + why.reason);
   } else {
     expose_senders(out, rows);
   }
@@ -178,55 +173,32 @@ void expose_daemon(exposition &out, vesk_client &client) {
 
 // --- all of it ---
 
-int put_out(const std::string &text, const std::string &path) {
+shared::failure put_out(const std::string &text, const std::string &path) {
   if (path.empty()) {
     const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (whole && std::fflush(stdout) == 0) return 0;
-    complain("standard output cannot be written");
-    return 1;
+    if (whole && std::fflush(stdout) == 0) return {};
+    return {"standard output cannot be written"};
   }
-  const std::string trouble = shared::replace_file(path, text);
-  if (trouble.empty()) return 0;
-  complain("cannot write " + path + ": " + trouble);
-  return 1;
+  const shared::failure why{shared::replace_file(path, text)};
+  return why ? shared::failure{"cannot write " + path + ": " + why.reason} : why;
 }
 
-int run(const context &ctx, const metrics_options &options) {
-  const client_ptr client = open_client(ctx);
+}  // namespace
+
+int metrics(const options &wanted) {
+  const client_ptr client = open_client(wanted);
   if (!client) return 1;
   exposition out;
   std::string directory;
-  shared::append_safely(directory, options.directory);
+  shared::append_safely(directory, wanted.directory);
   out.family("vesk_metrics_info", metric_type::gauge, "Where these metrics come from.");
   out.sample({{"directory", directory}, {"version", VESK_VERSION_TEXT}}, flag(true));
   expose_daemon(out, *client);
   out.family("vesk_flash_marked", metric_type::gauge,
              "Whether the flash is marked as mounted; if not, the daemon drops every message.");
   out.sample({}, flag(shared::is_marked_mounted()));
-  expose_files(out, measure_files(options.directory));
-  return put_out(out.text(), options.output);
-}
-
-}  // namespace
-
-void add_metrics(CLI::App &app, context &ctx) {
-  auto *sub = app.add_subcommand(
-      "metrics", "Print the state of the log files and of the daemon for a monitoring system");
-  auto options = std::make_shared<metrics_options>();
-  add_directory(*sub, options->directory);
-  sub->add_option("--output", options->output,
-                  "Write to this file in place of standard output, so that a reader meets it whole")
-      ->type_name("FILE");
-  sub->footer(
-      "The format is the text format of Prometheus. A daemon that does not answer is no failure:\n"
-      "vesk_up is 0 then, standard error says why, and the metrics of the files are there all the\n"
-      "same. The exit status is 1 only when nothing could be written.\n"
-      "Whatever could not be found out is left out, with a line on standard error.\n\n"
-      "Examples:\n"
-      "  veskctl metrics\n"
-      "  veskctl metrics --output /var/lib/prometheus/node-exporter/vesk.prom\n"
-      "  veskctl metrics -D /var/tmp/evidence");
-  sub->callback([&ctx, options] { ctx.status = run(ctx, *options); });
+  expose_files(out, measure_files(wanted.directory));
+  return status_of(put_out(out.text(), wanted.metrics.output));
 }
 
 }  // namespace vesk::veskctl

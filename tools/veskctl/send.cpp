@@ -3,36 +3,18 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
-#include <optional>
+#include <string>
+#include <string_view>
 
-#include "format/vesk_format.h"
 #include "tools/shared/progress.h"
-#include "tools/veskctl/lines.h"
-#include "tools/veskctl/support.h"
+#include "tools/veskctl/daemon.h"
+#include "tools/veskctl/output.h"
+#include "tools/veskctl/subcommands.h"
 
 namespace vesk::veskctl {
 namespace {
-
-// The padded length must fit the 16 bits that an entry's header has for it.
-constexpr size_t longest_record = 65532;
-
-struct send_options {
-  uint32_t file_type = 0;
-  uint32_t uuid = 0;
-  uint32_t type = VESK_MIN_OBJECT_TYPE;
-  uint32_t flags = 0;
-  std::string sync = "answer";
-  bool update = false;
-  uint32_t instance = 0;
-  std::string time;  // empty: now
-  bool allow_large = false;
-  bool whole = false;
-  std::vector<std::string> text;
-};
 
 struct tally {
   uint64_t accepted = 0;  // or sent, when no answer is wanted
@@ -55,11 +37,6 @@ struct sender {
   shared::progress on_terminal{};
 };
 
-uint8_t sync_of(const std::string &typed) {
-  if (typed == "none") return VESK_CLIENT_SYNC_NONE;
-  return typed == "flash" ? VESK_CLIENT_SYNC_FLASH : VESK_CLIENT_SYNC_ANSWER;
-}
-
 // Whether the next record would fare no better than this one.
 bool out_of_reach(vesk_client_code code) {
   switch (code) {
@@ -78,22 +55,26 @@ bool out_of_reach(vesk_client_code code) {
 void complain_once(sender &s, const std::string &what, vesk_client_code code) {
   if (s.complained) return;
   s.complained = true;
-  const std::string line = what + ": " + advice(s.client, code);  // while errno still tells
+  const std::string reason = failure_of(s.client, code).reason;  // before errno changes
   s.on_terminal.clear();
-  complain(line);
+  complain(what + ": " + reason);
+}
+
+void set_time(vesk_client_record &record, uint64_t usecs) {
+  record.secs = static_cast<uint32_t>(usecs / 1'000'000);
+  record.usecs = static_cast<uint32_t>(usecs % 1'000'000);
 }
 
 // The time now, unless another one was asked for; no two records of a run get the same, so that
-// their order can be told.
+// their order is known.
 void stamp(sender &s) {
   if (s.given_time) return;
   timeval now{};
   gettimeofday(&now, nullptr);
   const auto micros =
-      static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_usec);
+      static_cast<uint64_t>(now.tv_sec) * 1'000'000 + static_cast<uint64_t>(now.tv_usec);
   s.last_stamp = std::max(micros, s.last_stamp + 1);
-  s.record.secs = static_cast<uint32_t>(s.last_stamp / 1000000);
-  s.record.usecs = static_cast<uint32_t>(s.last_stamp % 1000000);
+  set_time(s.record, s.last_stamp);
 }
 
 // Counts what became of a record; `name` is how to call it.
@@ -121,27 +102,35 @@ void send_one(sender &s, std::string_view text, const std::string &name) {
   note(s, vesk_client_log(&s.client, &s.record), name);
 }
 
-// Whether standard input could be read to its end; a line on stderr says otherwise.
-bool read_well() {
-  if (std::ferror(stdin) == 0) return true;
-  complain("standard input cannot be read: " + std::string(std::strerror(errno)));
-  return false;
+enum class line_read { whole, too_long, end };
+
+// Reads up to the next newline or the end of standard input and stores what was there, without the
+// newline, in `line`; of a line too long for a record only the front, and the rest is gone.
+line_read read_line(std::string &line) {
+  line.clear();
+  auto found = line_read::end;
+  for (int c = getc_unlocked(stdin); c != EOF; c = getc_unlocked(stdin)) {
+    if (found == line_read::end) found = line_read::whole;
+    if (c == '\n') break;
+    if (line.size() == VESK_MAX_RECORD) {
+      found = line_read::too_long;
+    } else {
+      line += static_cast<char>(c);
+    }
+  }
+  return found;
 }
 
-// Returns false when standard input could not be read to its end.
-bool send_whole(sender &s) {
-  std::string input(longest_record + 1, '\0');
+void send_whole(sender &s) {
+  std::string input(VESK_MAX_RECORD + 1, '\0');
   input.resize(std::fread(input.data(), 1, input.size(), stdin));
-  if (!read_well()) return false;
-  send_one(s, input, "the record");
-  return true;
+  if (std::ferror(stdin) == 0) send_one(s, input, "the record");
 }
 
-// Returns false when standard input could not be read to its end.
-bool send_lines(sender &s) {
+void send_lines(sender &s) {
   std::string line;
   for (uint64_t number = 1; !s.stopped; ++number) {
-    const line_read found = read_line(stdin, longest_record, line);
+    const line_read found = read_line(line);
     if (found == line_read::end) break;
     const std::string name = "line " + std::to_string(number);
     if (found == line_read::too_long) {
@@ -154,7 +143,17 @@ bool send_lines(sender &s) {
     s.on_terminal.show({s.count.records(), s.count.refused, s.count.unanswered});
   }
   s.on_terminal.clear();
-  return read_well();
+}
+
+// Fails when standard input cannot be read to its end.
+shared::failure send_all(sender &s, const options &wanted) {
+  if (!wanted.send.text.empty()) {
+    send_one(s, wanted.send.text, "the record");
+    return {};
+  }
+  wanted.send.whole ? send_whole(s) : send_lines(s);
+  if (std::ferror(stdin) == 0) return {};
+  return {"standard input cannot be read: " + shared::errno_text(errno)};
 }
 
 void print_tally(const sender &s) {
@@ -168,133 +167,32 @@ void print_tally(const sender &s) {
   std::printf("\n");
 }
 
-struct time_stamp {
-  uint32_t secs;
-  uint32_t usecs;
-};
-
-bool take_number(std::string_view digits, uint32_t &value) {
-  const char *end = digits.data() + digits.size();
-  const auto parsed = std::from_chars(digits.data(), end, value);
-  return parsed.ec == std::errc() && parsed.ptr == end;
-}
-
-// Takes "SECS" or "SECS.MICROS" apart, the latter with up to six digits; nothing for anything else.
-// 0 is no time, since a record without one gets the time at which it is sent.
-std::optional<time_stamp> take_time(std::string_view typed) {
-  time_stamp time{};
-  const size_t point = typed.find('.');
-  if (!take_number(typed.substr(0, point), time.secs)) return {};
-  if (point != std::string_view::npos) {
-    std::string fraction(typed.substr(point + 1));
-    if (fraction.empty() || fraction.size() > 6) return {};
-    fraction.resize(6, '0');
-    if (!take_number(fraction, time.usecs)) return {};
-  }
-  if (time.secs == 0 && time.usecs == 0) return {};
-  return time;
-}
-
-std::string check_time(const std::string &typed) {
-  return take_time(typed) ? "" : "'" + typed + "' is no time of the form SECS[.MICROS]";
-}
-
-vesk_client_record record_of(const send_options &options) {
+vesk_client_record record_of(const options &wanted) {
+  const auto &given = wanted.send;
   vesk_client_record record{};
-  record.file_type = options.file_type;
-  record.uuid = options.uuid;
-  record.type = options.type;
-  record.flags = static_cast<uint8_t>(options.flags);
-  record.sync = sync_of(options.sync);
-  record.update = options.update ? VESK_UPDATE_ENTRY : 0;
-  record.allow_large = options.allow_large ? 1 : 0;
-  record.instance = options.instance;
-  if (const auto time = take_time(options.time)) {
-    record.secs = time->secs;
-    record.usecs = time->usecs;
-  }
+  record.file_type = wanted.file_type;
+  record.uuid = given.uuid;
+  record.type = given.type;
+  record.flags = static_cast<uint8_t>(given.flags);
+  record.sync = given.sync;
+  record.update = given.update ? VESK_UPDATE_ENTRY : 0;
+  record.allow_large = given.allow_large ? 1 : 0;
+  record.instance = given.instance;
+  set_time(record, given.time.value_or(0));
   return record;
-}
-
-// Returns false when standard input could not be read to its end.
-bool send_input(sender &s, const send_options &options) {
-  if (options.whole) return send_whole(s);
-  if (options.text.empty()) return send_lines(s);
-  send_one(s, CLI::detail::join(options.text, " "), "the record");
-  return true;
-}
-
-int run(const context &ctx, const send_options &options) {
-  const client_ptr client = open_client(ctx);
-  if (!client) return 1;
-  sender s{.client = *client, .record = record_of(options), .given_time = !options.time.empty()};
-  const bool read_to_end = send_input(s, options);
-  print_tally(s);
-  const bool all_well = s.count.refused == 0 && s.count.unanswered == 0 && !s.stopped;
-  return all_well && read_to_end ? 0 : 1;
 }
 
 }  // namespace
 
-void add_send(CLI::App &app, context &ctx) {
-  auto *sub = app.add_subcommand(
-      "send", "Send log records: the text given, or one record a line of standard input");
-  auto options = std::make_shared<send_options>();
-  sub->add_option("--file", options->file_type, "Log file: its name or its file type, 1 to 38")
-      ->required()
-      ->type_name("FILE")
-      ->transform(file_type_up_to(VESK_MAX_REQ_FILE_TYPE));
-  sub->add_option("--uuid", options->uuid, "Service uuid of the sender, 1 to 2736")
-      ->required()
-      ->type_name("N")
-      ->check(within(uint32_t{1}, uint32_t{VESK_MAX_UUID}));
-  sub->add_option("--type", options->type, "Object type of the records, 1024 to 65535")
-      ->capture_default_str()
-      ->type_name("N")
-      ->check(within(uint32_t{VESK_MIN_OBJECT_TYPE}, uint32_t{UINT16_MAX}));
-  sub->add_option("--flags", options->flags, "Flags kept with each entry, 0 to 255")
-      ->capture_default_str()
-      ->type_name("N")
-      ->check(within(uint32_t{0}, uint32_t{UINT8_MAX}));
-  sub->add_option("--sync", options->sync,
-                  "Wait for nothing, for the daemon's answer, or for the flash as well")
-      ->capture_default_str()
-      ->type_name("none|answer|flash")
-      ->check(one_of({"none", "answer", "flash"}));
-  sub->add_flag("--update", options->update, "Replace a matching entry where there is one");
-  sub->add_option("--instance", options->instance,
-                  "Which matching entry --update replaces: 0 the last, N the N-th")
-      ->capture_default_str()
-      ->type_name("N");
-  sub->add_option("--time", options->time,
-                  "Time stamp of every record, in seconds since 1970; without, the time now")
-      ->type_name("SECS[.MICROS]")
-      ->check(check_time);
-  sub->add_flag("--allow-large", options->allow_large,
-                "Send records of more than half their file's capacity as well");
-  auto *whole = sub->add_flag("--whole", options->whole,
-                              "Send all of standard input as one record, its bytes as they are");
-  auto *text = sub->add_option("text", options->text,
-                               "The record's data; several words are joined by blanks")
-                   ->type_name("TEXT")
-                   ->check([](const std::string &word) {
-                     return word.empty() ? std::string("a record must have data") : std::string();
-                   });
-  whole->excludes(text);
-  sub->footer(
-      "The last line counts the records accepted, refused and unanswered (\"sent\" with\n"
-      "--sync none). Lines of more than 65532 bytes are refused, empty ones skipped.\n"
-      "When the daemon is out of reach, sending stops at that line. On a terminal, a line tells "
-      "how\n"
-      "far a long run has come.\n"
-      "A record of more than half its file's capacity is refused unless --allow-large is given.\n\n"
-      "Examples:\n"
-      "  veskctl send --file platform --uuid 551 fan tray 2 removed\n"
-      "  dmesg | veskctl send --file kernel.log --uuid 510\n"
-      "  veskctl send --file 2 --uuid 677 --type 2001 --whole <registers.bin\n"
-      "  veskctl send --file 5 --uuid 25 --time 1767225600.5 happened at new year\n"
-      "  veskctl send --file 5 --uuid 25 --sync flash -- --a text that begins with a dash");
-  sub->callback([&ctx, options] { ctx.status = run(ctx, *options); });
+int send(const options &wanted) {
+  const client_ptr client = open_client(wanted);
+  if (!client) return 1;
+  sender s{
+      .client = *client, .record = record_of(wanted), .given_time = wanted.send.time.has_value()};
+  const int read = status_of(send_all(s, wanted));
+  print_tally(s);
+  const bool all_well = s.count.refused == 0 && s.count.unanswered == 0 && !s.stopped;
+  return all_well ? read : 1;
 }
 
 }  // namespace vesk::veskctl

@@ -1,88 +1,69 @@
-#include "tools/shared/json.h"
-#include "tools/veskctl/host_status.h"
+#include "tools/shared/json_member.h"
+#include "tools/veskctl/output.h"
 #include "tools/veskctl/status.h"
 
 namespace vesk::veskctl {
 namespace {
 
+using shared::write_member;
 using json_writer = rapidjson::Writer<rapidjson::StringBuffer>;
 
 void write_daemon(json_writer &writer, const findings &found) {
   writer.StartObject();
-  writer.Key("answers");
-  writer.Bool(found.answers);
-  if (found.answers) {
-    writer.Key("answer_seconds");
-    writer.Double(found.answer_seconds);
-  }
+  write_member(writer, "answers", found.answers);
+  if (found.answers) write_member(writer, "answer_seconds", found.answer_seconds);
   if (found.host) {
-    writer.Key("pid");
-    writer.Uint(found.host->pid);
-    writer.Key("uptime_seconds");
-    writer.Double(static_cast<double>(found.host->uptime_usecs) / 1e6);
+    write_member(writer, "pid", found.host->pid);
+    write_member(writer, "uptime_seconds", static_cast<double>(found.host->uptime_usecs) / 1e6);
   } else {
-    writer.Key("trouble");
-    shared::write_text(writer, found.daemon_trouble);
+    write_member(writer, "trouble", found.daemon_trouble.reason);
   }
   writer.EndObject();
 }
 
 void write_flash(json_writer &writer, const findings &found) {
   writer.StartObject();
-  writer.Key("marker");
-  writer.Bool(found.marked);
-  writer.Key("directory");
-  writer.String(shared::log_directory);
+  write_member(writer, "marker", found.marked);
+  write_member(writer, "directory", shared::log_directory);
   if (!found.flash.trouble.empty()) {
-    writer.Key("trouble");
-    shared::write_text(writer, found.flash.trouble);
+    write_member(writer, "trouble", found.flash.trouble);
   } else {
-    writer.Key("mount_point");
-    writer.Bool(found.flash.mount_point);
-    writer.Key("size_bytes");
-    writer.Uint64(found.flash.size);
-    writer.Key("free_bytes");
-    writer.Uint64(found.flash.free);
+    write_member(writer, "mount_point", found.flash.mount_point);
+    write_member(writer, "size_bytes", found.flash.size);
+    write_member(writer, "free_bytes", found.flash.free);
   }
   writer.EndObject();
 }
 
 void write_counters(json_writer &writer, const vesk_wire_status &host) {
-  const auto write = [&](const char *name, uint64_t count) {
-    writer.Key(name);
-    writer.Uint64(count);
-  };
   writer.StartObject();
-  write("received", host.received);
+  write_member(writer, "received", host.received);
   writer.Key("refused");
   writer.StartObject();
-  for (const auto &reason : refusal_counts) write(reason.label, host.*reason.count);
+  for (const auto &reason : refusal_counts) {
+    write_member(writer, reason.label, host.*reason.count);
+  }
   writer.EndObject();
-  write("answered", host.answered);
-  write("unanswered", host.unanswered);
-  write("listeners_reached", host.listeners_reached);
-  write("listeners_missed", host.listeners_missed);
+  write_member(writer, "answered", host.answered);
+  write_member(writer, "unanswered", host.unanswered);
+  write_member(writer, "listeners_reached", host.listeners_reached);
+  write_member(writer, "listeners_missed", host.listeners_missed);
   writer.EndObject();
 }
 
 void write_errors(json_writer &writer, const findings &found) {
   writer.StartObject();
-  if (!found.errors_trouble.empty()) {
-    writer.Key("trouble");
-    shared::write_text(writer, found.errors_trouble);
+  if (found.errors_trouble) {
+    write_member(writer, "trouble", found.errors_trouble.reason);
   } else {
-    writer.Key("count");
-    writer.Uint64(found.errors.size());
+    write_member(writer, "count", found.errors.size());
     writer.Key("latest");
     writer.StartArray();
-    for (const event &e : latest_errors(found)) {
+    for (const event &e : found.latest_errors()) {
       writer.StartObject();
-      writer.Key("secs");
-      writer.Uint(e.secs);
-      writer.Key("usecs");
-      writer.Uint(e.usecs);
-      writer.Key("text");
-      shared::write_text(writer, printable(e.text));
+      write_member(writer, "secs", e.head.secs);
+      write_member(writer, "usecs", e.head.usecs);
+      write_member(writer, "text", printable(e.text));
       writer.EndObject();
     }
     writer.EndArray();

@@ -1,7 +1,7 @@
-#include <cinttypes>
 #include <cstdio>
 
-#include "tools/veskctl/host_status.h"
+#include "tools/shared/time.h"
+#include "tools/veskctl/output.h"
 #include "tools/veskctl/status.h"
 
 namespace vesk::veskctl {
@@ -9,15 +9,6 @@ namespace {
 
 void print_line(const char *name, const std::string &text) {
   std::printf("%-11s%s\n", (std::string(name) + ':').c_str(), text.c_str());
-}
-
-// "3d 4:05:06", without the days where there are none.
-std::string duration_text(uint64_t seconds) {
-  const uint64_t days = seconds / 86400;
-  char text[48];
-  std::snprintf(text, sizeof text, "%" PRIu64 ":%02" PRIu64 ":%02" PRIu64, seconds / 3600 % 24,
-                seconds / 60 % 60, seconds % 60);
-  return days == 0 ? text : std::to_string(days) + "d " + text;
 }
 
 // "64.0 MiB"
@@ -32,12 +23,12 @@ std::string size_text(uint64_t bytes) {
 }
 
 std::string daemon_text(const findings &found) {
-  if (!found.answers) return found.daemon_trouble;
+  if (!found.answers) return found.daemon_trouble.reason;
   char took[48];
   std::snprintf(took, sizeof took, "answered in %.3f ms", found.answer_seconds * 1000);
-  if (!found.host) return took + std::string(", but ") + found.daemon_trouble;
+  if (!found.host) return took + std::string(", but ") + found.daemon_trouble.reason;
   return took + std::string(", process ") + std::to_string(found.host->pid) + ", up " +
-         duration_text(found.host->uptime_usecs / 1000000);
+         shared::duration_text(found.host->uptime_usecs);
 }
 
 std::string marker_text(const findings &found) {
@@ -53,20 +44,17 @@ std::string space_text(const shared::file_system &flash) {
          (flash.mount_point ? "a mount point" : "no mount point but part of a larger file system");
 }
 
-uint64_t refused_in_all(const vesk_wire_status &host) {
-  uint64_t all = 0;
-  for (const auto &reason : refusal_counts) all += host.*reason.count;
-  return all;
-}
-
 std::string refused_text(const vesk_wire_status &host) {
+  uint64_t all = 0;
   std::string reasons;
   for (const auto &reason : refusal_counts) {
-    if (host.*reason.count == 0) continue;
-    reasons +=
-        (reasons.empty() ? " (" : ", ") + std::to_string(host.*reason.count) + ' ' + reason.name;
+    const uint64_t count = host.*reason.count;
+    all += count;
+    if (count != 0) {
+      reasons += (reasons.empty() ? " (" : ", ") + std::to_string(count) + ' ' + reason.name;
+    }
   }
-  return std::to_string(refused_in_all(host)) + reasons + (reasons.empty() ? "" : ")");
+  return std::to_string(all) + reasons + (reasons.empty() ? "" : ")");
 }
 
 void print_counters(const findings &found) {
@@ -86,15 +74,16 @@ void print_counters(const findings &found) {
 }
 
 void print_errors(const findings &found) {
-  if (!found.errors_trouble.empty()) {
-    print_line("errors", "not known: " + found.errors_trouble);
+  if (found.errors_trouble) {
+    print_line("errors", "not known: " + found.errors_trouble.reason);
     return;
   }
   print_line("errors", found.errors.empty() ? "none in the event history"
                                             : std::to_string(found.errors.size()) +
                                                   " in the event history, the latest:");
-  for (const event &e : latest_errors(found)) {
-    std::printf("  %s %s\n", time_text(e.secs, e.usecs).c_str(), printable(e.text).c_str());
+  for (const event &e : found.latest_errors()) {
+    std::printf("  %s %s\n", time_text(e.head.secs, e.head.usecs).c_str(),
+                printable(e.text).c_str());
   }
 }
 

@@ -1,32 +1,22 @@
-// The subcommands of veskctl: each adds itself to the command line and, when it is the one that was
-// typed, does its work and leaves the exit status.
+// What veskctl can do; each subcommand is one file of its name. Each prints what it has to say and
+// returns the exit status.
 #pragma once
 
-#include <string>
-
-namespace CLI {
-class App;
-}
+#include "tools/veskctl/options.h"
 
 namespace vesk::veskctl {
 
-struct context {
-  std::string run_dir;  // empty: where the library looks by itself
-  double timeout = 5;   // in seconds
-  int status = 0;       // to exit with
-};
-
-void add_send(CLI::App &app, context &ctx);
-void add_stats(CLI::App &app, context &ctx);
-void add_commands(CLI::App &app, context &ctx);  // enable, disable, clear
-void add_config(CLI::App &app, context &ctx);
-void add_recover(CLI::App &app, context &ctx);
-void add_fail_notice(CLI::App &app, context &ctx);
-void add_debug(CLI::App &app, context &ctx);
-void add_history(CLI::App &app, context &ctx);
-void add_monitor(CLI::App &app, context &ctx);
-void add_status(CLI::App &app, context &ctx);
-void add_snapshot(CLI::App &app, context &ctx);
-void add_metrics(CLI::App &app, context &ctx);
+[[nodiscard]] int send(const options &wanted);
+[[nodiscard]] int stats(const options &wanted);
+[[nodiscard]] int command(const options &wanted);  // enable, disable, clear
+[[nodiscard]] int config(const options &wanted);
+[[nodiscard]] int recover(const options &wanted);
+[[nodiscard]] int fail_notice(const options &wanted);
+[[nodiscard]] int debug(const options &wanted);
+[[nodiscard]] int history(const options &wanted);
+[[nodiscard]] int monitor(const options &wanted);
+[[nodiscard]] int status(const options &wanted);
+[[nodiscard]] int snapshot(const options &wanted);
+[[nodiscard]] int metrics(const options &wanted);
 
 }  // namespace vesk::veskctl

@@ -7,7 +7,7 @@
 namespace vesk::test {
 namespace {
 
-TEST(Card, is_in_slot_1_unless_told_otherwise) {
+TEST(Card, is_in_slot_1_by_default) {
   const setting none("VESK_SLOT", nullptr);
   uint8_t slot = 99;
   EXPECT_EQ(card_get_slot_num(&slot), 0);

@@ -63,7 +63,7 @@ void expect_refusal(client &sender, uint32_t reason) {
   EXPECT_EQ(refusal->payload, bytes_of(reason));
 }
 
-uint64_t refused(verdict why) {
+uint64_t refused(refusal why) {
   return counters.refused[static_cast<size_t>(why)];
 }
 
@@ -225,11 +225,11 @@ TEST(Ipq, answers_others_while_one_never_reads_its_answers) {
 TEST(Ipq, refuses_another_version_and_says_so) {
   const stderr_capture quiet;
   client sender;
-  const uint64_t before = refused(verdict::bad_version);
+  const uint64_t before = refused(refusal::bad_version);
   sender.send_bytes(bytes_of({0x5645534B, 2, 0, 0, 1151, 77, 0, 0}));
   expect_nothing_for_the_daemon();
   expect_refusal(sender, 1);
-  EXPECT_EQ(refused(verdict::bad_version) - before, 1U);
+  EXPECT_EQ(refused(refusal::bad_version) - before, 1U);
 }
 
 TEST(Ipq, refuses_lengths_that_lie_and_says_so) {
@@ -266,13 +266,13 @@ TEST(Ipq, sends_no_receipt_for_what_it_refused) {
 TEST(Ipq, gives_no_answer_to_what_it_does_not_understand) {
   const stderr_capture quiet;
   client sender;
-  const uint64_t before = refused(verdict::not_ours);
+  const uint64_t before = refused(refusal::not_ours);
   sender.send_bytes("");
   sender.send_bytes("hello");
   sender.send_bytes("a long text that has no header of ours in front");
   expect_nothing_for_the_daemon();
   EXPECT_FALSE(sender.receive_now());
-  EXPECT_EQ(refused(verdict::not_ours) - before, 3U);
+  EXPECT_EQ(refused(refusal::not_ours) - before, 3U);
 }
 
 // Otherwise two services could answer each other's answers for ever, and a sender could make the
@@ -280,13 +280,13 @@ TEST(Ipq, gives_no_answer_to_what_it_does_not_understand) {
 TEST(Ipq, never_answers_or_obeys_an_answer) {
   const stderr_capture quiet;
   client sender;
-  const uint64_t before = refused(verdict::came_back);
+  const uint64_t before = refused(refusal::came_back);
   for (const uint16_t flag : {VESK_WIRE_ANSWER, VESK_WIRE_RECEIPT, VESK_WIRE_REFUSED}) {
     sender.send(1153, "1234", flag);
   }
   expect_nothing_for_the_daemon();
   EXPECT_FALSE(sender.receive_now());
-  EXPECT_EQ(refused(verdict::came_back) - before, 3U);
+  EXPECT_EQ(refused(refusal::came_back) - before, 3U);
 }
 
 TEST(Ipq, refuses_what_another_user_may_not_send) {

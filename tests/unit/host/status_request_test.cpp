@@ -108,7 +108,7 @@ TEST_F(StatusRequest, with_a_payload_is_refused) {
   ASSERT_TRUE(back);
   EXPECT_EQ(back->header.flags, 0x0400);
   EXPECT_EQ(back->payload, bytes_of(uint32_t{4}));
-  EXPECT_EQ(counters.refused[static_cast<size_t>(verdict::bad_request)], 1U);
+  EXPECT_EQ(counters.refused[static_cast<size_t>(refusal::bad_request)], 1U);
 }
 
 TEST_F(StatusRequest, is_open_to_every_user) {

@@ -71,7 +71,7 @@ TEST_F(Tg, stores_nothing_while_none_has_expired) {
   EXPECT_EQ(data, &id);
 }
 
-TEST_F(Tg, expires_once_however_long_nobody_looked) {
+TEST_F(Tg, expires_once_however_late_it_is_asked_for) {
   start(1, 1, 0, 10'000);
   usleep(55'000);
   EXPECT_EQ(left(), microseconds(0));

@@ -1,4 +1,4 @@
-// The line that tells how far a long run of veskctl send has come.
+// the line that shows how far a long run of veskctl send has come.
 #include "tools/shared/progress.h"
 
 #include <fcntl.h>

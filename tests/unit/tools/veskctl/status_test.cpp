@@ -66,7 +66,7 @@ TEST_F(Status, shows_a_daemon_that_is_well) {
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.out,
-            "daemon:    answered in N ms, process 77, up 0:00:59\n"
+            "daemon:    answered in N ms, process 77, up 59.9 s\n"
             "marker:    /kyte_mounted is there\n"
             "space:     /mnt/vesk: N free\n"
             "received:  3\n"
@@ -90,7 +90,7 @@ TEST_F(Status, shows_every_counter_and_the_latest_errors) {
   const outcome end = asked();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
-            "daemon:    answered in N ms, process 4711, up 3d 4:05:06\n"
+            "daemon:    answered in N ms, process 4711, up 3 d 4 h\n"
             "marker:    /kyte_mounted is there\n"
             "space:     /mnt/vesk: N free\n"
             "received:  9\n"

@@ -340,6 +340,24 @@ TEST(History, is_printed_a_line_an_event) {
   EXPECT_EQ(service.requests()[0].header.opcode, 60002u);
 }
 
+// U+009B begins a control sequence as ESC [ does, U+202E turns the direction of writing.
+TEST(History, leaves_the_terminal_unharmed) {
+  setenv("TZ", "UTC", 1);
+  const run_dir dir;
+  const fake_service service(dir, answer_always(event(1000000000, 1, 101, 0,
+                                                      "a \xC2\x9B"
+                                                      "31m\xE2\x80\xAE \x1B[2J \xFF \xC3\xA9\n")));
+  EXPECT_EQ(veskctl(dir, {"history"}).out,
+            "2001-09-09 01:46:40.000001 error a \\x9b31m\\u202e \\e[2J \\xff \xC3\xA9\n");
+}
+
+TEST(History, shows_no_fraction_where_there_is_none) {
+  setenv("TZ", "UTC", 1);
+  const run_dir dir;
+  const fake_service service(dir, answer_always(event(1000000000, 1000001, 4, 0, "")));
+  EXPECT_EQ(veskctl(dir, {"history"}).out, "2001-09-09 01:46:40+1000001us sent message 0\n");
+}
+
 TEST(History, that_is_cut_short_is_not_believed) {
   const run_dir dir;
   const std::string whole = event(1, 1, 100, 0, "four");
@@ -371,7 +389,7 @@ bool soon(Condition condition) {
   return true;
 }
 
-// A run directory with a monitor on its way that somebody can tell things.
+// A run directory with a monitor that gets messages from a stand-in for the daemon.
 class MonitorOutput : public Test {
  protected:
   MonitorOutput() : service_(dir_, silence) {
