@@ -1,5 +1,5 @@
 // How fast a ring is written, and how long an entry lives in it. All from the entries' own time
-// stamps; nothing is told where these do not say it.
+// stamps; nothing is known where these do not say it.
 #pragma once
 
 #include <cstdint>
@@ -34,7 +34,7 @@ struct ring_turnover {
 };
 
 // Arguments as for begin_walk(). Behind a break of the chain lie newer entries, so that a broken
-// chain tells of its oldest entry only.
+// chain shows its oldest entry only.
 ring_turnover turnover_of(ring_bytes image, uint32_t capacity);
 
 // Whether the ring has come to its capacity and gives up entries for new ones.

@@ -2,7 +2,7 @@
 //
 // Where the daemon repairs a ring or makes room over damage, it rewrites the `prev_size` of headers
 // and leaves a checksum that does not hold. The entry is whole all the same. Such a header is known
-// by its arithmetic, in ones' complement: let S be the sum of the words but `checksum` and
+// by its arithmetic, in ones' complement: let S be the sum of all words except `checksum` and
 // `prev_size`. It was written with prev_size p and the checksum c = ~(S + p). The rewrite to p'
 // sums the old checksum in place, so that the new one is
 //
