@@ -1,20 +1,11 @@
-// What went wrong, in words for a person.
+// What went wrong, in words for a person: as everywhere.
 #pragma once
 
-#include <string>
+#include "base/vesk_failure.h"
 
 namespace vesk::shared {
 
-// Nothing, or why something could not be done. A call that may fail reads
-//
-//   if (failure why = write_new_file(path, content)) return why;
-struct [[nodiscard]] failure {
-  std::string reason = {};  // empty: nothing went wrong
-
-  explicit operator bool() const { return !reason.empty(); }
-};
-
-// "No such file or directory", for ENOENT.
-std::string errno_text(int error);
+using vesk::errno_text;
+using vesk::failure;
 
 }  // namespace vesk::shared

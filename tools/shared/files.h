@@ -33,6 +33,12 @@ std::optional<log_file> file_meant_by(const std::string &argument, const std::st
 // Whether there is something at the file's path, be it what it may.
 bool exists(const log_file &file);
 
+// The directory in which a path lies, with a slash at its end; "." where the path does not say it.
+std::string directory_of(const std::string &path);
+
+// The type by the catalogue, or 0.
+uint32_t type_of(const log_file &file);
+
 // The capacity by the catalogue, or unknown_capacity.
 uint32_t capacity_of(const log_file &file);
 

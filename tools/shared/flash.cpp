@@ -5,8 +5,8 @@
 #include <sys/statvfs.h>
 
 #include <cerrno>
-#include <cstring>
 
+#include "tools/shared/errors.h"
 
 namespace vesk::shared {
 namespace {
@@ -39,7 +39,7 @@ bool is_marked_mounted() {
 
 file_system file_system_of(const char *directory) {
   struct statvfs status {};
-  if (statvfs(directory, &status) != 0) return {std::strerror(errno), false, 0, 0};
+  if (statvfs(directory, &status) != 0) return {errno_text(errno), false, 0, 0};
   return {"", is_mount_point(directory), uint64_t{status.f_blocks} * status.f_frsize,
           uint64_t{status.f_bavail} * status.f_frsize};
 }

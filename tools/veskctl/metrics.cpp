@@ -32,7 +32,7 @@ struct measured_file {
 
 measured_file measure(const shared::log_file &file) {
   std::vector<uint8_t> image;
-  const std::string trouble = read_ring_image(file.path, file.row->max_size, image);
+  const std::string trouble = read_ring_image(file.path, file.row->max_size, image).reason;
   if (!trouble.empty()) {
     complain(file.path + ": " + trouble);
     return {file.row, false, 0, {}};
@@ -185,7 +185,7 @@ int put_out(const std::string &text, const std::string &path) {
     complain("standard output cannot be written");
     return 1;
   }
-  const std::string trouble = shared::replace_file(path, text);
+  const std::string trouble = shared::replace_file(path, text).reason;
   if (trouble.empty()) return 0;
   complain("cannot write " + path + ": " + trouble);
   return 1;

@@ -69,7 +69,7 @@ copied_file copy(const shared::log_file &file, const std::string &target) {
   struct stat status {};
   if (stat(file.path.c_str(), &status) == 0) copied.modified = status.st_mtim;
   std::vector<uint8_t> image;
-  copied.trouble = read_ring_image(file.path, file.row->max_size, image);
+  copied.trouble = read_ring_image(file.path, file.row->max_size, image).reason;
   if (!copied.trouble.empty()) return copied;
   const std::string_view content(reinterpret_cast<const char *>(image.data()), image.size());
   copied.size = image.size();
@@ -78,7 +78,7 @@ copied_file copy(const shared::log_file &file, const std::string &target) {
   copied.summary.oldest.reset();  // their data end with the image
   copied.summary.newest.reset();
   const std::string path = in_target(target, file.row->name);
-  const std::string trouble = shared::write_new_file(path, content, &copied.modified);
+  const std::string trouble = shared::write_new_file(path, content, &copied.modified).reason;
   if (!trouble.empty()) copied.trouble = "cannot write " + path + ": " + trouble;
   return copied;
 }
@@ -97,9 +97,10 @@ void report(const shared::log_file &file, const copied_file &copied) {
 std::string finish(const snapshot &taken, const std::string &target) {
   const std::string manifest = manifest_of(taken);
   std::string trouble =
-      shared::write_new_file(in_target(target, sums_name), sums_of(taken, manifest));
-  if (trouble.empty()) trouble = shared::sync_directory(target);
-  if (trouble.empty()) trouble = shared::replace_file(in_target(target, manifest_name), manifest);
+      shared::write_new_file(in_target(target, sums_name), sums_of(taken, manifest)).reason;
+  if (trouble.empty()) trouble = shared::sync_directory(target).reason;
+  if (trouble.empty())
+    trouble = shared::replace_file(in_target(target, manifest_name), manifest).reason;
   return trouble;
 }
 

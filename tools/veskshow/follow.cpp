@@ -46,8 +46,8 @@ void look_at_all(followed &all, const request &asked, bool first, output &out) {
   for (size_t i = 0; i < all.rings.size(); ++i) {
     auto look = all.rings[i].look_again(ring_follower::clock::now());
     const shared::log_file &file = *all.files[i];
-    if (first && !look.reason.empty() && !is_expected(asked, file)) {
-      out.problem(file.path, look.reason);
+    if (first && look.trouble && !is_expected(asked, file)) {
+      out.problem(file.path, look.trouble.reason);
     }
     if (look.what == news::lost && !asked.wanted.quiet) {
       out.note("-- " + file.path + ": entries were overwritten before they could be shown --");
@@ -75,7 +75,7 @@ choice first_choice(const options &wanted) {
 
 }  // namespace
 
-// Ctrl-C is how it is meant to end: the exit status then tells of problems alone.
+// Ctrl-C is how it is meant to end: the exit status then speaks of problems alone.
 void follow_entries(const request &asked, output &out) {
   followed all = follow(asked.files);
   if (all.files.empty()) return;

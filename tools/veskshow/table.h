@@ -38,9 +38,6 @@ class table {
 // What stands in a cell where nothing is known.
 inline constexpr char unknown_cell[] = "-";
 
-// The text made harmless to a terminal.
-std::string safe_cell(std::string_view text);
-
 // "1 byte", "84 bytes".
 std::string bytes_text(uint64_t count);
 

@@ -37,7 +37,7 @@ class Follow : public ::testing::Test {
     while (const auto entry = next_entry(look.walk)) seen += static_cast<char>(entry->data[0]);
     if (look.what != ring_follower::news::none) ring.went(look.walk);
     if (look.walk.damage) seen += "!" + std::to_string(look.walk.damage->offset);
-    return seen + look.reason;
+    return seen + look.trouble.reason;
   }
 
   static constexpr const char *kinds[] = {"", "more ", "anew ", "lost "};

@@ -30,8 +30,6 @@ void write_forecast(json_writer &writer, const file_forecast &foretold) {
 }
 
 void write_file(json_writer &writer, const evidence &copied) {
-  const std::string_view content(reinterpret_cast<const char *>(copied.bytes.data()),
-                                 copied.bytes.size());
   writer.StartObject();
   write_member(writer, "name", copied.file.row->name);
   writer.Key("type");
@@ -39,7 +37,7 @@ void write_file(json_writer &writer, const evidence &copied) {
   writer.Key("size");
   writer.Uint64(copied.bytes.size());
   write_member(writer, "modified", utc_text(copied.modified));
-  write_member(writer, "sha256", sha256_of(content));
+  write_member(writer, "sha256", sha256_of(characters_of(copied.bytes)));
   write_forecast(writer, copied.foretold);
   writer.EndObject();
 }
@@ -52,8 +50,8 @@ std::string absolute(const std::string &directory) {
 
 }  // namespace
 
-std::string verdicts_of(const preserve_request &asked, const timespec &now,
-                        const std::vector<const evidence *> &copied) {
+std::string note_of(const preserve_request &asked, const timespec &now,
+                    const std::vector<const evidence *> &copied) {
   rapidjson::StringBuffer written;
   json_writer writer(written);
   writer.SetIndent(' ', 2);
