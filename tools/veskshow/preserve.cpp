@@ -46,10 +46,8 @@ void show(const shared::preserve_result &result, output &out) {
 void show_preserved(const request &asked, output &out) {
   const options &wanted = asked.wanted;
   const std::vector<shared::evidence> found = find_evidence(asked, out);
-  show(preserve({wanted.preserve_directory, uint64_t{wanted.preserve_limit} << 20, wanted.directory,
-                 "start"},
-                found),
-       out);
+  const uint64_t limit = wanted.preserve_limit.value_or(shared::preserve_limit_mib);
+  show(preserve({wanted.preserve_directory, limit << 20, wanted.directory, "start"}, found), out);
 }
 
 }  // namespace vesk::veskshow
