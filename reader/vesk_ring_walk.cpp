@@ -39,7 +39,7 @@ std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
         offsetof(vesk_gheader, end),
         "end " + std::to_string(end) + " lies outside a ring of " + std::to_string(max) + " bytes");
   }
-  // A small ring that gave up everything it held comes to this too, until its next record.
+  // A small ring that gave up everything it held looks like this too, until its next record.
   if (start == end && start != VESK_GHEADER_SIZE) {
     return damage_at(
         offsetof(vesk_gheader, start),

@@ -30,7 +30,7 @@ struct ring_state {
   uint32_t start;  // the oldest entry
   uint32_t end;    // just behind the newest entry
 
-  bool wrapped() const { return start > end; }
+  [[nodiscard]] bool wrapped() const { return start > end; }
 };
 
 struct [[nodiscard]] ring_entry {

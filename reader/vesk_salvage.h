@@ -51,7 +51,7 @@ enum class certainty : uint8_t { doubtful, rewritten, likely, sure, chain };
 constexpr size_t certainty_count = 5;
 
 // "doubtful", "rewritten", "likely", "sure", "chain".
-std::string_view certainty_name(certainty level);
+[[nodiscard]] std::string_view certainty_name(certainty level);
 
 struct salvaged_entry {
   uint64_t offset;   // of its header; entry.offset has only the low 32 bits of it
@@ -59,7 +59,7 @@ struct salvaged_entry {
   certainty level;
   uint16_t size;  // of the data as its header has it
 
-  bool whole() const { return entry.data.size() == size; }
+  [[nodiscard]] bool whole() const { return entry.data.size() == size; }
 };
 
 // A global header that is not the one by which the chain is walked.
@@ -82,13 +82,13 @@ class salvage {
   salvage(int fd, uint64_t length);
 
   // What comes next, in the order of the offsets, or nothing at the end.
-  std::optional<salvaged> next();
+  [[nodiscard]] std::optional<salvaged> next();
 
   // Empty where there is no chain.
-  const std::optional<ring_state> &ring() const { return ring_; }
+  [[nodiscard]] const std::optional<ring_state> &ring() const { return ring_; }
 
   // What is wrong with the chain, or why there is none.
-  const std::optional<ring_damage> &damage() const { return damage_; }
+  [[nodiscard]] const std::optional<ring_damage> &damage() const { return damage_; }
 
  private:
   enum class kind : uint8_t { entry, gheader, unreadable };

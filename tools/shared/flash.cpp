@@ -19,8 +19,7 @@ bool is_mount_point(const char *directory) {
       (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
     return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
   }
-  struct stat here {
-  }, above{};
+  struct stat here = {}, above = {};
   const std::string parent = std::string(directory) + "/..";
   return stat(directory, &here) == 0 && stat(parent.c_str(), &above) == 0 &&
          here.st_dev != above.st_dev;

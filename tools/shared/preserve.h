@@ -60,11 +60,12 @@ struct preserve_result {
 // with bytes that lie in the log directory now are never removed. What does not fit is left out and
 // reported as a trouble: files that would be removed come first, then those that would be rebuilt,
 // then the rest, and of them the smaller ones first.
-preserve_result preserve(const preserve_request &asked, const std::vector<evidence> &found);
+[[nodiscard]] preserve_result preserve(const preserve_request &asked,
+                                       const std::vector<evidence> &found);
 
 // The note that lies beside the copies of a set, in JSON.
 inline constexpr char note_name[] = "verdicts.json";
-std::string note_of(const preserve_request &asked, const timespec &now,
-                    const std::vector<const evidence *> &copied);
+[[nodiscard]] std::string note_of(const preserve_request &asked, const timespec &now,
+                                  const std::vector<const evidence *> &copied);
 
 }  // namespace vesk::shared

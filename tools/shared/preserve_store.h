@@ -32,16 +32,16 @@ struct copy_store {
 };
 
 // What a file or directory of this size takes away from the file system.
-uint64_t room_for(uint64_t size);
+[[nodiscard]] uint64_t room_for(uint64_t size);
 
 // Opens the directory, makes it where it is missing, and removes what an interrupted run left.
 failure open_store(const std::string &path, std::optional<copy_store> &ret_store);
 
-std::string path_of(const copy_store &store, const copy_set &set);
+[[nodiscard]] std::string path_of(const copy_store &store, const copy_set &set);
 
 // The set with the newest copy of the file of this name, if that copy has these bytes; else null.
-const copy_set *set_with(const copy_store &store, const std::string &name,
-                         std::string_view content);
+[[nodiscard]] const copy_set *set_with(const copy_store &store, const std::string &name,
+                                       std::string_view content);
 
 // --- a new set ---
 

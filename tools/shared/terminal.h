@@ -8,7 +8,7 @@
 namespace vesk::shared {
 
 // How many characters fit on a line of the terminal; 0 where it is none, or does not say.
-inline size_t columns_of_terminal(int fd) {
+[[nodiscard]] inline size_t columns_of_terminal(int fd) {
   winsize size{};
   return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }

@@ -39,7 +39,7 @@ void append_cursor(std::string &out, const shown_entry &shown);
 
 // The entry's text without one newline at its end, which every form leaves out; nothing where the
 // data are no text.
-std::optional<std::string_view> message_of(const ring_entry &entry);
+[[nodiscard]] std::optional<std::string_view> message_of(const ring_entry &entry);
 
 // Calls show(name, value) for every field of the upper list, in its order. Values are UTF-8 without
 // control characters except tabs, and hold until the call returns.

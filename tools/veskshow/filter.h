@@ -28,7 +28,7 @@ failure make_filter(const options &wanted, const name_table &names, uint64_t now
                     entry_filter &ret_filter);
 
 // Whether the entry is among those wanted. Data that are no text match no pattern.
-bool passes(const entry_filter &filter, const ring_entry &entry);
+[[nodiscard]] bool passes(const entry_filter &filter, const ring_entry &entry);
 
 // Reports a pattern that took too long for some entries, so that they were left out.
 void report_given_up(const entry_filter &filter, output &out);

@@ -34,8 +34,7 @@ followed follow(const std::vector<shared::log_file> &files) {
   return all;
 }
 
-// Whether it goes without saying that a file cannot be read: one that nobody named may appear
-// later.
+// Whether it is no problem that a file cannot be read: one that nobody named may appear later.
 bool is_expected(const request &asked, const shared::log_file &file) {
   return asked.wanted.arguments.empty() && !shared::exists(file);
 }

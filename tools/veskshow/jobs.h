@@ -34,9 +34,10 @@ void show_preserved(const request &asked, output &out);
 // --- what the jobs share ---
 
 // Reads a file whole. False after it was reported that it cannot be read.
-bool read_image(const shared::log_file &file, std::vector<uint8_t> &ret_image, output &out);
+[[nodiscard]] bool read_image(const shared::log_file &file, std::vector<uint8_t> &ret_image,
+                              output &out);
 
 // The entry as one of this file, which has to outlive it.
-shown_entry entry_in(const shared::log_file &file, const ring_entry &entry);
+[[nodiscard]] shown_entry entry_in(const shared::log_file &file, const ring_entry &entry);
 
 }  // namespace vesk::veskshow

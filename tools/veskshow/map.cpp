@@ -42,7 +42,7 @@ constexpr mark mark_of(ring_part part) {
 
 // --- the picture ---
 
-// Where the ring starts and ends stands over all parts but damage.
+// Where the ring starts and ends stands over all parts except damage.
 std::vector<mark> marks_of(const ring_map &map, uint32_t bytes_per_cell) {
   const std::vector<ring_part> cells = cells_of(map, bytes_per_cell);
   std::vector<mark> marks;

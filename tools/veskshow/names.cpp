@@ -20,7 +20,7 @@ numbered_names::const_iterator named(const numbered_names &names, std::string_vi
                       [&](const auto &entry) { return entry.second == name; });
 }
 
-// The first word of a line, which loses it and the blanks around it.
+// Takes the first word and the blanks around it off the line. Returns the word.
 std::string_view take_word(std::string_view &line) {
   line.remove_prefix(std::min(line.find_first_not_of(blanks), line.size()));
   const std::string_view word = line.substr(0, line.find_first_of(blanks));

@@ -27,9 +27,10 @@ struct name_table {
 failure read_names(const std::string &path, name_table &ret_names);
 
 // The name of a number, or null.
-const std::string *find_name(const numbered_names &names, uint16_t number);
+[[nodiscard]] const std::string *find_name(const numbered_names &names, uint16_t number);
 
 // The number that was typed, or that has the typed name; empty when it is neither.
-std::optional<uint16_t> number_of(const numbered_names &names, std::string_view typed);
+[[nodiscard]] std::optional<uint16_t> number_of(const numbered_names &names,
+                                                std::string_view typed);
 
 }  // namespace vesk::veskshow

@@ -57,10 +57,10 @@ struct options {
 };
 
 // Whether any option chooses among the entries.
-bool has_filter(const options &wanted);
+[[nodiscard]] bool has_filter(const options &wanted);
 
 // Reads the command line. Returns nothing when the program is to go on, else the exit status, after
 // printing the help, the version, or on standard error what is wrong.
-std::optional<int> parse_command_line(int argc, char **argv, options &ret_wanted);
+[[nodiscard]] std::optional<int> parse_command_line(int argc, char **argv, options &ret_wanted);
 
 }  // namespace vesk::veskshow

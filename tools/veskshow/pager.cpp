@@ -22,7 +22,7 @@ namespace {
 // lines run on, says where in the text it is, and quits on Ctrl-C.
 constexpr char less_options[] = "FRSXMK";
 
-// A shell's word that a command cannot be run, or is not there.
+// A shell's exit status where a command cannot be run, or is not there.
 constexpr int shell_cannot_run = 126;
 constexpr int shell_not_found = 127;
 

@@ -18,10 +18,10 @@ class text_pattern {
   // Whether the text has a match somewhere. It has to be UTF-8, as what text_of() gives is: nobody
   // looks at that again. A search that takes too many steps is given up, and after a few of those
   // every other: that counts as no match.
-  bool matches(std::string_view text) const;
+  [[nodiscard]] bool matches(std::string_view text) const;
 
   // Whether a search was given up, so that matches may have been missed.
-  bool gave_up() const;
+  [[nodiscard]] bool gave_up() const;
 
  private:
   struct machine;

@@ -19,7 +19,7 @@ namespace {
 // What was found in one file.
 struct tally {
   std::array<size_t, certainty_count> shown{};  // by certainty, the least first
-  bool all_in_chain = true;                     // those that the filter keeps back as well
+  bool all_in_chain = true;                     // those that the filter leaves out included
 
   size_t total() const { return std::accumulate(shown.begin(), shown.end(), size_t{0}); }
 };
@@ -52,7 +52,7 @@ class salvager {
   salvager(const request &asked, const shared::log_file &file, output &out)
       : asked_(asked), file_(file), out_(out) {}
 
-  // Shows what comes to light, and returns the counts.
+  // Shows what is found, and returns the counts.
   tally run(salvage &&search) {
     while (const auto found = search.next()) {
       std::visit([this](const auto &what) { show(what); }, *found);

@@ -23,13 +23,13 @@ constexpr std::chrono::milliseconds least_pause{250};
 // first.
 constexpr std::chrono::milliseconds longest_pause{1000};
 
-// Where the signal handler leaves word.
+// What the signal handler writes to.
 int stop_fd = -1;
 
 void stop(int) {
   const errno_keeper keeper;
   const uint64_t one = 1;
-  // It fails only when there is word already.
+  // It fails only when it was written to already.
   [[maybe_unused]] const ssize_t written = write(stop_fd, &one, sizeof one);
 }
 
