@@ -32,17 +32,17 @@ class byte_window {
   bool move_to(uint64_t offset);
 
   // Where the bytes end; what is missing when they come to be read ends earlier than was said.
-  uint64_t end() const { return end_; }
+  [[nodiscard]] uint64_t end() const { return end_; }
 
   // Bytes within reach; fewer where they end before.
-  ring_bytes bytes(uint64_t offset, uint64_t length) const;
+  [[nodiscard]] ring_bytes bytes(uint64_t offset, uint64_t length) const;
 
   // The stretch that holds this place within reach, or null.
-  const unreadable_stretch *unreadable_at(uint64_t offset) const;
-  bool all_readable() const { return unreadable_.empty(); }
+  [[nodiscard]] const unreadable_stretch *unreadable_at(uint64_t offset) const;
+  [[nodiscard]] bool all_readable() const { return unreadable_.empty(); }
 
   // Where the next bytes are that a file holds, at this place or behind it: holes are zeros.
-  uint64_t next_data(uint64_t offset) const;
+  [[nodiscard]] uint64_t next_data(uint64_t offset) const;
 
  private:
   void read_more();

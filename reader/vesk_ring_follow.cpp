@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
 #include <utility>
 
 #include "format/vesk_checksum.h"
@@ -21,12 +20,6 @@ static_assert(VESK_EHDR_SIZE == VESK_GHEADER_SIZE);
 // How long a writer may take between the first byte of an entry and the header that counts it, a
 // busy flash included.
 constexpr std::chrono::seconds patience{3};
-
-ring_walk nothing() {
-  ring_walk walk;
-  walk.ended = true;
-  return walk;
-}
 
 // The bytes of a header, as many as the file has.
 std::vector<uint8_t> read_header(int fd, uint32_t offset) {
@@ -64,11 +57,11 @@ ring_follower::ring_follower(std::string path, uint32_t capacity)
 
 ring_follower::look ring_follower::look_again(clock::time_point now) {
   const unique_fd fd = open_ring(path_);
-  if (!fd) return {news::none, nothing(), std::generic_category().message(errno)};
-  if (!seen_ && !told_) return read_all(fd.get(), news::anew);
+  if (!fd) return {.trouble = {errno_text(errno)}};
+  if (!seen_ && !reported_) return read_all(fd.get(), news::anew);
 
   const std::vector<uint8_t> header = read_header(fd.get(), 0);
-  if (gave_up_all(header)) return {news::none, nothing(), {}};
+  if (gave_up_all(header)) return {};
   const ring_walk walk = begin_walk(header, capacity_);
   if (!walk.state) return wait_with(walk, now);
   if (seen_ && goes_on(fd.get(), *walk.state)) return read_added(fd.get(), *walk.state, now);
@@ -87,13 +80,11 @@ void ring_follower::went(const ring_walk &walk) {
 ring_follower::look ring_follower::read_all(int fd, news what) {
   last_entry_.reset();
   broken_since_.reset();
-  if (auto reason = read_ring_image(fd, capacity_, image_); !reason.empty()) {
-    return {news::none, nothing(), std::move(reason)};
-  }
+  if (failure why = read_ring_image(fd, capacity_, image_)) return {.trouble = std::move(why)};
   const ring_walk walk = begin_walk(image_, capacity_);
   seen_ = walk.state;
-  told_ = !seen_;
-  return {what, walk, {}};
+  reported_ = !seen_;
+  return {what, walk};
 }
 
 ring_follower::look ring_follower::read_added(int fd, const ring_state &ring,
@@ -105,24 +96,24 @@ ring_follower::look ring_follower::read_added(int fd, const ring_state &ring,
   // What was read counts only where it was not overwritten meanwhile.
   const ring_walk again = begin_walk(read_header(fd, 0), capacity_);
   if (!whole || !again.state || !has_place(*again.state, position_)) {
-    return {news::none, nothing(), {}};
+    return {};
   }
 
   seen_ = ring;
   const ring_walk walk = resume_walk(image_, ring, position_, last_stamp_);
   if (is_broken(walk)) return wait_with(walk, now);
   broken_since_.reset();
-  told_ = false;
-  return {walk.ended ? news::none : news::more, walk, {}};
+  reported_ = false;
+  return {walk.ended ? news::none : news::more, walk};
 }
 
 // Nothing yet, or the damage in `broken` when it has lasted for too long.
 ring_follower::look ring_follower::wait_with(const ring_walk &broken, clock::time_point now) {
   if (!broken_since_) broken_since_ = now;
-  if (told_ || now - *broken_since_ < patience) return {news::none, nothing(), {}};
+  if (reported_ || now - *broken_since_ < patience) return {};
   broken_since_.reset();
-  told_ = !broken.state;
-  return {broken.state ? news::more : news::none, broken, {}};
+  reported_ = !broken.state;
+  return {broken.state ? news::more : news::none, broken};
 }
 
 // Whether this is the ring that was seen, grown by less than a whole round: a header that was read

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "reader/vesk_ring_walk.h"
 
 namespace vesk {
@@ -29,21 +30,19 @@ class ring_follower {
     lost,  // the same because the ring went all around: entries may have been missed
   };
 
-  struct look {
-    news what;
-    ring_walk walk;      // over what is new; has ended where there is nothing
-    std::string reason;  // why the file cannot be read, or empty
+  struct [[nodiscard]] look {
+    news what = news::none;
+    ring_walk walk = {};   // over what is new; has ended where there is nothing
+    failure trouble = {};  // why the file cannot be read
   };
 
   // Reads what is new. The walk is to be walked to its end before the next look; the damage that it
-  // then has is to be told. What was added may be read before it is whole, so that damage there
+  // then has is to be reported. What was added may be read before it is whole, so that damage there
   // comes out only once it has lasted for a while, and once.
   look look_again(clock::time_point now);
 
   // Notes how far the walk went.
   void went(const ring_walk &walk);
-
-  const std::vector<uint8_t> &image() const { return image_; }
 
  private:
   look read_all(int fd, news what);
@@ -61,7 +60,7 @@ class ring_follower {
   std::optional<uint32_t> last_entry_;  // the header of that one
   uint64_t last_stamp_ = 0;
   std::optional<clock::time_point> broken_since_;
-  bool told_ = false;  // of the damage at hand
+  bool reported_ = false;  // the damage at hand
 };
 
 }  // namespace vesk

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <system_error>
 #include <thread>
 
 #include "reader/vesk_ring_summary.h"
@@ -22,28 +21,24 @@ constexpr int rereads = 30;
 constexpr std::chrono::milliseconds reread_pause{10};
 constexpr std::chrono::seconds live_time{3};
 
-std::string system_reason(int error) {
-  return std::generic_category().message(error);
-}
-
-std::string reason_not_to_read(const struct stat &status) {
-  if (S_ISDIR(status.st_mode)) return system_reason(EISDIR);
-  if (!S_ISREG(status.st_mode)) return "Not a regular file";
+failure check_that_it_may_be_one(const struct stat &status) {
+  if (S_ISDIR(status.st_mode)) return {errno_text(EISDIR)};
+  if (!S_ISREG(status.st_mode)) return {"Not a regular file"};
   if (status.st_size > static_cast<off_t>(ring_image_limit)) {
-    return "Larger than " + std::to_string(ring_image_limit >> 20) + " MiB: not a log file";
+    return {"Larger than " + std::to_string(ring_image_limit >> 20) + " MiB: not a log file"};
   }
   return {};
 }
 
 // Reads as much as the file holds at this moment.
-std::string read_once(int fd, std::vector<uint8_t> &image) {
+failure read_once(int fd, std::vector<uint8_t> &ret_image) {
   struct stat status;
-  if (fstat(fd, &status) != 0) return system_reason(errno);
-  if (auto reason = reason_not_to_read(status); !reason.empty()) return reason;
-  image.resize(static_cast<size_t>(status.st_size));
-  const ssize_t got = read_ring_bytes(fd, image, 0);
-  if (got < 0) return system_reason(errno);
-  image.resize(static_cast<size_t>(got));
+  if (fstat(fd, &status) != 0) return {errno_text(errno)};
+  if (failure why = check_that_it_may_be_one(status)) return why;
+  ret_image.resize(static_cast<size_t>(status.st_size));
+  const ssize_t got = read_ring_bytes(fd, ret_image, 0);
+  if (got < 0) return {errno_text(errno)};
+  ret_image.resize(static_cast<size_t>(got));
   return {};
 }
 
@@ -83,21 +78,21 @@ unique_fd open_ring(const std::string &path) {
   return unique_fd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-std::string read_ring_image(int fd, uint32_t capacity, std::vector<uint8_t> &image) {
+failure read_ring_image(int fd, uint32_t capacity, std::vector<uint8_t> &ret_image) {
   for (int attempt = 0;; ++attempt) {
-    if (auto reason = read_once(fd, image); !reason.empty()) return reason;
-    const bool moved = header_moved(fd, image);
-    if (!moved && !summarize(image, capacity).damage) return {};
+    if (failure why = read_once(fd, ret_image)) return why;
+    const bool moved = header_moved(fd, ret_image);
+    if (!moved && !summarize(ret_image, capacity).damage) return {};
     if (attempt == rereads || !(moved || written_just_now(fd))) return {};
     std::this_thread::sleep_for(reread_pause);
   }
 }
 
-std::string read_ring_image(const std::string &path, uint32_t capacity,
-                            std::vector<uint8_t> &image) {
+failure read_ring_image(const std::string &path, uint32_t capacity,
+                        std::vector<uint8_t> &ret_image) {
   const unique_fd fd = open_ring(path);
-  if (!fd) return system_reason(errno);
-  return read_ring_image(fd.get(), capacity, image);
+  if (!fd) return {errno_text(errno)};
+  return read_ring_image(fd.get(), capacity, ret_image);
 }
 
 }  // namespace vesk

@@ -26,7 +26,7 @@ struct ring_stretch {
   ring_part part;
 };
 
-struct ring_map {
+struct [[nodiscard]] ring_map {
   std::optional<ring_state> state;      // empty when the global header cannot be trusted
   std::vector<ring_stretch> stretches;  // from 0 to the capacity; one for each entry; or none
   std::optional<ring_damage> damage;
@@ -35,7 +35,7 @@ struct ring_map {
 // Arguments as for begin_walk().
 ring_map map_ring(ring_bytes image, uint32_t capacity);
 
-struct part_total {
+struct [[nodiscard]] part_total {
   uint64_t bytes;
   uint32_t stretches;  // of live and null entries: how many there are
 };
@@ -44,6 +44,6 @@ part_total total_of(const ring_map &map, ring_part part);
 
 // The map in cells of so many bytes each, the last one perhaps of less. A cell that holds several
 // parts is the last of them in the order above.
-std::vector<ring_part> cells_of(const ring_map &map, uint32_t bytes_per_cell);
+[[nodiscard]] std::vector<ring_part> cells_of(const ring_map &map, uint32_t bytes_per_cell);
 
 }  // namespace vesk

@@ -22,11 +22,11 @@ class ring_merge {
   explicit ring_merge(std::vector<ring_walk> walks);
 
   // The next entry of all, or nothing when every walk has ended.
-  std::optional<merged_entry> next();
+  [[nodiscard]] std::optional<merged_entry> next();
 
   // The walks in the order in which they were given. Once all entries are taken, each has its
   // damage.
-  const std::vector<ring_walk> &walks() const { return walks_; }
+  [[nodiscard]] const std::vector<ring_walk> &walks() const { return walks_; }
 
  private:
   void advance(size_t source);

@@ -8,7 +8,7 @@
 
 namespace vesk {
 
-struct ring_summary {
+struct [[nodiscard]] ring_summary {
   std::optional<ring_state> state;   // empty when the global header cannot be trusted
   uint32_t entries;                  // that can be read, null entries not counted
   std::optional<ring_entry> oldest;  // the first and the last of them in ring order;
@@ -19,14 +19,14 @@ struct ring_summary {
 // Walks the whole ring; arguments as for begin_walk().
 ring_summary summarize(ring_bytes image, uint32_t capacity);
 
-// Whether the chain led a walk that has ended to the ring's end. What is held against the global
-// header alone does not count.
-bool reached_end(const ring_walk &walk);
+// Whether a walk that has ended came to the ring's end. Damage of the global header alone does not
+// count.
+[[nodiscard]] bool reached_end(const ring_walk &walk);
 
 // How many bytes the live entries and the null entries among them take.
-uint32_t used_bytes(const ring_state &ring);
+[[nodiscard]] uint32_t used_bytes(const ring_state &ring);
 
 // How much of the ring's room they take, in percent, rounded down.
-uint32_t fill_percent(const ring_state &ring);
+[[nodiscard]] uint32_t fill_percent(const ring_state &ring);
 
 }  // namespace vesk

@@ -1,5 +1,5 @@
 // How fast a ring is written, and how long an entry lives in it. All from the entries' own time
-// stamps; nothing is told where these do not say it.
+// stamps; nothing is known where these do not say it.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ struct write_rate {
   uint64_t usecs;
 };
 
-struct ring_turnover {
+struct [[nodiscard]] ring_turnover {
   std::optional<ring_state> state;  // empty when the global header cannot be trusted
   std::optional<uint64_t> oldest;   // time stamp of the oldest entry in ring order
   std::optional<uint64_t> span;     // from the oldest entry to the newest, in microseconds
@@ -34,13 +34,13 @@ struct ring_turnover {
 };
 
 // Arguments as for begin_walk(). Behind a break of the chain lie newer entries, so that a broken
-// chain tells of its oldest entry only.
+// chain shows its oldest entry only.
 ring_turnover turnover_of(ring_bytes image, uint32_t capacity);
 
 // Whether the ring has come to its capacity and gives up entries for new ones.
-bool has_been_full(const ring_state &ring);
+[[nodiscard]] bool has_been_full(const ring_state &ring);
 
 // How long it takes to write so many bytes, in microseconds; nothing when the number is too large.
-std::optional<uint64_t> time_to_write(const write_rate &rate, uint32_t bytes);
+[[nodiscard]] std::optional<uint64_t> time_to_write(const write_rate &rate, uint32_t bytes);
 
 }  // namespace vesk

@@ -14,10 +14,6 @@ ring_damage damage_at(size_t offset, std::string reason) {
   return {static_cast<uint32_t>(offset), std::move(reason)};
 }
 
-std::string text(uint64_t number) {
-  return std::to_string(number);
-}
-
 // What makes a global header unfit to walk by, if anything.
 std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
   if (std::memcmp(header.magic, "vesk", sizeof header.magic) != 0) {
@@ -25,7 +21,7 @@ std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
   }
   if (header.version != VESK_VERSION) {
     return damage_at(offsetof(vesk_gheader, version),
-                     "format version " + text(header.version) + " is not known");
+                     "format version " + std::to_string(header.version) + " is not known");
   }
   if (!checksum_holds(header)) {
     return damage_at(offsetof(vesk_gheader, checksum),
@@ -34,18 +30,20 @@ std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
 
   const uint64_t max = header.max, start = header.start, end = header.end;
   if (start < VESK_GHEADER_SIZE || start + VESK_EHDR_SIZE >= max) {
-    return damage_at(
-        offsetof(vesk_gheader, start),
-        "start " + text(start) + " is no place for an entry in a ring of " + text(max) + " bytes");
+    return damage_at(offsetof(vesk_gheader, start), "start " + std::to_string(start) +
+                                                        " is no place for an entry in a ring of " +
+                                                        std::to_string(max) + " bytes");
   }
   if (end < VESK_GHEADER_SIZE || end > max) {
-    return damage_at(offsetof(vesk_gheader, end),
-                     "end " + text(end) + " lies outside a ring of " + text(max) + " bytes");
+    return damage_at(
+        offsetof(vesk_gheader, end),
+        "end " + std::to_string(end) + " lies outside a ring of " + std::to_string(max) + " bytes");
   }
-  // A small ring that gave up everything it held comes to this too, until its next record.
+  // A small ring that gave up everything it held looks like this too, until its next record.
   if (start == end && start != VESK_GHEADER_SIZE) {
-    return damage_at(offsetof(vesk_gheader, start),
-                     "start and end are both " + text(start) + ": no entry can be reached");
+    return damage_at(
+        offsetof(vesk_gheader, start),
+        "start and end are both " + std::to_string(start) + ": no entry can be reached");
   }
   return {};
 }
@@ -59,16 +57,18 @@ std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &header
   return gheader_damage(header);
 }
 
-// What a header of good checksum claims that the file does not bear out. The entries may be sound
-// all the same, so it is told only where the chain shows no damage of its own.
+// What a header of good checksum claims although the file shows otherwise. The entries may be sound
+// all the same, so it counts only where the chain shows no damage of its own.
 std::optional<ring_damage> false_claim(const ring_walk &walk, uint32_t capacity) {
   const uint32_t max = walk.state->max;
   if (capacity != unknown_capacity && max != capacity) {
-    return damage_at(offsetof(vesk_gheader, max),
-                     "capacity " + text(max) + " is not the " + text(capacity) + " of this file");
+    return damage_at(offsetof(vesk_gheader, max), "capacity " + std::to_string(max) +
+                                                      " is not the " + std::to_string(capacity) +
+                                                      " of this file");
   }
   if (walk.image.size() > max) {
-    return damage_at(max, "the file goes on beyond its capacity of " + text(max) + " bytes");
+    return damage_at(max,
+                     "the file goes on beyond its capacity of " + std::to_string(max) + " bytes");
   }
   return {};
 }
@@ -82,11 +82,11 @@ void end_with(ring_walk &walk, std::string reason) {
 bool read_header(ring_walk &walk, vesk_ehdr &header) {
   const size_t size = walk.image.size();
   if (walk.offset >= size) {
-    end_with(walk, "no entry: the file ends at " + text(size));
+    end_with(walk, "no entry: the file ends at " + std::to_string(size));
     return false;
   }
   if (size - walk.offset < sizeof header) {
-    end_with(walk, "the entry header is cut off: the file ends at " + text(size));
+    end_with(walk, "the entry header is cut off: the file ends at " + std::to_string(size));
     return false;
   }
   std::memcpy(&header, walk.image.data() + walk.offset, sizeof header);
@@ -102,8 +102,9 @@ void step_to(ring_walk &walk, uint64_t next) {
   const ring_state &ring = *walk.state;
   const bool before_wrap = walk.stretch_end != ring.end;
   if (next > walk.stretch_end) {
-    end_with(walk, "the entry runs to " + text(next) + ", over the " +
-                       (before_wrap ? "ring's capacity " : "ring's end ") + text(walk.stretch_end));
+    end_with(walk, "the entry runs to " + std::to_string(next) + ", over the " +
+                       (before_wrap ? "ring's capacity " : "ring's end ") +
+                       std::to_string(walk.stretch_end));
   } else if (next < walk.stretch_end) {
     walk.offset = static_cast<uint32_t>(next);
   } else if (before_wrap && ring.end != VESK_GHEADER_SIZE) {
@@ -114,20 +115,6 @@ void step_to(ring_walk &walk, uint64_t next) {
   }
 }
 
-ring_entry make_entry(ring_bytes image, uint32_t offset, const vesk_ehdr &header) {
-  return {
-      .offset = offset,
-      .uuid = header.uuid,
-      .type = header.type,
-      .flags = header.flags,
-      .prev_size = header.prev_size,
-      .secs = header.secs,
-      .usecs = header.usecs,
-      .data = image.subspan(offset + VESK_EHDR_SIZE, header.size),
-      .set_back_usecs = 0,
-  };
-}
-
 // One entry of the chain, null entries included.
 std::optional<ring_entry> step(ring_walk &walk) {
   vesk_ehdr header;
@@ -136,12 +123,12 @@ std::optional<ring_entry> step(ring_walk &walk) {
   const uint32_t offset = walk.offset;
   const uint64_t next = uint64_t{offset} + entry_span(header.size);
   if (next > walk.image.size()) {
-    end_with(walk, "the entry runs to " + text(next) + ", but the file ends at " +
-                       text(walk.image.size()));
+    end_with(walk, "the entry runs to " + std::to_string(next) + ", but the file ends at " +
+                       std::to_string(walk.image.size()));
     return {};
   }
   step_to(walk, next);
-  return make_entry(walk.image, offset, header);
+  return entry_of(header, offset, walk.image.subspan(offset + VESK_EHDR_SIZE, header.size));
 }
 
 void compare_with_last(ring_walk &walk, ring_entry &entry) {
@@ -158,17 +145,30 @@ uint64_t stamp_of(const ring_entry &entry) {
          (entry.usecs < usecs_per_second ? entry.usecs : 0);
 }
 
+ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data) {
+  return {
+      .offset = offset,
+      .uuid = header.uuid,
+      .type = header.type,
+      .flags = header.flags,
+      .prev_size = header.prev_size,
+      .secs = header.secs,
+      .usecs = header.usecs,
+      .data = data,
+      .set_back_usecs = 0,
+  };
+}
+
 ring_entry entry_at(ring_bytes image, uint32_t offset) {
   vesk_ehdr header;
   std::memcpy(&header, image.data() + offset, sizeof header);
-  return make_entry(image, offset, header);
+  return entry_of(header, offset, image.subspan(offset + VESK_EHDR_SIZE, header.size));
 }
 
 ring_walk begin_walk(ring_bytes image, uint32_t capacity, null_entries nulls) {
   ring_walk walk;
   walk.image = image;
   walk.nulls = nulls;
-  walk.ended = true;
   vesk_gheader header;
   walk.damage = gheader_damage(image, header);
   if (walk.damage) return walk;

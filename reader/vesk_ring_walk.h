@@ -30,10 +30,10 @@ struct ring_state {
   uint32_t start;  // the oldest entry
   uint32_t end;    // just behind the newest entry
 
-  bool wrapped() const { return start > end; }
+  [[nodiscard]] bool wrapped() const { return start > end; }
 };
 
-struct ring_entry {
+struct [[nodiscard]] ring_entry {
   uint32_t offset;  // of its header
   uint16_t uuid;
   uint16_t type;
@@ -49,12 +49,15 @@ struct ring_entry {
   uint64_t set_back_usecs;
 };
 
-// The least step back that is told to people: less comes from records that passed each other.
+// The least step back that people are shown: less comes from records that passed each other.
 constexpr uint64_t clock_jump_usecs = 1'000'000;
 
 // The time stamp in microseconds since 1970. Where the sender's microseconds are no fraction of a
 // second, they count for nothing.
-uint64_t stamp_of(const ring_entry &entry);
+[[nodiscard]] uint64_t stamp_of(const ring_entry &entry);
+
+// The entry with this header, `offset` and data, as it is without an entry before it.
+ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data);
 
 // The entry at an offset where a walk over this image has found one. What the walk knew of the
 // entry before it, set_back_usecs, is not known here.
@@ -62,7 +65,7 @@ ring_entry entry_at(ring_bytes image, uint32_t offset);
 
 enum class null_entries : uint8_t { skip, show };
 
-struct ring_walk {
+struct [[nodiscard]] ring_walk {
   ring_bytes image;
   null_entries nulls = null_entries::skip;
   std::optional<ring_state> state;    // empty when the global header cannot be trusted
@@ -70,7 +73,7 @@ struct ring_walk {
   uint32_t offset = 0;                // of the entry that comes next
   uint32_t stretch_end = 0;           // where the run of entries ends that holds `offset`
   uint64_t last_stamp = 0;            // of the newest entry that the walk has passed
-  bool ended = false;
+  bool ended = true;                  // a walk that was not begun has nothing before it
 };
 
 // Checks the global header and stands before the oldest entry. `capacity` is what the catalogue
@@ -84,6 +87,6 @@ ring_walk resume_walk(ring_bytes image, const ring_state &ring, uint32_t offset,
 
 // The next entry whose data are all there, or nothing when the walk has ended: at the ring's end,
 // or at damage, which `damage` then names.
-std::optional<ring_entry> next_entry(ring_walk &walk);
+[[nodiscard]] std::optional<ring_entry> next_entry(ring_walk &walk);
 
 }  // namespace vesk

@@ -15,15 +15,6 @@ namespace {
 
 constexpr uint64_t header_alignment = VESK_DAMAGE_STEP;
 
-// What salvage::rank counts.
-constexpr uint8_t rank_doubtful = 0;
-constexpr uint8_t rank_rewritten = 1;
-constexpr uint8_t rank_likely = 2;
-constexpr uint8_t rank_rewritten_confirmed = 3;
-constexpr uint8_t rank_sure = 4;
-constexpr uint8_t rank_chain = 5;
-constexpr uint8_t rank_unreadable = 6;  // whatever was there, an entry around it is not whole
-
 std::optional<vesk_gheader> gheader_in(ring_bytes bytes) {
   vesk_gheader header;
   if (bytes.size() < sizeof header) return {};
@@ -52,13 +43,6 @@ salvage::salvage(ring_bytes image, uint32_t capacity) : window_(image) {
 }
 
 salvage::salvage(int fd, uint64_t length) : window_(fd, length) {}
-
-salvage::candidate salvage::candidate::as(certainty new_level, rank new_surety) const {
-  candidate changed = *this;
-  changed.level = new_level;
-  changed.surety = new_surety;
-  return changed;
-}
 
 std::optional<salvaged> salvage::next() {
   for (;;) {
@@ -119,42 +103,34 @@ void salvage::pass_over_noise() {
 void salvage::look_at(uint64_t offset) {
   const auto header = header_at(offset);
   if (!header || window_.unreadable_at(offset + VESK_EHDR_SIZE - 1)) return;
-  const candidate found{.what = kind::entry,
-                        .offset = offset,
-                        .end = offset + entry_span(header->size),
-                        .surety = rank_doubtful};
+  const uint64_t end = offset + entry_span(header->size);
   if (next_in_chain_ < chain_.size() && offset == chain_[next_in_chain_]) {
     ++next_in_chain_;
-    add(found.as(certainty::chain, rank_chain));
+    add({kind::entry, offset, end, rank::chain});
   } else if (gheader_in(window_.bytes(offset, VESK_GHEADER_SIZE))) {
-    add({.what = kind::gheader,
-         .offset = offset,
-         .end = offset + VESK_GHEADER_SIZE,
-         .surety = rank_sure});
-  } else if (auto judged = judge(found, *header)) {
-    add(*judged);
+    add({kind::gheader, offset, offset + VESK_GHEADER_SIZE, rank::sure});
+  } else if (const auto surety = surety_of(*header, offset, end)) {
+    add({kind::entry, offset, end, *surety});
   }
 }
 
-std::optional<salvage::candidate> salvage::judge(const candidate &found,
-                                                 const vesk_ehdr &header) const {
+// Of an entry that the chain does not lead to; nothing where it is taken for other bytes.
+std::optional<salvage::rank> salvage::surety_of(const vesk_ehdr &header, uint64_t offset,
+                                                uint64_t end) const {
   if (header.type == VESK_NULL_ENTRY_TYPE) return {};
   const bool holds = checksum_holds(header);
   const auto former = holds ? std::nullopt : rewritten_from(header);
   if (!holds && !former) return {};
   const int odd = oddities(header);
-  const bool cut = found.end > window_.end();
+  const bool cut = end > window_.end();
   if (odd + cut > 1 || (!holds && odd > 0)) return {};
 
-  const bool confirmed = confirmed_behind(found.end);
-  if (!holds && !confirmed && !rewrite_is_tied(found.offset, header, *former)) return {};
-  if (!holds && is_in_gheader(found.offset, header)) return {};
-  if (odd + cut > 0) return found;
-  if (holds) {
-    return confirmed ? found.as(certainty::sure, rank_sure)
-                     : found.as(certainty::likely, rank_likely);
-  }
-  return found.as(certainty::rewritten, confirmed ? rank_rewritten_confirmed : rank_rewritten);
+  const bool confirmed = confirmed_behind(end);
+  if (!holds && !confirmed && !rewrite_is_tied(offset, header, *former)) return {};
+  if (!holds && is_in_gheader(offset, header)) return {};
+  if (odd + cut > 0) return rank::doubtful;
+  if (holds) return confirmed ? rank::sure : rank::likely;
+  return confirmed ? rank::rewritten_confirmed : rank::rewritten;
 }
 
 bool salvage::rewrite_is_tied(uint64_t offset, const vesk_ehdr &header, uint16_t former) const {
@@ -207,11 +183,7 @@ void salvage::add_unreadable(const unreadable_stretch &stretch) {
     pending_.back().end = stretch.end;
     return;
   }
-  pending_.push_back({.what = kind::unreadable,
-                      .offset = next_place_,
-                      .end = stretch.end,
-                      .surety = rank_unreadable,
-                      .error = stretch.error});
+  pending_.push_back({kind::unreadable, next_place_, stretch.end, rank::unreadable, stretch.error});
 }
 
 // Two headers cannot share bytes, unless the chain leads to both.
@@ -220,7 +192,7 @@ void salvage::add(const candidate &found) {
   if (last && last->what != kind::unreadable && found.offset - last->offset < VESK_EHDR_SIZE) {
     if (last->surety < found.surety) {
       pending_.pop_back();
-    } else if (found.level != certainty::chain) {
+    } else if (found.surety != rank::chain) {
       return;
     }
   }
@@ -250,14 +222,14 @@ salvaged salvage::settle(candidate found) {
   }
   const uint64_t whole_end = give_way(found);
   claims_.push_back(found);
-  return entry_of(found, whole_end);
+  return entry_at(found, whole_end);
 }
 
 // Takes the entry's standing away where it shares bytes with one that is surer, or is as sure and
 // begins before it. Returns where its whole data end.
 uint64_t salvage::give_way(candidate &found) {
   uint64_t whole_end = std::min(found.end, window_.end());
-  if (found.level == certainty::chain) return whole_end;
+  if (found.surety == rank::chain) return whole_end;
   std::erase_if(claims_, [&](const candidate &claim) { return claim.end <= found.offset; });
   const bool inside = std::any_of(claims_.begin(), claims_.end(), [&](const candidate &claim) {
     return claim.surety >= found.surety;
@@ -267,24 +239,19 @@ uint64_t salvage::give_way(candidate &found) {
   });
   const bool overwritten = surer != pending_.end() && surer->offset < whole_end;
   if (overwritten) whole_end = surer->offset;
-  if (inside || overwritten) found = found.as(certainty::doubtful, rank_doubtful);
+  if (inside || overwritten) found.surety = rank::doubtful;
   return whole_end;
 }
 
-salvaged_entry salvage::entry_of(const candidate &found, uint64_t whole_end) const {
+salvaged_entry salvage::entry_at(const candidate &found, uint64_t whole_end) const {
   const vesk_ehdr header = header_at(found.offset).value_or(vesk_ehdr{});
   const uint64_t data = found.offset + VESK_EHDR_SIZE;
+  using enum certainty;
+  constexpr certainty levels[] = {doubtful, rewritten, likely, rewritten, sure, chain};  // by rank
   return {.offset = found.offset,
-          .entry = {.offset = static_cast<uint32_t>(found.offset),
-                    .uuid = header.uuid,
-                    .type = header.type,
-                    .flags = header.flags,
-                    .prev_size = header.prev_size,
-                    .secs = header.secs,
-                    .usecs = header.usecs,
-                    .data = window_.bytes(data, whole_end - data),
-                    .set_back_usecs = 0},
-          .level = found.level,
+          .entry = entry_of(header, static_cast<uint32_t>(found.offset),
+                            window_.bytes(data, whole_end - data)),
+          .level = levels[static_cast<size_t>(found.surety)],
           .size = header.size};
 }
 

@@ -11,7 +11,8 @@
 //     whose checksum holds. Of random bytes, one place in 23 million passes with one thing odd, one
 //     in 6,500 million with none;
 //   - its checksum is what a rewrite of `prev_size` leaves (see vesk_salvage_header.h) and nothing
-//     about it is odd but that its data may be cut off: one place of random bytes in 3,000 million.
+//     about it is odd, except that its data may be cut off: one place of random bytes in 3,000
+//     million.
 //
 // Null entries and whatever else has type 0 are no entries; zeros hold none at all.
 //
@@ -50,7 +51,7 @@ enum class certainty : uint8_t { doubtful, rewritten, likely, sure, chain };
 constexpr size_t certainty_count = 5;
 
 // "doubtful", "rewritten", "likely", "sure", "chain".
-std::string_view certainty_name(certainty level);
+[[nodiscard]] std::string_view certainty_name(certainty level);
 
 struct salvaged_entry {
   uint64_t offset;   // of its header; entry.offset has only the low 32 bits of it
@@ -58,7 +59,7 @@ struct salvaged_entry {
   certainty level;
   uint16_t size;  // of the data as its header has it
 
-  bool whole() const { return entry.data.size() == size; }
+  [[nodiscard]] bool whole() const { return entry.data.size() == size; }
 };
 
 // A global header that is not the one by which the chain is walked.
@@ -81,29 +82,34 @@ class salvage {
   salvage(int fd, uint64_t length);
 
   // What comes next, in the order of the offsets, or nothing at the end.
-  std::optional<salvaged> next();
+  [[nodiscard]] std::optional<salvaged> next();
 
   // Empty where there is no chain.
-  const std::optional<ring_state> &ring() const { return ring_; }
+  [[nodiscard]] const std::optional<ring_state> &ring() const { return ring_; }
 
   // What is wrong with the chain, or why there is none.
-  const std::optional<ring_damage> &damage() const { return damage_; }
+  [[nodiscard]] const std::optional<ring_damage> &damage() const { return damage_; }
 
  private:
   enum class kind : uint8_t { entry, gheader, unreadable };
 
   // How sure a thing is in comparison with others: `certainty` with finer steps.
-  using rank = uint8_t;
+  enum class rank : uint8_t {
+    doubtful,
+    rewritten,
+    likely,
+    rewritten_confirmed,
+    sure,
+    chain,
+    unreadable,  // whatever was there, an entry around it is not whole
+  };
 
   struct candidate {
     kind what;
     uint64_t offset;
     uint64_t end;
     rank surety;
-    certainty level = certainty::doubtful;
     int error = 0;  // of what is unreadable
-
-    candidate as(certainty new_level, rank new_surety) const;
   };
 
   bool at_end() const;
@@ -114,7 +120,7 @@ class salvage {
   void add(const candidate &found);
   void add_unreadable(const unreadable_stretch &stretch);
 
-  std::optional<candidate> judge(const candidate &found, const vesk_ehdr &header) const;
+  std::optional<rank> surety_of(const vesk_ehdr &header, uint64_t offset, uint64_t end) const;
   bool confirmed_behind(uint64_t end) const;
   bool rewrite_is_tied(uint64_t offset, const vesk_ehdr &header, uint16_t former) const;
   bool is_in_gheader(uint64_t offset, const vesk_ehdr &header) const;
@@ -124,7 +130,7 @@ class salvage {
   bool head_is_settled() const;
   salvaged settle(candidate found);
   uint64_t give_way(candidate &found);
-  salvaged_entry entry_of(const candidate &found, uint64_t whole_end) const;
+  salvaged_entry entry_at(const candidate &found, uint64_t whole_end) const;
 
   byte_window window_;
   std::optional<ring_state> ring_;

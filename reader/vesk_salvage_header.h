@@ -2,7 +2,7 @@
 //
 // Where the daemon repairs a ring or makes room over damage, it rewrites the `prev_size` of headers
 // and leaves a checksum that does not hold. The entry is whole all the same. Such a header is known
-// by its arithmetic, in ones' complement: let S be the sum of the words but `checksum` and
+// by its arithmetic, in ones' complement: let S be the sum of all words except `checksum` and
 // `prev_size`. It was written with prev_size p and the checksum c = ~(S + p). The rewrite to p'
 // sums the old checksum in place, so that the new one is
 //
@@ -43,20 +43,20 @@
 namespace vesk {
 
 // Whether twenty bytes are worth a closer look; false for nearly all that are no header, and fast.
-bool may_be_header(const uint8_t *bytes);
+[[nodiscard]] bool may_be_header(const uint8_t *bytes);
 
 // How many things no sender and no daemon writes into an entry header: a uuid other than 1 to 2736,
 // an object type below 1024, a size or prev_size that is no multiple of four, a reserved byte that
 // is not 0.
-int oddities(const vesk_ehdr &header);
+[[nodiscard]] int oddities(const vesk_ehdr &header);
 
 // Whether this is what a null entry's header is like, its checksum not looked at.
-bool looks_like_null(const vesk_ehdr &header);
+[[nodiscard]] bool looks_like_null(const vesk_ehdr &header);
 
 // The prev_size from which the header was rewritten, if it is of the form that this leaves.
-std::optional<uint16_t> rewritten_from(const vesk_ehdr &header);
+[[nodiscard]] std::optional<uint16_t> rewritten_from(const vesk_ehdr &header);
 
 // The header of an entry or a null entry, its checksum holding or rewritten.
-bool is_neighbour(const vesk_ehdr &header);
+[[nodiscard]] bool is_neighbour(const vesk_ehdr &header);
 
 }  // namespace vesk

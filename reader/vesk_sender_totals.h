@@ -21,7 +21,7 @@ struct sender_totals {
 
 // How many entries an hour came between the first and the last; nothing where that time is not
 // known or no time at all.
-std::optional<double> entries_per_hour(const sender_totals &totals);
+[[nodiscard]] std::optional<double> entries_per_hour(const sender_totals &totals);
 
 class sender_count {
  public:
@@ -30,9 +30,9 @@ class sender_count {
   void add(const ring_entry &entry);
 
   // The most bytes first.
-  std::vector<std::pair<uint16_t, sender_totals>> by_bytes() const;
+  [[nodiscard]] std::vector<std::pair<uint16_t, sender_totals>> by_bytes() const;
 
-  sender_totals all() const;
+  [[nodiscard]] sender_totals all() const;
 
  private:
   std::map<uint16_t, sender_totals> senders_;

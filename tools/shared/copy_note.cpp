@@ -2,7 +2,7 @@
 
 #include <sodium.h>
 
-#include <cstdio>
+#include "tools/shared/time.h"
 
 namespace vesk::shared {
 
@@ -14,13 +14,10 @@ std::string sha256_of(std::string_view content) {
 }
 
 std::string utc_text(const timespec &when) {
-  tm utc{};
-  gmtime_r(&when.tv_sec, &utc);
-  char date[32];
-  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &utc);
-  char text[64];
-  std::snprintf(text, sizeof text, "%s.%06ldZ", date, static_cast<long>(when.tv_nsec / 1000));
-  return text;
+  std::string text;
+  append_date_time(text, when.tv_sec, time_zone::utc, 'T');
+  append_usecs(text, static_cast<uint32_t>(when.tv_nsec / 1000));
+  return text + 'Z';
 }
 
 }  // namespace vesk::shared

@@ -8,9 +8,9 @@
 namespace vesk::shared {
 
 // The SHA-256 sum, in hexadecimal.
-std::string sha256_of(std::string_view content);
+[[nodiscard]] std::string sha256_of(std::string_view content);
 
 // "2026-01-31T12:00:00.000001Z"
-std::string utc_text(const timespec &when);
+[[nodiscard]] std::string utc_text(const timespec &when);
 
 }  // namespace vesk::shared

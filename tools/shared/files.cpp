@@ -3,9 +3,9 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
-#include <utility>
+
+#include "tools/shared/text.h"
 
 namespace vesk::shared {
 
@@ -41,12 +41,6 @@ log_file file_of(const vesk_catalogue_row &row, const std::string &directory) {
   return {in_directory(directory, row.name), row.name, &row};
 }
 
-const vesk_catalogue_row *row_of_type(const std::string &number) {
-  uint32_t type = 0;
-  const auto parsed = std::from_chars(number.data(), number.data() + number.size(), type);
-  return parsed.ec == std::errc() ? find_file(type) : nullptr;
-}
-
 }  // namespace
 
 std::vector<log_file> possible_files(const std::string &directory) {
@@ -66,10 +60,9 @@ std::vector<log_file> files_in(const std::string &directory) {
 
 std::optional<log_file> file_meant_by(const std::string &argument, const std::string &directory,
                                       bool directory_given) {
-  const bool number =
-      !argument.empty() && argument.find_first_not_of("0123456789") == std::string::npos;
-  if (number) {
-    const vesk_catalogue_row *row = row_of_type(argument);
+  if (is_digits(argument)) {
+    const auto type = number_in<uint32_t>(argument);
+    const vesk_catalogue_row *row = type ? find_file(*type) : nullptr;
     return row ? std::optional(file_of(*row, directory)) : std::nullopt;
   }
   if (argument.find('/') != std::string::npos) return file_at(argument);
@@ -83,6 +76,15 @@ std::optional<log_file> file_meant_by(const std::string &argument, const std::st
 
 bool exists(const log_file &file) {
   return exists(file.path);
+}
+
+std::string directory_of(const std::string &path) {
+  const size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : path.substr(0, slash + 1);
+}
+
+uint32_t type_of(const log_file &file) {
+  return file.row ? file.row->file_type() : 0;
 }
 
 uint32_t capacity_of(const log_file &file) {

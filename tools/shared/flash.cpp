@@ -5,8 +5,8 @@
 #include <sys/statvfs.h>
 
 #include <cerrno>
-#include <cstring>
 
+#include "base/vesk_failure.h"
 
 namespace vesk::shared {
 namespace {
@@ -19,8 +19,7 @@ bool is_mount_point(const char *directory) {
       (status.stx_attributes_mask & STATX_ATTR_MOUNT_ROOT) != 0) {
     return (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
   }
-  struct stat here {
-  }, above{};
+  struct stat here = {}, above = {};
   const std::string parent = std::string(directory) + "/..";
   return stat(directory, &here) == 0 && stat(parent.c_str(), &above) == 0 &&
          here.st_dev != above.st_dev;
@@ -39,7 +38,7 @@ bool is_marked_mounted() {
 
 file_system file_system_of(const char *directory) {
   struct statvfs status {};
-  if (statvfs(directory, &status) != 0) return {std::strerror(errno), false, 0, 0};
+  if (statvfs(directory, &status) != 0) return {errno_text(errno), false, 0, 0};
   return {"", is_mount_point(directory), uint64_t{status.f_blocks} * status.f_frsize,
           uint64_t{status.f_bavail} * status.f_frsize};
 }

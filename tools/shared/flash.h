@@ -13,8 +13,8 @@ inline constexpr char log_directory[] = "/mnt/vesk";
 static_assert(std::string_view(VESK_LOG_DIR).substr(0, sizeof log_directory - 1) == log_directory);
 
 // The file whose absence makes the daemon drop every message.
-const char *marker_path();
-bool is_marked_mounted();
+[[nodiscard]] const char *marker_path();
+[[nodiscard]] bool is_marked_mounted();
 
 struct file_system {
   std::string trouble;  // why the rest is not known; else empty
@@ -24,6 +24,6 @@ struct file_system {
 };
 
 // Looks at the file system that holds the directory.
-file_system file_system_of(const char *directory);
+[[nodiscard]] file_system file_system_of(const char *directory);
 
 }  // namespace vesk::shared

@@ -1,4 +1,4 @@
-// What the subcommands that write JSON share.
+// How JSON is written.
 #pragma once
 
 #include <rapidjson/stringbuffer.h>
@@ -12,12 +12,16 @@
 
 namespace vesk::shared {
 
+// A text in UTF-8 as a JSON string.
+template <typename Writer>
+void write_string(Writer &writer, std::string_view text) {
+  writer.String(text.data(), static_cast<rapidjson::SizeType>(text.size()));
+}
+
 // A text as a JSON string, on one line and in UTF-8 whatever its bytes are.
 template <typename Writer>
 void write_text(Writer &writer, std::string_view text) {
-  std::string safe;
-  append_safely(safe, text);
-  writer.String(safe.data(), static_cast<rapidjson::SizeType>(safe.size()));
+  write_string(writer, safely(text));
 }
 
 // One line on standard output.

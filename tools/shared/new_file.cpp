@@ -6,9 +6,9 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 
 #include "base/vesk_fd.h"
+#include "tools/shared/files.h"
 
 namespace vesk::shared {
 namespace {
@@ -36,49 +36,41 @@ bool fill(unique_fd &fd, std::string_view content, const timespec *modified) {
          fd.close() == 0;
 }
 
-std::string directory_of(const std::string &path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return slash == 0 ? "/" : path.substr(0, slash);
-}
-
 // A rename takes anything's place, so a device or a link would be lost.
-std::string reason_not_to_replace(const std::string &path) {
+failure check_that_it_may_go(const std::string &path) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return errno == ENOENT ? "" : std::strerror(errno);
-  return S_ISREG(status.st_mode) ? "" : "it is there and no regular file";
+  if (lstat(path.c_str(), &status) != 0) return {errno == ENOENT ? "" : errno_text(errno)};
+  return {S_ISREG(status.st_mode) ? "" : "it is there and no regular file"};
 }
 
 }  // namespace
 
-std::string write_new_file(const std::string &path, std::string_view content,
-                           const timespec *modified) {
+failure write_new_file(const std::string &path, std::string_view content,
+                       const timespec *modified) {
   unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, file_mode));
-  if (!fd) return std::strerror(errno);
-  if (fill(fd, content, modified)) return "";
-  const std::string reason = std::strerror(errno);
+  if (!fd) return {errno_text(errno)};
+  if (fill(fd, content, modified)) return {};
+  failure why{errno_text(errno)};
   unlink(path.c_str());
-  return reason;
+  return why;
 }
 
-std::string replace_file(const std::string &path, std::string_view content) {
-  std::string trouble = reason_not_to_replace(path);
-  if (!trouble.empty()) return trouble;
+failure replace_file(const std::string &path, std::string_view content) {
+  if (failure why = check_that_it_may_go(path)) return why;
   const std::string fresh = path + "." + std::to_string(getpid());
   unlink(fresh.c_str());  // left behind by a dead process with our number
-  trouble = write_new_file(fresh, content);
-  if (!trouble.empty()) return trouble;
+  if (failure why = write_new_file(fresh, content)) return why;
   if (std::rename(fresh.c_str(), path.c_str()) != 0) {
-    trouble = std::strerror(errno);
+    failure why{errno_text(errno)};
     unlink(fresh.c_str());
-    return trouble;
+    return why;
   }
   return sync_directory(directory_of(path));
 }
 
-std::string sync_directory(const std::string &path) {
+failure sync_directory(const std::string &path) {
   const unique_fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd && fsync(fd.get()) == 0 ? "" : std::strerror(errno);
+  return {fd && fsync(fd.get()) == 0 ? "" : errno_text(errno)};
 }
 
 }  // namespace vesk::shared

@@ -5,20 +5,20 @@
 #include <string>
 #include <string_view>
 
+#include "base/vesk_failure.h"
+
 namespace vesk::shared {
 
-// Each returns an empty string, or why it failed; a new file that failed is removed again.
-
 // Makes a file that must not be there yet, and writes it through to the disk. `modified` becomes
-// the time of its last change, unless it is null.
-std::string write_new_file(const std::string &path, std::string_view content,
-                           const timespec *modified = nullptr);
+// the time of its last change, unless it is null. Where this fails, the new file is removed again.
+failure write_new_file(const std::string &path, std::string_view content,
+                       const timespec *modified = nullptr);
 
 // The same, in place of a regular file that may be there: who opens it meets the old one or the new
 // one.
-std::string replace_file(const std::string &path, std::string_view content);
+failure replace_file(const std::string &path, std::string_view content);
 
 // Makes sure that what was made in the directory is found there again.
-std::string sync_directory(const std::string &path);
+failure sync_directory(const std::string &path);
 
 }  // namespace vesk::shared

@@ -13,6 +13,7 @@
 #include "tools/shared/flash.h"
 #include "tools/shared/new_file.h"
 #include "tools/shared/preserve_store.h"
+#include "tools/shared/text.h"
 
 namespace vesk::shared {
 
@@ -22,10 +23,6 @@ namespace fs = std::filesystem;
 
 // For the directory of a new set and its note, which is well below this.
 constexpr uint64_t room_beside_copies = uint64_t{32} << 10;
-
-std::string_view content_of(const evidence &file) {
-  return {reinterpret_cast<const char *>(file.bytes.data()), file.bytes.size()};
-}
 
 uint64_t room_of_sets(const copy_store &store, const std::set<uint32_t> *only = nullptr) {
   return std::accumulate(store.sets.begin(), store.sets.end(), uint64_t{0},
@@ -79,7 +76,7 @@ class preservation {
  private:
   bool is_known(const evidence &file) {
     const std::string name = file.file.row->name;
-    const copy_set *set = set_with(store_, name, content_of(file));
+    const copy_set *set = set_with(store_, name, characters_of(file.bytes));
     if (set == nullptr) return false;
     still_needed_.insert(set->number);
     result_.files.push_back({name, path_of(store_, *set) + '/' + name, file.foretold.fate, true});
@@ -145,8 +142,8 @@ class preservation {
 
   void remove(const copy_set &set) {
     const std::string path = path_of(store_, set);
-    if (auto trouble = evict(store_, set); !trouble.empty()) {
-      complain(path, "cannot be removed to make room: " + trouble);
+    if (failure why = evict(store_, set)) {
+      complain(path, "cannot be removed to make room: " + why.reason);
     } else {
       result_.evicted.push_back(path);
     }
@@ -154,9 +151,9 @@ class preservation {
 
   void copy(const std::vector<const evidence *> &fresh) {
     std::string path;
-    if (auto trouble = write_set(fresh, path); !trouble.empty()) {
+    if (failure why = write_set(fresh, path)) {
       drop_set(store_);
-      complain(store_.path, "cannot keep a copy there: " + trouble);
+      complain(store_.path, "cannot keep a copy there: " + why.reason);
       return;
     }
     for (const evidence *file : fresh) {
@@ -165,17 +162,20 @@ class preservation {
     }
   }
 
-  std::string write_set(const std::vector<const evidence *> &fresh, std::string &path) const {
+  failure write_set(const std::vector<const evidence *> &fresh, std::string &ret_path) const {
     std::string directory;
-    if (auto trouble = begin_set(store_, directory); !trouble.empty()) return trouble;
+    if (failure why = begin_set(store_, directory)) return why;
+    directory += '/';
     for (const evidence *file : fresh) {
-      auto trouble = write_new_file(directory + '/' + file->file.row->name, content_of(*file),
-                                    &file->modified);
-      if (!trouble.empty()) return trouble;
+      if (failure why = write_new_file(directory + file->file.row->name, characters_of(file->bytes),
+                                       &file->modified)) {
+        return why;
+      }
     }
-    auto trouble =
-        write_new_file(directory + '/' + verdicts_name, verdicts_of(asked_, now_, fresh));
-    return trouble.empty() ? finish_set(store_, now_, path) : trouble;
+    if (failure why = write_new_file(directory + note_name, note_of(asked_, now_, fresh))) {
+      return why;
+    }
+    return finish_set(store_, now_, ret_path);
   }
 
   void complain(const std::string &subject, std::string reason) {
@@ -192,15 +192,14 @@ class preservation {
 
 }  // namespace
 
-std::string examine(const log_file &file, bool repairs_ended, evidence &found) {
-  found.file = file;
+failure examine(const log_file &file, bool repairs_ended, evidence &ret_found) {
+  ret_found.file = file;
   // Before the bytes, so that the copy is never younger than it says.
   struct stat status {};
-  if (stat(file.path.c_str(), &status) == 0) found.modified = status.st_mtim;
-  auto trouble = read_ring_image(file.path, capacity_of(file), found.bytes);
-  if (!trouble.empty()) return trouble;
-  found.foretold = forecast(file.row->file_type(), found.bytes, repairs_ended);
-  found.foretold.rebuilt = {};
+  if (stat(file.path.c_str(), &status) == 0) ret_found.modified = status.st_mtim;
+  if (failure why = read_ring_image(file.path, capacity_of(file), ret_found.bytes)) return why;
+  ret_found.foretold = forecast(file.row->file_type(), ret_found.bytes, repairs_ended);
+  ret_found.foretold.rebuilt = {};
   return {};
 }
 
@@ -215,10 +214,9 @@ preserve_result preserve(const preserve_request &asked, const std::vector<eviden
   if (found.empty() && lstat(asked.directory.c_str(), &status) != 0 && errno == ENOENT) {
     return result;
   }
-  std::string trouble;
-  auto store = open_store(asked.directory, trouble);
-  if (!store) {
-    result.troubles.push_back({asked.directory, "cannot keep copies there: " + trouble});
+  std::optional<copy_store> store;
+  if (failure why = open_store(asked.directory, store)) {
+    result.troubles.push_back({asked.directory, "cannot keep copies there: " + why.reason});
     return result;
   }
   preservation(asked, std::move(*store), result).run(found);

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "forecast/vesk_forecast.h"
 #include "tools/shared/files.h"
 
@@ -25,9 +26,9 @@ struct evidence {
   file_forecast foretold;  // without the rebuilt file
 };
 
-// Reads the file and foretells its fate. Returns an empty string, or why it cannot be read;
-// `found` then holds nothing of use. `repairs_ended` as for forecast().
-std::string examine(const log_file &file, bool repairs_ended, evidence &found);
+// Reads the file and predicts its fate; where it cannot be read, the evidence is of no use.
+// `repairs_ended` as for forecast().
+failure examine(const log_file &file, bool repairs_ended, evidence &ret_found);
 
 struct preserve_request {
   std::string directory;  // where the copies are kept
@@ -57,13 +58,14 @@ struct preserve_result {
 
 // Copies the files of one directory into a new set, and removes the oldest sets to make room. Sets
 // with bytes that lie in the log directory now are never removed. What does not fit is left out and
-// told as a trouble: files that would be removed come first, then those that would be rebuilt, then
-// the rest, and of them the smaller ones first.
-preserve_result preserve(const preserve_request &asked, const std::vector<evidence> &found);
+// reported as a trouble: files that would be removed come first, then those that would be rebuilt,
+// then the rest, and of them the smaller ones first.
+[[nodiscard]] preserve_result preserve(const preserve_request &asked,
+                                       const std::vector<evidence> &found);
 
 // The note that lies beside the copies of a set, in JSON.
-inline constexpr char verdicts_name[] = "verdicts.json";
-std::string verdicts_of(const preserve_request &asked, const timespec &now,
-                        const std::vector<const evidence *> &copied);
+inline constexpr char note_name[] = "verdicts.json";
+[[nodiscard]] std::string note_of(const preserve_request &asked, const timespec &now,
+                                  const std::vector<const evidence *> &copied);
 
 }  // namespace vesk::shared

@@ -6,16 +6,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
 #include <thread>
 
 #include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_walk.h"
+#include "tools/shared/copy_note.h"
 #include "tools/shared/new_file.h"
+#include "tools/shared/text.h"
 
 namespace vesk::shared {
 
@@ -36,41 +36,33 @@ constexpr size_t most_digits = 9;
 // A set that is being put together or taken apart.
 constexpr char unfinished[] = "/.unfinished";
 
-std::string system_reason(int error) {
-  return std::generic_category().message(error);
-}
-
 // --- the directory ---
 
-std::string make_directory(const fs::path &path) {
+failure make_directory(const fs::path &path) {
   fs::path part;
   for (const fs::path &name : path) {
     const fs::path above = part.empty() ? "." : part;
     part /= name;
     if (mkdir(part.c_str(), directory_mode) == 0) {
-      if (auto trouble = sync_directory(above); !trouble.empty()) return trouble;
+      if (failure why = sync_directory(above)) return why;
     } else if (errno != EEXIST) {
-      return system_reason(errno);
+      return {errno_text(errno)};
     }
   }
   return {};
 }
 
-std::string take_lock(const unique_fd &lock) {
+failure take_lock(const unique_fd &lock) {
   const auto end = std::chrono::steady_clock::now() + patience;
   while (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return system_reason(errno);
-    if (std::chrono::steady_clock::now() >= end) return "another program is making copies there";
+    if (errno != EWOULDBLOCK && errno != EINTR) return {errno_text(errno)};
+    if (std::chrono::steady_clock::now() >= end) return {"another program is making copies there"};
     std::this_thread::sleep_for(pause);
   }
   return {};
 }
 
 // --- the sets ---
-
-bool is_digits(std::string_view text) {
-  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
-}
 
 // Whether it looks like "20261121T190527Z".
 bool is_time(std::string_view text) {
@@ -82,20 +74,14 @@ bool is_time(std::string_view text) {
 uint32_t number_of(std::string_view name) {
   const size_t dash = name.find('-');
   if (dash == std::string_view::npos || dash > most_digits) return 0;
-  const std::string_view digits = name.substr(0, dash);
-  if (!is_digits(digits) || !is_time(name.substr(dash + 1))) return 0;
-  uint32_t number = 0;
-  std::from_chars(digits.data(), digits.data() + digits.size(), number);
-  return number;
+  return is_time(name.substr(dash + 1)) ? number_in<uint32_t>(name.substr(0, dash)).value_or(0) : 0;
 }
 
 std::string name_of(uint32_t number, const timespec &now) {
-  tm utc{};
-  gmtime_r(&now.tv_sec, &utc);
-  char time[32], name[64];
-  std::strftime(time, sizeof time, "%Y%m%dT%H%M%SZ", &utc);
-  std::snprintf(name, sizeof name, "%06u-%s", number, time);
-  return name;
+  std::string time = utc_text(now);
+  time.erase(time.find('.'));
+  std::erase_if(time, [](char c) { return c == '-' || c == ':'; });
+  return formatted("%06u-%sZ", number, time.c_str());
 }
 
 bool is_directory_itself(const std::string &path) {
@@ -116,18 +102,18 @@ uint64_t room_of_set(const std::string &path) {
   return room;
 }
 
-std::string find_sets(const std::string &directory, std::vector<copy_set> &sets) {
+failure find_sets(const std::string &directory, std::vector<copy_set> &ret_sets) {
   std::error_code trouble;
   for (fs::directory_iterator at(directory, trouble), end; !trouble && at != end;
        at.increment(trouble)) {
     const std::string name = at->path().filename();
     const uint32_t number = number_of(name);
     if (number > 0 && is_directory_itself(at->path())) {
-      sets.push_back({number, name, room_of_set(at->path())});
+      ret_sets.push_back({number, name, room_of_set(at->path())});
     }
   }
-  if (trouble) return trouble.message();
-  std::sort(sets.begin(), sets.end(),
+  if (trouble) return {trouble.message()};
+  std::sort(ret_sets.begin(), ret_sets.end(),
             [](const copy_set &a, const copy_set &b) { return a.number < b.number; });
   return {};
 }
@@ -139,8 +125,8 @@ bool has_file(const std::string &path) {
 
 bool has_content(const std::string &path, std::string_view content) {
   std::vector<uint8_t> image;
-  if (!read_ring_image(path, unknown_capacity, image).empty()) return false;
-  return std::string_view(reinterpret_cast<const char *>(image.data()), image.size()) == content;
+  if (read_ring_image(path, unknown_capacity, image)) return false;
+  return characters_of(image) == content;
 }
 
 }  // namespace
@@ -149,18 +135,15 @@ uint64_t room_for(uint64_t size) {
   return (size + block - 1) / block * block;
 }
 
-std::optional<copy_store> open_store(const std::string &path, std::string &trouble) {
-  trouble = make_directory(path);
-  if (!trouble.empty()) return {};
+failure open_store(const std::string &path, std::optional<copy_store> &ret_store) {
+  if (failure why = make_directory(path)) return why;
   unique_fd lock(
       open((path + "/.lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, lock_mode));
-  trouble = lock ? take_lock(lock) : system_reason(errno);
-  if (!trouble.empty()) return {};
-  copy_store store{path, std::move(lock), {}};
-  drop_set(store);
-  trouble = find_sets(path, store.sets);
-  if (!trouble.empty()) return {};
-  return store;
+  if (!lock) return {errno_text(errno)};
+  if (failure why = take_lock(lock)) return why;
+  ret_store.emplace(copy_store{path, std::move(lock), {}});
+  drop_set(*ret_store);
+  return find_sets(path, ret_store->sets);
 }
 
 std::string path_of(const copy_store &store, const copy_set &set) {
@@ -176,17 +159,17 @@ const copy_set *set_with(const copy_store &store, const std::string &name,
   return has_content(path_of(store, *newest) + '/' + name, content) ? &*newest : nullptr;
 }
 
-std::string begin_set(const copy_store &store, std::string &directory) {
-  directory = store.path + unfinished;
-  return mkdir(directory.c_str(), directory_mode) == 0 ? "" : system_reason(errno);
+failure begin_set(const copy_store &store, std::string &ret_directory) {
+  ret_directory = store.path + unfinished;
+  return {mkdir(ret_directory.c_str(), directory_mode) == 0 ? "" : errno_text(errno)};
 }
 
-std::string finish_set(const copy_store &store, const timespec &now, std::string &path) {
+failure finish_set(const copy_store &store, const timespec &now, std::string &ret_path) {
   const std::string directory = store.path + unfinished;
-  if (auto trouble = sync_directory(directory); !trouble.empty()) return trouble;
+  if (failure why = sync_directory(directory)) return why;
   const uint32_t last = store.sets.empty() ? 0 : store.sets.back().number;
-  path = store.path + '/' + name_of(last + 1, now);
-  if (std::rename(directory.c_str(), path.c_str()) != 0) return system_reason(errno);
+  ret_path = store.path + '/' + name_of(last + 1, now);
+  if (std::rename(directory.c_str(), ret_path.c_str()) != 0) return {errno_text(errno)};
   return sync_directory(store.path);
 }
 
@@ -195,14 +178,14 @@ void drop_set(const copy_store &store) {
   fs::remove_all(store.path + unfinished, left_for_the_next_run);
 }
 
-std::string evict(const copy_store &store, const copy_set &set) {
+failure evict(const copy_store &store, const copy_set &set) {
   // Under the name of a set, what is half removed would be taken for a whole one.
   const std::string directory = store.path + unfinished;
-  if (std::rename(path_of(store, set).c_str(), directory.c_str()) != 0) return system_reason(errno);
-  if (auto trouble = sync_directory(store.path); !trouble.empty()) return trouble;
+  if (std::rename(path_of(store, set).c_str(), directory.c_str()) != 0) return {errno_text(errno)};
+  if (failure why = sync_directory(store.path)) return why;
   std::error_code trouble;
   fs::remove_all(directory, trouble);
-  return trouble ? trouble.message() : "";
+  return {trouble ? trouble.message() : ""};
 }
 
 }  // namespace vesk::shared

@@ -14,6 +14,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "base/vesk_fd.h"
 
 namespace vesk::shared {
@@ -31,30 +32,29 @@ struct copy_store {
 };
 
 // What a file or directory of this size takes away from the file system.
-uint64_t room_for(uint64_t size);
+[[nodiscard]] uint64_t room_for(uint64_t size);
 
 // Opens the directory, makes it where it is missing, and removes what an interrupted run left.
-// Empty on failure; `trouble` then says why.
-std::optional<copy_store> open_store(const std::string &path, std::string &trouble);
+failure open_store(const std::string &path, std::optional<copy_store> &ret_store);
 
-std::string path_of(const copy_store &store, const copy_set &set);
+[[nodiscard]] std::string path_of(const copy_store &store, const copy_set &set);
 
 // The set with the newest copy of the file of this name, if that copy has these bytes; else null.
-const copy_set *set_with(const copy_store &store, const std::string &name,
-                         std::string_view content);
+[[nodiscard]] const copy_set *set_with(const copy_store &store, const std::string &name,
+                                       std::string_view content);
 
-// --- a new set; each returns an empty string, or what went wrong ---
+// --- a new set ---
 
-// Makes the directory in which a new set is put together, and stores its path.
-std::string begin_set(const copy_store &store, std::string &directory);
+// Makes the directory in which a new set is put together.
+failure begin_set(const copy_store &store, std::string &ret_directory);
 
-// Makes a set of what lies there, and stores its path.
-std::string finish_set(const copy_store &store, const timespec &now, std::string &path);
+// Makes a set of what lies there.
+failure finish_set(const copy_store &store, const timespec &now, std::string &ret_path);
 
 // Removes what lies there.
 void drop_set(const copy_store &store);
 
 // Removes the set.
-std::string evict(const copy_store &store, const copy_set &set);
+failure evict(const copy_store &store, const copy_set &set);
 
 }  // namespace vesk::shared

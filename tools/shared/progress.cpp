@@ -1,12 +1,14 @@
 #include "tools/shared/progress.h"
 
-#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+
+#include "tools/shared/terminal.h"
+#include "tools/shared/text.h"
 
 namespace vesk::shared {
 namespace {
@@ -19,22 +21,19 @@ constexpr size_t bar_length = 20;
 
 std::string bar(double done) {
   const auto full = static_cast<size_t>(done * bar_length);
-  char percent[16];
-  std::snprintf(percent, sizeof percent, "%3d%%", static_cast<int>(done * 100));
-  return '[' + std::string(full, '#') + std::string(bar_length - full, '-') + "] " + percent + "  ";
+  return '[' + std::string(full, '#') + std::string(bar_length - full, '-') +
+         formatted("] %3d%%  ", static_cast<int>(done * 100));
 }
 
 std::string time_left(double done, double seconds) {
   const auto left = static_cast<uint64_t>(seconds * (1 - done) / done + 0.5);
-  char text[48];
-  std::snprintf(text, sizeof text, ", %" PRIu64 ":%02" PRIu64 ":%02" PRIu64 " left", left / 3600,
-                left / 60 % 60, left % 60);
-  return text;
+  return formatted(", %" PRIu64 ":%02" PRIu64 ":%02" PRIu64 " left", left / 3600, left / 60 % 60,
+                   left % 60);
 }
 
 size_t terminal_width() {
-  winsize size{};
-  return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 80;
+  const size_t columns = columns_of_terminal(STDERR_FILENO);
+  return columns > 1 ? columns : 80;
 }
 
 }  // namespace

@@ -14,10 +14,10 @@ struct progress_counts {
   uint64_t unanswered;
 };
 
-// One line of at most `width` characters. `done` is the part of the input that is behind us, where
+// One line of at most `width` characters. `done` is the part of the input that has been read, where
 // its size is known; `seconds` is how long that took.
-std::string progress_text(const progress_counts &counts, std::optional<double> done, double seconds,
-                          size_t width);
+[[nodiscard]] std::string progress_text(const progress_counts &counts, std::optional<double> done,
+                                        double seconds, size_t width);
 
 // A line that is drawn over and over in one place, from the first half second on. Takes standard
 // input's position for how far the run is.

@@ -19,7 +19,7 @@ uint32_t type_that_ends_repairs(const std::string &directory) {
   std::vector<uint8_t> image;
   for (const uint32_t type : {VESK_KERNEL_LOG, VESK_KERNEL_BIG_LOG}) {
     const vesk_catalogue_row &row = *find_file(type);
-    if (!read_ring_image(directory + row.name, row.max_size, image).empty()) continue;
+    if (read_ring_image(directory + row.name, row.max_size, image)) continue;
     if (forecast(type, image, false).ends_repairs) return type;
   }
   return no_type;

@@ -1,6 +1,7 @@
 #include "tools/shared/text.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
@@ -79,31 +80,11 @@ bool is_text(std::string_view text) {
   }
 }
 
-template <typename... Args>
-void append_format(std::string &out, const char *format, Args... args) {
-  char buffer[32];
-  const int length = std::snprintf(buffer, sizeof buffer, format, args...);
-  out.append(buffer, static_cast<size_t>(length));
-}
-
-void append_control(std::string &out, char32_t c) {
-  switch (c) {
-    case '\t':
-      out += '\t';
-      break;
-    case '\n':
-      out += "\\n";
-      break;
-    case '\r':
-      out += "\\r";
-      break;
-    case 0x1B:
-      out += "\\e";
-      break;
-    default:
-      append_format(out, "\\x%02x", static_cast<unsigned>(c));
-      break;
-  }
+std::string escaped(char32_t control) {
+  if (control == '\n') return "\\n";
+  if (control == '\r') return "\\r";
+  if (control == 0x1B) return "\\e";
+  return formatted("\\x%02x", static_cast<unsigned>(control));
 }
 
 std::string_view without_padding(std::string_view data) {
@@ -120,9 +101,21 @@ void append_start(std::string &out, std::span<const uint8_t> data) {
 
 }  // namespace
 
+bool is_digits(std::string_view text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+std::string formatted(const char *format, ...) {
+  char buffer[128];
+  va_list values;
+  va_start(values, format);
+  const int length = std::vsnprintf(buffer, sizeof buffer, format, values);
+  va_end(values);
+  return {buffer, std::min(static_cast<size_t>(length), sizeof buffer - 1)};
+}
+
 std::optional<std::string_view> text_of(std::span<const uint8_t> data) {
-  const std::string_view text =
-      without_padding({reinterpret_cast<const char *>(data.data()), data.size()});
+  const std::string_view text = without_padding(characters_of(data));
   if (!is_text(text)) return {};
   return text;
 }
@@ -136,11 +129,11 @@ void append_safely(std::string &out, std::string_view text) {
     const code_point c = first_character(text);
     const size_t length = std::max<size_t>(c.length, 1);
     if (c.length == 0) {
-      append_format(out, "\\x%02x", static_cast<uint8_t>(text[0]));
-    } else if (is_control(c.value)) {
-      append_control(out, c.value);
+      out += formatted("\\x%02x", static_cast<uint8_t>(text[0]));
+    } else if (is_control(c.value) && c.value != '\t') {
+      out += escaped(c.value);
     } else if (turns_or_breaks_line(c.value)) {
-      append_format(out, "\\u%04x", static_cast<unsigned>(c.value));
+      out += formatted("\\u%04x", static_cast<unsigned>(c.value));
     } else {
       out += text.substr(0, length);
     }
@@ -148,8 +141,10 @@ void append_safely(std::string &out, std::string_view text) {
   }
 }
 
-bool is_printable(std::string_view text) {
-  return printable_front(text) == text.size();
+std::string safely(std::string_view text) {
+  std::string safe;
+  append_safely(safe, text);
+  return safe;
 }
 
 void append_data(std::string &out, std::span<const uint8_t> data) {

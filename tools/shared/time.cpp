@@ -1,9 +1,9 @@
 #include "tools/shared/time.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
-#include <ctime>
+#include <chrono>
+#include <cstdlib>
 
 namespace vesk::shared {
 
@@ -72,20 +72,20 @@ class scanner {
   std::optional<uint64_t> take_number() {
     uint64_t number = 0;
     const auto [end, error] = std::from_chars(rest_.data(), rest_.data() + rest_.size(), number);
-    if (!at_digit() || error != std::errc()) return {};
+    if (error != std::errc()) return {};
     rest_.remove_prefix(static_cast<size_t>(end - rest_.data()));
     return number;
   }
 
-  // A number of exactly so many digits.
-  std::optional<int> take_digits(size_t count) {
-    int number = 0;
+  // A number of exactly so many digits, `most` at most.
+  bool take_digits(size_t count, int most, int &ret_number) {
     if (rest_.size() < count || !std::all_of(rest_.begin(), rest_.begin() + count, is_digit)) {
-      return {};
+      return false;
     }
-    std::from_chars(rest_.data(), rest_.data() + count, number);
+    std::from_chars(rest_.data(), rest_.data() + count, ret_number);
+    if (ret_number > most) return false;
     rest_.remove_prefix(count);
-    return number;
+    return true;
   }
 
   // The microseconds of ".5" or ".123456789"; 0 where no fraction follows.
@@ -104,22 +104,18 @@ class scanner {
   std::string_view rest_;
 };
 
-std::optional<uint64_t> sum(uint64_t a, uint64_t b) {
+// `number` and so many times `length`.
+std::optional<uint64_t> sum(uint64_t number, uint64_t count, uint64_t length) {
   uint64_t result = 0;
-  if (__builtin_add_overflow(a, b, &result)) return {};
-  return result;
-}
-
-std::optional<uint64_t> product(uint64_t a, uint64_t b) {
-  uint64_t result = 0;
-  if (__builtin_mul_overflow(a, b, &result)) return {};
+  if (__builtin_mul_overflow(count, length, &result)) return {};
+  if (__builtin_add_overflow(number, result, &result)) return {};
   return result;
 }
 
 // --- lengths of time before or after now ---
 
 std::optional<uint64_t> take_length(scanner &text) {
-  uint64_t total = 0;
+  std::optional<uint64_t> total = 0;
   do {
     const auto count = text.take_number();
     text.take_blanks();
@@ -127,18 +123,10 @@ std::optional<uint64_t> take_length(scanner &text) {
     const auto found = std::find_if(std::begin(units), std::end(units),
                                     [&](const unit &u) { return u.name == name; });
     if (!count || found == std::end(units)) return {};
-    const auto length = product(*count, found->length);
-    const auto so_far = length ? sum(total, *length) : std::nullopt;
-    if (!so_far) return {};
-    total = *so_far;
+    total = sum(*total, *count, found->length);
     text.take_blanks();
-  } while (text.at_digit());
+  } while (total && text.at_digit());
   return total;
-}
-
-std::optional<uint64_t> before(uint64_t now, std::optional<uint64_t> length) {
-  if (!length || *length > now) return {};
-  return now - *length;
 }
 
 std::optional<uint64_t> parse_relative(std::string_view typed, uint64_t now) {
@@ -148,116 +136,102 @@ std::optional<uint64_t> parse_relative(std::string_view typed, uint64_t now) {
   const auto length = take_length(text);
   const bool ago = text.take("ago");
   if (!length || !text.at_end() || minus + plus + ago != 1) return {};
-  return plus ? sum(now, *length) : before(now, length);
+  if (plus) return sum(now, *length, usec);
+  return *length <= now ? std::optional(now - *length) : std::nullopt;
 }
 
 // --- dates and times of day ---
 
-// The zone that a time is meant in: one of the two, or a number of seconds east of Greenwich.
-struct place {
-  time_zone zone;
-  std::optional<int> east;
-};
+// The zone that a time is meant in: so many seconds east of Greenwich; or the local one.
+using place = std::optional<int>;
 
-std::optional<uint64_t> since_1970(const struct tm &parts, const place &where) {
-  struct tm copy = parts;
-  copy.tm_isdst = -1;
-  const bool local = where.zone == time_zone::local && !where.east;
-  const time_t secs = (local ? mktime(&copy) : timegm(&copy)) - where.east.value_or(0);
-  if (secs < 0) return {};
-  return product(static_cast<uint64_t>(secs), second);
+place place_of(time_zone zone) {
+  return zone == time_zone::utc ? place(0) : place();
 }
 
-struct tm parts_of(uint64_t usecs, const place &where) {
-  const auto secs = static_cast<time_t>(usecs / second) + where.east.value_or(0);
+std::optional<uint64_t> since_1970(struct tm parts, place east) {
+  parts.tm_isdst = -1;
+  const time_t secs = east ? timegm(&parts) - *east : mktime(&parts);
+  if (secs < 0) return {};
+  return static_cast<uint64_t>(secs) * second;
+}
+
+struct tm parts_of(time_t secs, place east) {
   struct tm parts = {};
-  const bool local = where.zone == time_zone::local && !where.east;
-  local ? localtime_r(&secs, &parts) : gmtime_r(&secs, &parts);
+  secs += east.value_or(0);
+  east ? gmtime_r(&secs, &parts) : localtime_r(&secs, &parts);
   return parts;
 }
 
+struct tm parts_of_now(uint64_t now, place east) {
+  return parts_of(static_cast<time_t>(now / second), east);
+}
+
 // Midnight, so many days after today.
-std::optional<uint64_t> midnight(uint64_t now, time_zone zone, int days) {
-  struct tm parts = parts_of(now, {zone, {}});
+std::optional<uint64_t> midnight(uint64_t now, place east, int days) {
+  struct tm parts = parts_of_now(now, east);
   parts.tm_mday += days;
   parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
-  return since_1970(parts, {zone, {}});
+  return since_1970(parts, east);
 }
 
-int days_in(int month_number, int year_number) {
-  constexpr std::array<int, 12> days = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
-  const bool leap = year_number % 4 == 0 && (year_number % 100 != 0 || year_number % 400 == 0);
-  return days[static_cast<size_t>(month_number - 1)] + (month_number == 2 && leap ? 1 : 0);
-}
-
-bool take_date(scanner &text, struct tm &parts) {
-  const auto y = text.take_digits(4);
-  if (!y || !text.take("-")) return false;
-  const auto m = text.take_digits(2);
-  if (!m || *m < 1 || *m > 12 || !text.take("-")) return false;
-  const auto d = text.take_digits(2);
-  if (!d || *d < 1 || *d > days_in(*m, *y)) return false;
-  parts.tm_year = *y - 1900;
-  parts.tm_mon = *m - 1;
-  parts.tm_mday = *d;
-  return true;
+bool take_date(scanner &text, struct tm &ret_parts) {
+  int y = 0, m = 0, d = 0;
+  if (!text.take_digits(4, 9999, y) || !text.take("-") || !text.take_digits(2, 12, m) ||
+      !text.take("-") || !text.take_digits(2, 31, d)) {
+    return false;
+  }
+  ret_parts.tm_year = y - 1900;
+  ret_parts.tm_mon = m - 1;
+  ret_parts.tm_mday = d;
+  return (std::chrono::year(y) / m / d).ok();
 }
 
 // Hours and minutes; seconds and their fraction where they follow.
-bool take_time(scanner &text, struct tm &parts, uint64_t &usecs) {
-  const auto h = text.take_digits(2);
-  if (!h || *h > 23 || !text.take(":")) return false;
-  const auto m = text.take_digits(2);
-  if (!m || *m > 59) return false;
-  parts.tm_hour = *h;
-  parts.tm_min = *m;
+bool take_time(scanner &text, struct tm &ret_parts, uint64_t &ret_usecs) {
+  if (!text.take_digits(2, 23, ret_parts.tm_hour) || !text.take(":") ||
+      !text.take_digits(2, 59, ret_parts.tm_min)) {
+    return false;
+  }
   if (!text.take(":")) return true;
-  const auto s = text.take_digits(2);
+  if (!text.take_digits(2, 59, ret_parts.tm_sec)) return false;
   const auto fraction = text.take_fraction();
-  if (!s || *s > 59 || !fraction) return false;
-  parts.tm_sec = *s;
-  usecs = *fraction;
-  return true;
+  ret_usecs = fraction.value_or(0);
+  return fraction.has_value();
 }
 
 // "UTC", "Z", "+02:00" or nothing, up to the end of the text.
-bool take_zone(scanner &text, place &where) {
+bool take_zone(scanner &text, place &ret_east) {
   text.take_blanks();
   if (text.take("UTC") || text.take("Z")) {
-    where.east = 0;
+    ret_east = 0;
   } else if (const bool minus = text.take("-"); minus || text.take("+")) {
-    const auto h = text.take_digits(2);
+    int hours = 0, minutes = 0;
+    if (!text.take_digits(2, 23, hours)) return false;
     text.take(":");
-    const auto m = text.take_digits(2);
-    if (!h || *h > 23 || !m || *m > 59) return false;
-    const int east = (*h * 60 + *m) * 60;
-    where.east = minus ? -east : east;
+    if (!text.take_digits(2, 59, minutes)) return false;
+    ret_east = (minus ? -1 : 1) * (hours * 60 + minutes) * 60;
   }
   return text.at_end();
 }
 
-bool has_date(std::string_view typed) {
-  return typed.size() > 4 && typed[4] == '-';
-}
-
-std::optional<uint64_t> parse_absolute(std::string_view typed, uint64_t now, time_zone zone) {
+std::optional<uint64_t> parse_absolute(std::string_view typed, uint64_t now, place east) {
   scanner text(typed);
   struct tm parts = {};
   uint64_t usecs = 0;
-  const bool date = has_date(typed);
+  const bool date = typed.size() > 4 && typed[4] == '-';
   if (date && !take_date(text, parts)) return {};
   const bool time = !date || text.take("T") || (text.take_blanks() && text.at_digit());
   if (time && !take_time(text, parts, usecs)) return {};
-  place where{zone, {}};
-  if (!take_zone(text, where)) return {};
+  if (!take_zone(text, east)) return {};
   if (!date) {
-    const struct tm today = parts_of(now, where);
+    const struct tm today = parts_of_now(now, east);
     parts.tm_year = today.tm_year;
     parts.tm_mon = today.tm_mon;
     parts.tm_mday = today.tm_mday;
   }
-  const auto secs = since_1970(parts, where);
-  return secs ? sum(*secs, usecs) : secs;
+  const auto whole = since_1970(parts, east);
+  return whole ? std::optional(*whole + usecs) : std::nullopt;
 }
 
 std::optional<uint64_t> parse_since_1970(std::string_view typed) {
@@ -266,21 +240,18 @@ std::optional<uint64_t> parse_since_1970(std::string_view typed) {
   const auto secs = text.take_number();
   const auto fraction = text.take_fraction();
   if (!secs || !fraction || !text.at_end()) return {};
-  const auto usecs = product(*secs, second);
-  return usecs ? sum(*usecs, *fraction) : usecs;
-}
-
-std::string_view without_blanks_around(std::string_view text) {
-  while (text.starts_with(' ')) text.remove_prefix(1);
-  while (text.ends_with(' ')) text.remove_suffix(1);
-  return text;
+  return sum(*fraction, *secs, second);
 }
 
 // --- what people read ---
 
-void append_two_digits(std::string &out, int number) {
-  out += static_cast<char>('0' + number / 10);
-  out += static_cast<char>('0' + number % 10);
+// The decimal digits of a number from that of this worth on.
+void append_digits(std::string &out, uint32_t number, uint32_t worth) {
+  for (; worth > 0; worth /= 10) out += static_cast<char>('0' + number / worth % 10);
+}
+
+void append_two_digits(std::string &out, long number) {
+  append_digits(out, static_cast<uint32_t>(number), 10);
 }
 
 std::string in_units(uint64_t usecs, const unit &large, const unit &small) {
@@ -295,44 +266,41 @@ std::string in_units(uint64_t usecs, const unit &large, const unit &small) {
 }  // namespace
 
 std::optional<uint64_t> parse_time(std::string_view typed, uint64_t now, time_zone zone) {
-  typed = without_blanks_around(typed);
+  typed.remove_prefix(std::min(typed.find_first_not_of(' '), typed.size()));
+  typed = typed.substr(0, typed.find_last_not_of(' ') + 1);
+  const place east = place_of(zone);
   if (typed == "now") return now;
-  if (typed == "today") return midnight(now, zone, 0);
-  if (typed == "yesterday") return midnight(now, zone, -1);
-  if (typed == "tomorrow") return midnight(now, zone, 1);
+  if (typed == "today") return midnight(now, east, 0);
+  if (typed == "yesterday") return midnight(now, east, -1);
+  if (typed == "tomorrow") return midnight(now, east, 1);
   if (typed.starts_with('@')) return parse_since_1970(typed);
-  if (auto time = parse_absolute(typed, now, zone)) return time;
+  if (auto time = parse_absolute(typed, now, east)) return time;
   return parse_relative(typed, now);
 }
 
-void append_date_time(std::string &out, uint32_t secs, time_zone zone) {
-  const time_t time = secs;
-  struct tm parts;
-  zone == time_zone::utc ? gmtime_r(&time, &parts) : localtime_r(&time, &parts);
-  const int years = parts.tm_year + 1900;
-  append_two_digits(out, years / 100);
-  append_two_digits(out, years % 100);
-  out += '-';
-  append_two_digits(out, parts.tm_mon + 1);
-  out += '-';
-  append_two_digits(out, parts.tm_mday);
-  out += ' ';
-  append_two_digits(out, parts.tm_hour);
-  out += ':';
-  append_two_digits(out, parts.tm_min);
-  out += ':';
-  append_two_digits(out, parts.tm_sec);
+void append_date_time(std::string &out, time_t secs, time_zone zone, char between) {
+  const struct tm parts = parts_of(secs, place_of(zone));
+  append_digits(out, static_cast<uint32_t>(parts.tm_year + 1900), 1000);
+  append_two_digits(out += '-', parts.tm_mon + 1);
+  append_two_digits(out += '-', parts.tm_mday);
+  append_two_digits(out += between, parts.tm_hour);
+  append_two_digits(out += ':', parts.tm_min);
+  append_two_digits(out += ':', parts.tm_sec);
 }
 
 void append_usecs(std::string &out, uint32_t usecs) {
   if (usecs >= second) {
     out.append("+").append(std::to_string(usecs)).append("us");
-    return;
+  } else {
+    append_digits(out += '.', usecs, 100'000);
   }
-  out += '.';
-  for (uint32_t worth = 100'000; worth > 0; worth /= 10) {
-    out += static_cast<char>('0' + usecs / worth % 10);
-  }
+}
+
+void append_zone_offset(std::string &out, time_t secs, time_zone zone) {
+  const long east = parts_of(secs, place_of(zone)).tm_gmtoff;
+  const long minutes = std::abs(east) / 60;
+  append_two_digits(out += east < 0 ? '-' : '+', minutes / 60);
+  append_two_digits(out += ':', minutes % 60);
 }
 
 std::string duration_text(uint64_t usecs) {

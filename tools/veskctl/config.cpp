@@ -36,7 +36,7 @@ std::string description(const options &wanted) {
 }
 
 // Stores a prepared payload.
-shared::failure read_raw(const std::string &path, std::vector<char> &payload) {
+failure read_raw(const std::string &path, std::vector<char> &payload) {
   std::ifstream file(path, std::ios::binary);
   payload.resize(VESK_WIRE_MAX_PAYLOAD + 1);
   file.read(payload.data(), static_cast<std::streamsize>(payload.size()));

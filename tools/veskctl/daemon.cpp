@@ -48,14 +48,14 @@ client_ptr open_client(const options &wanted) {
   const auto code =
       vesk_client_open(&client, run_dir_of(wanted), static_cast<uint32_t>(wanted.timeout * 1000));
   if (code == VESK_CLIENT_SYSTEM) {
-    complain("no socket to be had: " + shared::errno_text(errno));
+    complain("no socket to be had: " + errno_text(errno));
   } else if (code != VESK_CLIENT_OK) {
     complain(vesk_client_error_text(code));
   }
   return client_ptr(client);
 }
 
-shared::failure failure_of(const vesk_client &client, vesk_client_code code) {
+failure failure_of(const vesk_client &client, vesk_client_code code) {
   const int failed_call = errno;
   const std::string address = vesk_client_address(&client);
   const std::string text = vesk_client_error_text(code);
@@ -71,7 +71,7 @@ shared::failure failure_of(const vesk_client &client, vesk_client_code code) {
     case VESK_CLIENT_BUSY:
       return {text + " at " + address + ": is vesk_sup hanging? --timeout gives it longer"};
     case VESK_CLIENT_SYSTEM:
-      return {"talking to " + address + " failed: " + shared::errno_text(failed_call)};
+      return {"talking to " + address + " failed: " + errno_text(failed_call)};
     case VESK_CLIENT_LARGE:
       return {text + ": --allow-large sends it"};
     default:

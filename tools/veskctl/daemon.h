@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "client/vesk_client.h"
 #include "protocol/vesk_wire.h"
-#include "tools/shared/errors.h"
 #include "tools/veskctl/options.h"
 
 namespace vesk::veskctl {
@@ -27,11 +27,11 @@ using client_ptr = std::unique_ptr<vesk_client, close_client>;
 
 // How a call failed, for a person: what happened and what to do about it. To be called before
 // anything else changes errno.
-[[nodiscard]] shared::failure failure_of(const vesk_client &client, vesk_client_code code);
+[[nodiscard]] failure failure_of(const vesk_client &client, vesk_client_code code);
 
 // Sends a request whose answer always has the same size.
 template <typename Request, typename Answer>
-shared::failure ask(vesk_client &client, uint32_t opcode, const Request &request, Answer &answer) {
+failure ask(vesk_client &client, uint32_t opcode, const Request &request, Answer &answer) {
   size_t length = 0;
   const auto code = vesk_client_request(&client, opcode, &request, sizeof request, &answer,
                                         sizeof answer, &length);

@@ -19,7 +19,7 @@ std::string own_name() {
   return std::string(VESK_WIRE_LISTENERS) + "/veskctl-" + std::to_string(getpid());
 }
 
-shared::failure why_not(const std::string &path, int error) {
+failure why_not(const std::string &path, int error) {
   switch (error) {
     case ENOENT:
     case ENOTDIR:
@@ -29,7 +29,7 @@ shared::failure why_not(const std::string &path, int error) {
       return {"permission denied at " + path +
               ": run as root or as a user who may write to its directory"};
     default:
-      return {"cannot listen at " + path + ": " + shared::errno_text(error)};
+      return {"cannot listen at " + path + ": " + errno_text(error)};
   }
 }
 

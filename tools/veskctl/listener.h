@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "base/vesk_fd.h"
-#include "tools/shared/errors.h"
 
 namespace vesk::veskctl {
 
@@ -27,7 +27,7 @@ class listener {
   listener &operator=(const listener &) = delete;
   ~listener();
 
-  const shared::failure &trouble() const { return trouble_; }
+  const failure &trouble() const { return trouble_; }
   int fd() const { return fd_.get(); }
 
   // Takes one datagram that has arrived; nothing when it is no message of the daemon's.
@@ -39,7 +39,7 @@ class listener {
   sockaddr_un daemon_socket_{};  // whose owner is the daemon's user
   std::string path_;
   unique_fd fd_;
-  shared::failure trouble_;
+  failure trouble_;
 };
 
 }  // namespace vesk::veskctl

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "format/vesk_catalogue.h"
 #include "reader/vesk_ring_summary.h"
-#include "tools/shared/errors.h"
 
 namespace vesk::veskctl {
 
@@ -17,7 +17,7 @@ inline constexpr char sums_name[] = "SHA256SUMS";
 
 struct copied_file {
   const vesk_catalogue_row *row;
-  shared::failure trouble;  // why there is no copy; the rest says nothing then
+  failure trouble;  // why there is no copy; the rest says nothing then
   size_t size;
   timespec modified;
   std::string sha256;  // in hexadecimal

@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "base/vesk_failure.h"
 #include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
-#include "tools/shared/errors.h"
 #include "tools/shared/files.h"
 #include "tools/shared/flash.h"
 #include "tools/shared/new_file.h"
@@ -29,7 +29,7 @@ struct measured_file {
 
 measured_file measure(const shared::log_file &file) {
   std::vector<uint8_t> image;
-  if (const shared::failure why{read_ring_image(file.path, file.row->max_size, image)}) {
+  if (const failure why = read_ring_image(file.path, file.row->max_size, image)) {
     complain(file.path + ": " + why.reason);
     return {file.row, false, 0, {}};
   }
@@ -173,14 +173,14 @@ void expose_daemon(exposition &out, vesk_client &client) {
 
 // --- all of it ---
 
-shared::failure put_out(const std::string &text, const std::string &path) {
+failure put_out(const std::string &text, const std::string &path) {
   if (path.empty()) {
     const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
     if (whole && std::fflush(stdout) == 0) return {};
     return {"standard output cannot be written"};
   }
-  const shared::failure why{shared::replace_file(path, text)};
-  return why ? shared::failure{"cannot write " + path + ": " + why.reason} : why;
+  const failure why = shared::replace_file(path, text);
+  return why ? failure{"cannot write " + path + ": " + why.reason} : why;
 }
 
 }  // namespace

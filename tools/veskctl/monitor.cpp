@@ -75,7 +75,7 @@ int time_left(steady_clock::time_point end) {
 
 // Shows messages until enough have come, time is up or the user ends it; the latter two fail when
 // fewer came than were asked for.
-shared::failure watch(listener &ears, int end_fd, const options &wanted) {
+failure watch(listener &ears, int end_fd, const options &wanted) {
   const uint64_t enough = wanted.monitor.count;
   const double seconds = wanted.monitor.seconds;
   const auto end = steady_clock::now() + std::chrono::milliseconds(std::lround(seconds * 1000));
@@ -84,7 +84,7 @@ shared::failure watch(listener &ears, int end_fd, const options &wanted) {
     pollfd fds[] = {{ears.fd(), POLLIN, 0}, {end_fd, POLLIN, 0}};
     const int ready = poll(fds, std::size(fds), seconds > 0 ? time_left(end) : -1);
     if (ready < 0 && errno != EINTR) {
-      return {"waiting for messages failed: " + shared::errno_text(errno)};
+      return {"waiting for messages failed: " + errno_text(errno)};
     }
     if (ready == 0 || (ready > 0 && fds[1].revents != 0)) break;
     const auto message = ready > 0 ? ears.receive() : std::nullopt;
@@ -101,7 +101,7 @@ shared::failure watch(listener &ears, int end_fd, const options &wanted) {
 int monitor(const options &wanted) {
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   const unique_fd end_fd(end_requests());
-  if (!end_fd) return status_of({"cannot watch for signals: " + shared::errno_text(errno)});
+  if (!end_fd) return status_of({"cannot watch for signals: " + errno_text(errno)});
   listener ears(vesk_client_run_dir(run_dir_of(wanted)));
   return status_of(ears.trouble() ? ears.trouble() : watch(ears, end_fd.get(), wanted));
 }

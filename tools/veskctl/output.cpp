@@ -12,7 +12,7 @@ void complain(const std::string &text) {
   std::fprintf(stderr, "veskctl: %s\n", text.c_str());
 }
 
-int status_of(const shared::failure &why) {
+int status_of(const failure &why) {
   if (!why) return 0;
   complain(why.reason);
   return 1;

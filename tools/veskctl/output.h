@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tools/shared/errors.h"
+#include "base/vesk_failure.h"
 
 namespace vesk::veskctl {
 
@@ -13,7 +13,7 @@ namespace vesk::veskctl {
 void complain(const std::string &text);
 
 // The exit status: 0, or 1 after a line on standard error.
-[[nodiscard]] int status_of(const shared::failure &why);
+[[nodiscard]] int status_of(const failure &why);
 
 // Says on standard error what is wrong with the command line. Returns the exit status.
 [[nodiscard]] int usage_error(const std::string &reason);

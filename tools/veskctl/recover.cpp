@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "protocol/vesk_messages.h"
-#include "tools/shared/errors.h"
 #include "tools/shared/files.h"
 #include "tools/shared/flash.h"
 #include "tools/shared/preserve.h"
@@ -38,7 +38,7 @@ namespace {
   if (!file || !shared::exists(*file)) return true;
   std::vector<shared::evidence> found(1);
   shared::repairs_end ended;
-  if (const shared::failure why{shared::examine(*file, ended.before(*file), found[0])}) {
+  if (const failure why = shared::examine(*file, ended.before(*file), found[0])) {
     complain(file->path + ": " + why.reason);
     return false;
   }

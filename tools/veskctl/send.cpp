@@ -146,14 +146,14 @@ void send_lines(sender &s) {
 }
 
 // Fails when standard input cannot be read to its end.
-shared::failure send_all(sender &s, const options &wanted) {
+failure send_all(sender &s, const options &wanted) {
   if (!wanted.send.text.empty()) {
     send_one(s, wanted.send.text, "the record");
     return {};
   }
   wanted.send.whole ? send_whole(s) : send_lines(s);
   if (std::ferror(stdin) == 0) return {};
-  return {"standard input cannot be read: " + shared::errno_text(errno)};
+  return {"standard input cannot be read: " + errno_text(errno)};
 }
 
 void print_tally(const sender &s) {

@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "base/vesk_failure.h"
 #include "reader/vesk_ring_image.h"
 #include "tools/shared/copy_note.h"
-#include "tools/shared/errors.h"
 #include "tools/shared/files.h"
 #include "tools/shared/new_file.h"
 #include "tools/veskctl/manifest.h"
@@ -18,15 +18,15 @@ namespace vesk::veskctl {
 namespace {
 
 // Makes the directory, or finds it empty.
-shared::failure prepare(const std::string &target) {
+failure prepare(const std::string &target) {
   if (mkdir(target.c_str(), 0755) == 0) return {};
-  if (errno != EEXIST) return {"cannot make " + target + ": " + shared::errno_text(errno)};
+  if (errno != EEXIST) return {"cannot make " + target + ": " + errno_text(errno)};
   std::error_code trouble;
   std::error_code ignored;
   const bool empty = std::filesystem::is_empty(target, trouble);
   if (trouble) return {target + ": " + trouble.message()};
   if (!std::filesystem::is_directory(target, ignored)) {
-    return {target + ": " + shared::errno_text(ENOTDIR)};
+    return {target + ": " + errno_text(ENOTDIR)};
   }
   if (empty) return {};
   return {target + " is not empty: a snapshot needs a directory of its own"};
@@ -37,7 +37,7 @@ std::string in_target(const std::string &target, const char *name) {
 }
 
 // Stores the log files there, of which there is at least one.
-shared::failure find_files(const std::string &source, std::vector<shared::log_file> &files) {
+failure find_files(const std::string &source, std::vector<shared::log_file> &files) {
   std::error_code trouble;
   const std::filesystem::directory_iterator probe(source, trouble);
   if (trouble) return {source + ": " + trouble.message()};
@@ -54,7 +54,7 @@ copied_file copy(const shared::log_file &file, const std::string &target) {
   struct stat status {};
   if (stat(file.path.c_str(), &status) == 0) copied.modified = status.st_mtim;
   std::vector<uint8_t> image;
-  copied.trouble = {read_ring_image(file.path, file.row->max_size, image)};
+  copied.trouble = read_ring_image(file.path, file.row->max_size, image);
   if (copied.trouble) return copied;
   const std::string_view content(reinterpret_cast<const char *>(image.data()), image.size());
   copied.size = image.size();
@@ -63,7 +63,7 @@ copied_file copy(const shared::log_file &file, const std::string &target) {
   copied.summary.oldest.reset();  // their data end with the image
   copied.summary.newest.reset();
   const std::string path = in_target(target, file.row->name);
-  if (const shared::failure why{shared::write_new_file(path, content, &copied.modified)}) {
+  if (const failure why = shared::write_new_file(path, content, &copied.modified)) {
     copied.trouble = {"cannot write " + path + ": " + why.reason};
   }
   return copied;
@@ -80,12 +80,11 @@ void report(const shared::log_file &file, const copied_file &copied) {
 }
 
 // Writes the sums and, as the very last, the manifest: it stands for a snapshot that is finished.
-shared::failure finish(const copied_files &taken, const std::string &target) {
+failure finish(const copied_files &taken, const std::string &target) {
   const std::string manifest = manifest_of(taken);
-  shared::failure why{
-      shared::write_new_file(in_target(target, sums_name), sums_of(taken, manifest))};
-  if (!why) why = shared::failure{shared::sync_directory(target)};
-  if (!why) why = shared::failure{shared::replace_file(in_target(target, manifest_name), manifest)};
+  failure why = shared::write_new_file(in_target(target, sums_name), sums_of(taken, manifest));
+  if (!why) why = shared::sync_directory(target);
+  if (!why) why = shared::replace_file(in_target(target, manifest_name), manifest);
   return why;
 }
 

@@ -6,8 +6,8 @@
 #include <span>
 #include <vector>
 
+#include "base/vesk_failure.h"
 #include "protocol/vesk_wire.h"
-#include "tools/shared/errors.h"
 #include "tools/shared/flash.h"
 #include "tools/veskctl/daemon.h"
 
@@ -17,13 +17,13 @@ struct findings {
   bool answers;                          // whether anything came back from the daemon
   double answer_seconds;                 // how long that took
   std::optional<vesk_wire_status> host;  // what it reports of itself
-  shared::failure daemon_trouble;        // why it reports nothing
+  failure daemon_trouble;                // why it reports nothing
 
   bool marked;
   shared::file_system flash;
 
-  std::vector<event> errors;       // of the event history, oldest first
-  shared::failure errors_trouble;  // why they are not known
+  std::vector<event> errors;  // of the event history, oldest first
+  failure errors_trouble;     // why they are not known
 
   std::span<const event> latest_errors() const {
     constexpr size_t errors_shown = 5;

@@ -7,7 +7,6 @@
 #include <list>
 #include <utility>
 
-#include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_merge.h"
 #include "tools/veskshow/filter.h"
 
@@ -28,15 +27,7 @@ class printer {
       : asked_(asked), files_(files), out_(out) {}
 
   void show(const ring_entry &entry, size_t source) {
-    const shared::log_file &file = *files_[source];
-    shown_entry shown;
-    shown.entry = entry;
-    shown.file = file.path;
-    if (file.row) {
-      shown.file = file.row->name;
-      shown.file_type = file.row->file_type();
-    }
-    append_entry(out_.text, shown, asked_.style);
+    append_entry(out_.text, entry_in(*files_[source], entry), asked_.style);
     out_.flush_when_large();
   }
 
@@ -116,11 +107,11 @@ void report_damage(const std::vector<const shared::log_file *> &files,
 std::vector<const shared::log_file *> by_type(const std::vector<shared::log_file> &files) {
   std::vector<const shared::log_file *> sorted;
   for (const shared::log_file &file : files) sorted.push_back(&file);
-  const auto type = [](const shared::log_file *file) {
-    return file->row ? uint32_t{file->row->file_type()} : UINT32_MAX;
+  const auto place = [](const auto *file) {
+    return file->row ? shared::type_of(*file) : UINT32_MAX;
   };
   std::stable_sort(sorted.begin(), sorted.end(),
-                   [&](const auto *a, const auto *b) { return type(a) < type(b); });
+                   [&](const auto *a, const auto *b) { return place(a) < place(b); });
   return sorted;
 }
 
@@ -148,11 +139,7 @@ void show_entries(const request &asked, output &out) {
   std::vector<ring_walk> walks;
   for (const shared::log_file *file : by_type(asked.files)) {
     std::vector<uint8_t> image;
-    if (auto reason = read_ring_image(file->path, shared::capacity_of(*file), image);
-        !reason.empty()) {
-      out.problem(file->path, reason);
-      continue;
-    }
+    if (!read_image(*file, image, out)) continue;
     files.push_back(file);
     images.push_back(std::move(image));
     walks.push_back(begin_walk(images.back(), shared::capacity_of(*file)));

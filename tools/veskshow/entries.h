@@ -13,7 +13,8 @@
 namespace vesk::veskshow {
 
 // The files in the order of their types; those that the catalogue does not know come behind.
-std::vector<const shared::log_file *> by_type(const std::vector<shared::log_file> &files);
+[[nodiscard]] std::vector<const shared::log_file *> by_type(
+    const std::vector<shared::log_file> &files);
 
 struct choice {
   std::optional<size_t> last;  // this many at most, the newest of those that the filter lets pass

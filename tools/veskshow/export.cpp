@@ -39,7 +39,7 @@ void append_field(std::string &out, std::string_view name, std::string_view valu
 void append_export(std::string &out, const shown_entry &shown, const entry_style &style) {
   const ring_entry &entry = shown.entry;
   constexpr uint64_t first_valid_stamp = 1;
-  const decimal stamp(std::max(stamp_of(entry), first_valid_stamp));
+  const std::string stamp = std::to_string(std::max(stamp_of(entry), first_valid_stamp));
   out += "__CURSOR=";
   append_cursor(out, shown);
   out += '\n';
@@ -49,8 +49,7 @@ void append_export(std::string &out, const shown_entry &shown, const entry_style
   if (const auto message = message_of(entry)) {
     append_field(out, "MESSAGE", *message);
   } else {
-    append_counted(out, "VESK_DATA",
-                   {reinterpret_cast<const char *>(entry.data.data()), entry.data.size()});
+    append_counted(out, "VESK_DATA", shared::characters_of(entry.data));
   }
   each_field(shown, style, [&out](std::string_view name, std::string_view value) {
     append_field(out, name, value);

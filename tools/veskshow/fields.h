@@ -22,13 +22,13 @@
 //                             where they are no text, VESK_DATA_BASE64 or VESK_DATA has all of them
 #pragma once
 
-#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "reader/vesk_ring_walk.h"
+#include "tools/shared/text.h"
 #include "tools/veskshow/format.h"
 
 namespace vesk::veskshow {
@@ -39,65 +39,33 @@ void append_cursor(std::string &out, const shown_entry &shown);
 
 // The entry's text without one newline at its end, which every form leaves out; nothing where the
 // data are no text.
-std::optional<std::string_view> message_of(const ring_entry &entry);
-
-// The name that the user's file gives the number, or null.
-const std::string *find_name(const std::map<uint16_t, std::string> &names, uint16_t number);
-
-// The text as append_safely() gives it; where that changes nothing, the text itself.
-class safe_text {
- public:
-  explicit safe_text(std::string_view text);
-  safe_text(const safe_text &) = delete;
-  safe_text &operator=(const safe_text &) = delete;
-  operator std::string_view() const { return text_; }
-
- private:
-  std::string cleaned_;
-  std::string_view text_;
-};
-
-// A number in decimal.
-class decimal {
- public:
-  explicit decimal(uint64_t number)
-      : end_(std::to_chars(digits_, digits_ + sizeof digits_, number).ptr) {}
-  decimal(const decimal &) = delete;
-  decimal &operator=(const decimal &) = delete;
-  operator std::string_view() const { return {digits_, end_}; }
-
- private:
-  char digits_[20];
-  const char *end_;
-};
+[[nodiscard]] std::optional<std::string_view> message_of(const ring_entry &entry);
 
 // Calls show(name, value) for every field of the upper list, in its order. Values are UTF-8 without
-// control characters but tabs, and hold until the call returns.
+// control characters except tabs, and hold until the call returns.
 template <typename Show>
 void each_field(const shown_entry &shown, const entry_style &style, const Show &show) {
   const ring_entry &entry = shown.entry;
+  const auto show_number = [&show](std::string_view name, uint64_t number) {
+    show(name, std::to_string(number));
+  };
   const std::string *sender = find_name(style.names->uuids, entry.uuid);
   const std::string *type = find_name(style.names->types, entry.type);
-  const decimal uuid(entry.uuid);
 
-  if (sender) {
-    show("SYSLOG_IDENTIFIER", safe_text(*sender));
-  } else {
-    show("SYSLOG_IDENTIFIER", uuid);
-  }
-  show("VESK_FILE", safe_text(shown.file));
-  if (shown.file_type != 0) show("VESK_FILE_TYPE", decimal(shown.file_type));
-  show("VESK_UUID", uuid);
-  show("VESK_TYPE", decimal(entry.type));
-  if (type) show("VESK_TYPE_NAME", safe_text(*type));
-  show("VESK_FLAGS", decimal(entry.flags));
-  show("VESK_SIZE", decimal(entry.data.size()));
-  show("VESK_OFFSET", decimal(shown.base + entry.offset));
-  show("VESK_PREV_SIZE", decimal(entry.prev_size));
-  show("VESK_SECS", decimal(entry.secs));
-  show("VESK_USECS", decimal(entry.usecs));
+  show("SYSLOG_IDENTIFIER", sender ? shared::safely(*sender) : std::to_string(entry.uuid));
+  show("VESK_FILE", shared::safely(shown.file));
+  if (shown.file_type != 0) show_number("VESK_FILE_TYPE", shown.file_type);
+  show_number("VESK_UUID", entry.uuid);
+  show_number("VESK_TYPE", entry.type);
+  if (type) show("VESK_TYPE_NAME", shared::safely(*type));
+  show_number("VESK_FLAGS", entry.flags);
+  show_number("VESK_SIZE", entry.data.size());
+  show_number("VESK_OFFSET", shown.base + entry.offset);
+  show_number("VESK_PREV_SIZE", entry.prev_size);
+  show_number("VESK_SECS", entry.secs);
+  show_number("VESK_USECS", entry.usecs);
   if (entry.set_back_usecs >= clock_jump_usecs) {
-    show("VESK_CLOCK_SET_BACK_USEC", decimal(entry.set_back_usecs));
+    show_number("VESK_CLOCK_SET_BACK_USEC", entry.set_back_usecs);
   }
   if (!shown.certainty.empty()) show("VESK_CERTAINTY", shown.certainty);
 }

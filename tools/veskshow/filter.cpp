@@ -1,56 +1,49 @@
 #include "tools/veskshow/filter.h"
 
 #include <algorithm>
-#include <map>
 
 #include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskshow/output.h"
-#include "tools/veskshow/pattern.h"
 
 namespace vesk::veskshow {
 
 namespace {
 
-using numbered_names = std::map<uint16_t, std::string>;
-
 std::string quoted(const std::string &typed) {
   return "'" + typed + "'";
 }
 
-// Both bounds are judged by the same `now`, so that "since now until now" is a moment.
-std::string read_time(const std::string &option, const std::string &typed, uint64_t now,
-                      shared::time_zone zone, std::optional<uint64_t> &time) {
+// Both bounds are read with the same `now`, so that "since now until now" is a moment.
+failure read_time(const std::string &option, const std::string &typed, uint64_t now,
+                  shared::time_zone zone, std::optional<uint64_t> &ret_time) {
   if (typed.empty()) return {};
-  time = shared::parse_time(typed, now, zone);
-  if (time) return {};
-  return option + ": cannot understand the time " + quoted(typed) +
-         "; write it like \"2026-01-31 12:00:00\", \"yesterday\" or \"1h 30min ago\"";
+  ret_time = shared::parse_time(typed, now, zone);
+  if (ret_time) return {};
+  return {option + ": cannot understand the time " + quoted(typed) +
+          "; write it like \"2026-01-31 12:00:00\", \"yesterday\" or \"1h 30min ago\""};
 }
 
-std::string read_numbers(const std::string &option, const std::vector<std::string> &all_typed,
-                         const numbered_names &names, std::vector<uint16_t> &numbers) {
+failure read_numbers(const std::string &option, const std::vector<std::string> &all_typed,
+                     const numbered_names &names, std::vector<uint16_t> &ret_numbers) {
   for (const std::string &typed : all_typed) {
-    const auto number = number_of(names, typed);
-    if (number) {
-      numbers.push_back(*number);
-      continue;
+    if (const auto number = number_of(names, typed)) {
+      ret_numbers.push_back(*number);
+    } else if (shared::is_digits(typed)) {
+      return {option + ": " + typed + " is not a number from 0 to 65535"};
+    } else {
+      return {option + ": " + quoted(typed) +
+              (names.empty() ? " is no number, and --names gives no names for them"
+                             : " is neither a number nor a name that --names gives")};
     }
-    if (!typed.empty() && typed.find_first_not_of("0123456789") == std::string::npos) {
-      return option + ": " + typed + " is not a number from 0 to 65535";
-    }
-    return option + ": " + quoted(typed) +
-           (names.empty() ? " is no number, and --names gives no names for them"
-                          : " is neither a number nor a name that --names gives");
   }
   return {};
 }
 
-std::string read_pattern(const options &wanted, entry_filter &filter) {
+failure read_pattern(const options &wanted, std::optional<text_pattern> &ret_pattern) {
   if (!wanted.pattern_given) return {};
-  std::string reason;
-  filter.pattern = text_pattern::compile(wanted.pattern, reason);
-  return filter.pattern ? "" : "--grep: " + quoted(wanted.pattern) + ": " + reason;
+  const failure why = text_pattern::compile(wanted.pattern, ret_pattern);
+  return {why ? "--grep: " + quoted(wanted.pattern) + ": " + why.reason : ""};
 }
 
 bool is_among(const std::vector<uint16_t> &numbers, uint16_t number) {
@@ -69,19 +62,19 @@ bool has_match(const text_pattern &pattern, const ring_entry &entry) {
 
 }  // namespace
 
-std::string make_filter(const options &wanted, const name_table &names, uint64_t now,
-                        entry_filter &filter) {
-  for (const std::string &reason : {
-           read_time("--since", wanted.since, now, wanted.zone, filter.since),
-           read_time("--until", wanted.until, now, wanted.zone, filter.until),
-           read_numbers("--uuid", wanted.uuids, names.uuids, filter.uuids),
-           read_numbers("--type", wanted.types, names.types, filter.types),
-           read_pattern(wanted, filter),
+failure make_filter(const options &wanted, const name_table &names, uint64_t now,
+                    entry_filter &ret_filter) {
+  for (const failure &why : {
+           read_time("--since", wanted.since, now, wanted.zone, ret_filter.since),
+           read_time("--until", wanted.until, now, wanted.zone, ret_filter.until),
+           read_numbers("--uuid", wanted.uuids, names.uuids, ret_filter.uuids),
+           read_numbers("--type", wanted.types, names.types, ret_filter.types),
+           read_pattern(wanted, ret_filter.pattern),
        }) {
-    if (!reason.empty()) return reason;
+    if (why) return why;
   }
-  if (filter.since && filter.until && *filter.since > *filter.until) {
-    return "--since: " + quoted(wanted.since) + " is later than --until " + quoted(wanted.until);
+  if (ret_filter.since && ret_filter.until && *ret_filter.since > *ret_filter.until) {
+    return {"--since: " + quoted(wanted.since) + " is later than --until " + quoted(wanted.until)};
   }
   return {};
 }

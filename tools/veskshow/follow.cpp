@@ -34,8 +34,7 @@ followed follow(const std::vector<shared::log_file> &files) {
   return all;
 }
 
-// Whether it goes without saying that a file cannot be read: one that nobody named may appear
-// later.
+// Whether it is no problem that a file cannot be read: one that nobody named may appear later.
 bool is_expected(const request &asked, const shared::log_file &file) {
   return asked.wanted.arguments.empty() && !shared::exists(file);
 }
@@ -46,8 +45,8 @@ void look_at_all(followed &all, const request &asked, bool first, output &out) {
   for (size_t i = 0; i < all.rings.size(); ++i) {
     auto look = all.rings[i].look_again(ring_follower::clock::now());
     const shared::log_file &file = *all.files[i];
-    if (first && !look.reason.empty() && !is_expected(asked, file)) {
-      out.problem(file.path, look.reason);
+    if (first && look.trouble && !is_expected(asked, file)) {
+      out.problem(file.path, look.trouble.reason);
     }
     if (look.what == news::lost && !asked.wanted.quiet) {
       out.note("-- " + file.path + ": entries were overwritten before they could be shown --");
@@ -75,7 +74,7 @@ choice first_choice(const options &wanted) {
 
 }  // namespace
 
-// Ctrl-C is how it is meant to end: the exit status then tells of problems alone.
+// Ctrl-C is how it is meant to end: the exit status then speaks of problems alone.
 void follow_entries(const request &asked, output &out) {
   followed all = follow(asked.files);
   if (all.files.empty()) return;

@@ -1,5 +1,6 @@
 #include "tools/veskshow/format.h"
 
+#include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskshow/export.h"
 #include "tools/veskshow/json.h"
@@ -9,10 +10,6 @@ namespace vesk::veskshow {
 
 namespace {
 
-void append_raw(std::string &out, ring_bytes data) {
-  out.append(reinterpret_cast<const char *>(data.data()), data.size());
-}
-
 bool has_remarks(output_format format) {
   switch (format) {
     case output_format::short_full:
@@ -21,14 +18,9 @@ bool has_remarks(output_format format) {
     case output_format::verbose:
     case output_format::hex:
       return true;
-    case output_format::json:
-    case output_format::json_pretty:
-    case output_format::journal_export:
-    case output_format::cat:
-    case output_format::raw:
-      break;
+    default:
+      return false;
   }
-  return false;
 }
 
 }  // namespace
@@ -52,7 +44,7 @@ void append_entry(std::string &out, const shown_entry &shown, const entry_style 
     case output_format::hex:
       return append_dump(out, shown, style);
     case output_format::raw:
-      return append_raw(out, shown.entry.data);
+      out += shared::characters_of(shown.entry.data);
   }
 }
 

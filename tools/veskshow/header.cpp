@@ -1,14 +1,12 @@
 // --header: what the global header of each file says, and what that means.
 #include <algorithm>
 #include <cstddef>
-#include <cstdio>
 #include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "format/vesk_checksum.h"
-#include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
 #include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
@@ -35,56 +33,32 @@ void append_line(std::string &out, std::string_view key, std::string_view value)
 }
 
 std::string in_hex(uint16_t word) {
-  char buffer[8];
-  std::snprintf(buffer, sizeof buffer, "0x%04x", word);
-  return buffer;
-}
-
-std::string with_remark(const std::string &value, const std::string &remark) {
-  return remark.empty() ? value : value + " (" + remark + ")";
-}
-
-// --- the fields ---
-
-std::string magic_value(const vesk_gheader &header) {
-  const std::string_view magic(header.magic, sizeof header.magic);
-  return with_remark(safe_cell(magic), magic == "vesk" ? "" : "should be vesk");
-}
-
-std::string version_value(const vesk_gheader &header) {
-  return with_remark(std::to_string(header.version),
-                     header.version == VESK_VERSION ? "" : "should be 1");
-}
-
-std::string reserved_value(const vesk_gheader &header) {
-  return with_remark(std::to_string(header.reserved), header.reserved == 0 ? "" : "should be 0");
-}
-
-std::string checksum_value(const vesk_gheader &header) {
-  vesk_gheader right = header;
-  set_checksum(right);
-  return with_remark(in_hex(header.checksum),
-                     checksum_holds(header) ? "" : "should be " + in_hex(right.checksum));
-}
-
-std::string max_value(const vesk_gheader &header, uint32_t capacity) {
-  const bool right = capacity == unknown_capacity || header.max == capacity;
-  return with_remark(std::to_string(header.max),
-                     right ? "" : "the catalogue says " + std::to_string(capacity));
+  return shared::formatted("0x%04x", word);
 }
 
 void append_fields(std::string &out, const found_header &found, uint32_t capacity) {
   const vesk_gheader &header = found.header;
-  const auto append = [&](std::string_view key, size_t end, const std::string &value) {
+  const auto append = [&](std::string_view key, size_t end, std::string value, bool right = true,
+                          const std::string &remark = "") {
+    if (!right) value += " (" + remark + ")";
     append_line(out, key, end <= found.size ? value : unknown_cell);
   };
-  append("magic", offsetof(vesk_gheader, version), magic_value(header));
-  append("version", offsetof(vesk_gheader, reserved), version_value(header));
-  append("reserved", offsetof(vesk_gheader, checksum), reserved_value(header));
+  const std::string_view magic(header.magic, sizeof header.magic);
+  append("magic", offsetof(vesk_gheader, version), shared::safely(magic), magic == "vesk",
+         "should be vesk");
+  append("version", offsetof(vesk_gheader, reserved), std::to_string(header.version),
+         header.version == VESK_VERSION, "should be 1");
+  append("reserved", offsetof(vesk_gheader, checksum), std::to_string(header.reserved),
+         header.reserved == 0, "should be 0");
   // It is over the whole header that a checksum is right or wrong.
-  append("checksum", offsetof(vesk_gheader, max),
-         found.size == sizeof header ? checksum_value(header) : in_hex(header.checksum));
-  append("max", offsetof(vesk_gheader, start), max_value(header, capacity));
+  const bool holds = found.size < sizeof header || checksum_holds(header);
+  vesk_gheader mended = header;
+  set_checksum(mended);
+  append("checksum", offsetof(vesk_gheader, max), in_hex(header.checksum), holds,
+         "should be " + in_hex(mended.checksum));
+  append("max", offsetof(vesk_gheader, start), std::to_string(header.max),
+         capacity == unknown_capacity || header.max == capacity,
+         "the catalogue says " + std::to_string(capacity));
   append("start", offsetof(vesk_gheader, end), std::to_string(header.start));
   append("end", sizeof header, std::to_string(header.end));
 }
@@ -152,13 +126,9 @@ void show_headers(const request &asked, output &out) {
   std::vector<uint8_t> image;
   bool first = true;
   for (const shared::log_file &file : asked.files) {
-    if (auto reason = read_ring_image(file.path, shared::capacity_of(file), image);
-        !reason.empty()) {
-      out.problem(file.path, reason);
-      continue;
-    }
+    if (!read_image(file, image, out)) continue;
     if (asked.files.size() > 1) {
-      out.text.append(first ? "==> " : "\n==> ").append(safe_cell(file.path)).append(" <==\n");
+      out.text.append(first ? "==> " : "\n==> ").append(shared::safely(file.path)).append(" <==\n");
     }
     first = false;
     if (!append_header(out.text, image, shared::capacity_of(file))) out.status = exit_problem;

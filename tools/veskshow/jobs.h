@@ -1,5 +1,5 @@
-// What veskshow can do with files; each job is one file, veskshow_<job>.cpp. A job shows what it
-// can of every file, reports the others with output::problem(), and goes on.
+// What veskshow can do with files; each job is one file of that name. A job shows what it can of
+// every file, reports the others with output::problem(), and goes on.
 #pragma once
 
 #include <vector>
@@ -25,10 +25,19 @@ void show_entries(const request &asked, output &out);    // all files merged by 
 void follow_entries(const request &asked, output &out);  // the same, and then what is added: -f
 void show_list(const request &asked, output &out);
 void show_headers(const request &asked, output &out);
-void show_verdicts(const request &asked, output &out);
+void show_fates(const request &asked, output &out);
 void show_maps(const request &asked, output &out);
 void show_salvage(const request &asked, output &out);
 void show_statistics(const request &asked, output &out);
 void show_preserved(const request &asked, output &out);
+
+// --- what the jobs share ---
+
+// Reads a file whole. False after it was reported that it cannot be read.
+[[nodiscard]] bool read_image(const shared::log_file &file, std::vector<uint8_t> &ret_image,
+                              output &out);
+
+// The entry as one of this file, which has to outlive it.
+[[nodiscard]] shown_entry entry_in(const shared::log_file &file, const ring_entry &entry);
 
 }  // namespace vesk::veskshow

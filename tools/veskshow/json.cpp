@@ -1,10 +1,9 @@
 #include "tools/veskshow/json.h"
 
 #include <rapidjson/prettywriter.h>
-#include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 #include <sodium.h>
 
+#include "tools/shared/json.h"
 #include "tools/veskshow/fields.h"
 
 namespace vesk::veskshow {
@@ -22,7 +21,7 @@ struct workshop {
 template <typename Writer>
 void write(Writer &writer, std::string_view name, std::string_view value) {
   writer.Key(name.data(), static_cast<rapidjson::SizeType>(name.size()));
-  writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+  shared::write_string(writer, value);
 }
 
 void store_base64(std::string &out, ring_bytes data) {
@@ -45,7 +44,7 @@ void append_object(std::string &out, const shown_entry &shown, const entry_style
   value.clear();
   append_cursor(value, shown);
   write(writer, "__CURSOR", value);
-  write(writer, "__REALTIME_TIMESTAMP", decimal(stamp_of(shown.entry)));
+  write(writer, "__REALTIME_TIMESTAMP", std::to_string(stamp_of(shown.entry)));
   if (const auto message = message_of(shown.entry)) {
     write(writer, "MESSAGE", *message);
   } else {

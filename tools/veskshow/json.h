@@ -7,7 +7,7 @@
 
 namespace vesk::veskshow {
 
-// One object on a line of its own, with the fields of veskshow_fields.h. All values are strings.
+// One object on a line of its own, with the fields of fields.h. All values are strings.
 void append_json(std::string &out, const shown_entry &shown, const entry_style &style);
 
 // The same object, each field on a line of its own.

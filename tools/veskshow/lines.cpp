@@ -1,8 +1,6 @@
 #include "tools/veskshow/lines.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <ctime>
 
 #include "tools/shared/text.h"
 #include "tools/shared/time.h"
@@ -39,47 +37,24 @@ class painted {
 
 // --- the time ---
 
-// "+02:00", by which the zone's time differed from UTC at that moment.
-void append_zone_offset(std::string &out, uint32_t secs, shared::time_zone zone) {
-  const time_t time = secs;
-  struct tm parts = {};
-  if (zone == shared::time_zone::local) localtime_r(&time, &parts);
-  const long minutes = std::abs(parts.tm_gmtoff) / 60;
-  const auto append_two = [&out](long number) {
-    out += static_cast<char>('0' + number / 10);
-    out += static_cast<char>('0' + number % 10);
-  };
-  out += parts.tm_gmtoff < 0 ? '-' : '+';
-  append_two(minutes / 60);
-  out += ':';
-  append_two(minutes % 60);
-}
-
 void append_time(std::string &out, const ring_entry &entry, const entry_style &style) {
   const painted as(out, dim, style);
   if (style.format == output_format::short_unix) {
-    out += decimal(entry.secs);
+    out += std::to_string(entry.secs);
     shared::append_usecs(out, entry.usecs);
     return;
   }
-  const size_t start = out.size();
-  shared::append_date_time(out, entry.secs, style.zone);
+  const bool iso = style.format == output_format::short_iso;
+  shared::append_date_time(out, entry.secs, style.zone, iso ? 'T' : ' ');
   shared::append_usecs(out, entry.usecs);
-  if (style.format == output_format::short_iso) {
-    std::replace(out.begin() + static_cast<ptrdiff_t>(start), out.end(), ' ', 'T');
-    append_zone_offset(out, entry.secs, style.zone);
-  }
+  if (iso) shared::append_zone_offset(out, entry.secs, style.zone);
 }
 
 // --- who and where ---
 
-void append_name(std::string &out, const std::map<uint16_t, std::string> &names, uint16_t number) {
+void append_name(std::string &out, const numbered_names &names, uint16_t number) {
   const std::string *name = find_name(names, number);
-  if (name) {
-    shared::append_safely(out, *name);
-  } else {
-    out += decimal(number);
-  }
+  out += name ? shared::safely(*name) : std::to_string(number);
 }
 
 std::string_view short_name(const shown_entry &shown) {
@@ -114,20 +89,15 @@ void append_field(std::string &out, std::string_view name, std::string_view valu
   out.append("    ").append(name).append("=").append(value).append("\n");
 }
 
-void put_hex(std::string &line, size_t column, size_t byte) {
-  constexpr char digits[] = "0123456789abcdef";
-  line[column] = digits[byte >> 4 & 0xF];
-  line[column + 1] = digits[byte & 0xF];
-}
-
 // "00000010  67 61 6d 6d 61 20 72 61  79 00 00 00              |gamma ray...|"
 void append_dump_line(std::string &out, size_t offset, ring_bytes bytes) {
-  constexpr size_t hex_column = 10, half = 8, text_column = 60;
-  std::string line(text_column, ' ');
-  for (size_t i = 0; i < 4; ++i) put_hex(line, 2 * i, offset >> (24 - 8 * i));
+  constexpr size_t half = 8, text_column = 60;
+  std::string line = shared::formatted("%08zx ", offset);
   for (size_t i = 0; i < bytes.size(); ++i) {
-    put_hex(line, hex_column + 3 * i + (i < half ? 0 : 1), bytes[i]);
+    line += i == half ? "  " : " ";
+    shared::append_hex(line, bytes.subspan(i, 1));
   }
+  line.resize(text_column, ' ');
   line += '|';
   for (const uint8_t byte : bytes) {
     line += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
@@ -153,7 +123,7 @@ void append_verbose(std::string &out, const shown_entry &shown, const entry_styl
     append_field(out, name, value);
   });
   if (const auto message = message_of(shown.entry)) {
-    append_field(out, "MESSAGE", safe_text(*message));
+    append_field(out, "MESSAGE", shared::safely(*message));
   } else {
     out += "    VESK_DATA=";
     shared::append_hex(out, shown.entry.data);

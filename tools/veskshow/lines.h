@@ -13,7 +13,7 @@ namespace vesk::veskshow {
 // salvaged entry is: "(likely) text".
 void append_short(std::string &out, const shown_entry &shown, const entry_style &style);
 
-// The time and the cursor, and below it each field of veskshow_fields.h indented on a line of its
+// The time and the cursor, and below it each field of fields.h indented on a line of its
 // own, all of the data among them.
 void append_verbose(std::string &out, const shown_entry &shown, const entry_style &style);
 

@@ -3,9 +3,9 @@
 #include <vector>
 
 #include "forecast/vesk_forecast.h"
-#include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
 #include "tools/shared/repairs.h"
+#include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
 #include "tools/veskshow/table.h"
 
@@ -13,19 +13,14 @@ namespace vesk::veskshow {
 
 namespace {
 
-// The catalogue has no type 0.
-uint32_t type_of(const shared::log_file &file) {
-  return file.row ? file.row->file_type() : 0;
-}
-
 std::string why(const file_forecast &foretold) {
   std::string text = shared::damage_text({foretold.offset, foretold.reason});
   if (!foretold.repair_failure.empty()) text += "; the repair fails: " + foretold.repair_failure;
   return text;
 }
 
-std::string verdict(const shared::log_file &file, const file_forecast &foretold,
-                    const ring_summary &summary) {
+std::string fate_cell(const shared::log_file &file, const file_forecast &foretold,
+                      const ring_summary &summary) {
   const std::string damage = summary.damage ? shared::damage_text(*summary.damage) : "";
   if (!file.row) return damage.empty() ? unknown_cell : unknown_cell + (": " + damage);
   const std::string fate(fate_name(foretold.fate));
@@ -42,18 +37,16 @@ std::vector<std::string> row_of(const shared::log_file &file, size_t size,
                                 const entry_style &style) {
   const auto &ring = summary.state;
   return {
-      file.row ? std::to_string(type_of(file)) : unknown_cell,
-      safe_cell(file.name),
+      file.row ? std::to_string(shared::type_of(file)) : unknown_cell,
+      shared::safely(file.name),
       file.row ? sender_cell(file.row->owner(), *style.names) : unknown_cell,
       std::to_string(size),
       ring ? std::to_string(fill_percent(*ring)) + "%" : unknown_cell,
       ring ? std::to_string(summary.entries) : unknown_cell,
       time_cell(secs_of(summary.oldest), style.zone),
       time_cell(secs_of(summary.newest), style.zone),
-      !ring             ? unknown_cell
-      : ring->wrapped() ? "yes"
-                        : "no",
-      verdict(file, foretold, summary),
+      ring ? (ring->wrapped() ? "yes" : "no") : unknown_cell,
+      fate_cell(file, foretold, summary),
   };
 }
 
@@ -79,13 +72,9 @@ void show_list(const request &asked, output &out) {
   shared::repairs_end repairs;
   std::vector<uint8_t> image;
   for (const shared::log_file &file : asked.files) {
-    if (auto reason = read_ring_image(file.path, shared::capacity_of(file), image);
-        !reason.empty()) {
-      out.problem(file.path, reason);
-      continue;
-    }
+    if (!read_image(file, image, out)) continue;
     const ring_summary summary = summarize(image, shared::capacity_of(file));
-    const file_forecast foretold = forecast(type_of(file), image, repairs.before(file));
+    const file_forecast foretold = forecast(shared::type_of(file), image, repairs.before(file));
     list.add(row_of(file, image.size(), summary, foretold, asked.style));
     any = true;
     if (summary.damage || foretold.fate != file_fate::keep) out.status = exit_problem;

@@ -6,7 +6,6 @@
 #include <cstdio>
 #include <ctime>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "tools/veskshow/filter.h"
@@ -21,11 +20,11 @@ std::vector<shared::log_file> all_files(const options &wanted, output &out) {
   const std::string &directory = wanted.directory;
   struct stat status;
   if (stat(directory.c_str(), &status) != 0) {
-    out.problem(directory, std::generic_category().message(errno));
+    out.problem(directory, errno_text(errno));
     return {};
   }
   if (!S_ISDIR(status.st_mode)) {
-    out.problem(directory, std::generic_category().message(ENOTDIR));
+    out.problem(directory, errno_text(ENOTDIR));
     return {};
   }
   if (wanted.follow) return shared::possible_files(directory);
@@ -56,7 +55,7 @@ void do_job(const request &asked, output &out) {
     case job::header:
       return show_headers(asked, out);
     case job::verify:
-      return show_verdicts(asked, out);
+      return show_fates(asked, out);
     case job::map:
       return show_maps(asked, out);
     case job::salvage:
@@ -83,13 +82,9 @@ int run(const options &wanted) {
   name_table names;
   entry_filter filter;
   if (!wanted.names_file.empty()) {
-    if (auto reason = read_names(wanted.names_file, names); !reason.empty()) {
-      return usage_error(reason);
-    }
+    if (failure why = read_names(wanted.names_file, names)) return usage_error(why.reason);
   }
-  if (auto reason = make_filter(wanted, names, now(), filter); !reason.empty()) {
-    return usage_error(reason);
-  }
+  if (failure why = make_filter(wanted, names, now(), filter)) return usage_error(why.reason);
 
   output out;
   out.color = wants_color(wanted);
@@ -103,7 +98,7 @@ int run(const options &wanted) {
 }
 
 }  // namespace
-}  // namespace vesk::veskshow::veskshow
+}  // namespace vesk::veskshow
 
 int main(int argc, char **argv) {
   vesk::veskshow::options wanted;

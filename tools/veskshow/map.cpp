@@ -1,15 +1,15 @@
 #include "tools/veskshow/map.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
+#include <iterator>
 #include <string_view>
 #include <vector>
 
-#include "reader/vesk_ring_image.h"
+#include "tools/shared/terminal.h"
+#include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
 #include "tools/veskshow/table.h"
 
@@ -34,28 +34,15 @@ constexpr mark end_mark = {']', "1;33"};
 constexpr mark start_and_end_mark = {'|', "1;33"};
 
 constexpr mark mark_of(ring_part part) {
-  switch (part) {
-    case ring_part::header:
-      return {'h', "36"};
-    case ring_part::free:
-      return {'.', ""};
-    case ring_part::stale:
-      return {'~', "2"};
-    case ring_part::not_reached:
-      return {'?', "35"};
-    case ring_part::null:
-      return {'o', "34"};
-    case ring_part::live:
-      return {'#', "32"};
-    case ring_part::damage:
-      return {'!', "1;31"};
-  }
-  return {'?', ""};
+  constexpr mark in_order_of_parts[] = {{'h', "36"}, {'.', ""},   {'~', "2"},   {'?', "35"},
+                                        {'o', "34"}, {'#', "32"}, {'!', "1;31"}};
+  static_assert(std::size(in_order_of_parts) == static_cast<size_t>(ring_part::damage) + 1);
+  return in_order_of_parts[static_cast<size_t>(part)];
 }
 
 // --- the picture ---
 
-// Where the ring starts and ends stands over all parts but damage.
+// Where the ring starts and ends stands over all parts except damage.
 std::vector<mark> marks_of(const ring_map &map, uint32_t bytes_per_cell) {
   const std::vector<ring_part> cells = cells_of(map, bytes_per_cell);
   std::vector<mark> marks;
@@ -120,19 +107,6 @@ void append_totals(std::string &out, const ring_map &map) {
   out += '\n';
 }
 
-// --- the terminal ---
-
-size_t columns_of(int fd) {
-  struct winsize size {};
-  return ioctl(fd, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
-}
-
-size_t number_in(std::string_view text) {
-  size_t number = 0;
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), number);
-  return parsed.ec == std::errc() && parsed.ptr == text.data() + text.size() ? number : 0;
-}
-
 // --- the job ---
 
 struct picture_style {
@@ -142,7 +116,7 @@ struct picture_style {
 
 void append_heading(std::string &out, const shared::log_file &file, uint32_t capacity,
                     uint32_t bytes_per_cell) {
-  out += "\n" + safe_cell(file.path) + ": " + std::to_string(capacity) + " bytes, " +
+  out += "\n" + shared::safely(file.path) + ": " + std::to_string(capacity) + " bytes, " +
          std::to_string(bytes_per_cell) + " to a character\n";
 }
 
@@ -197,10 +171,11 @@ void append_legend(std::string &out, bool color) {
 }
 
 size_t terminal_columns() {
-  size_t columns = columns_of(STDOUT_FILENO);
+  size_t columns = shared::columns_of_terminal(STDOUT_FILENO);
   if (columns == 0) {
     const char *variable = std::getenv("COLUMNS");
-    columns = variable ? number_in(variable) : columns_of(STDIN_FILENO);
+    columns = variable ? shared::number_in<size_t>(variable).value_or(0)
+                       : shared::columns_of_terminal(STDIN_FILENO);
   }
   return columns == 0 ? default_columns : std::min(columns, columns_at_most);
 }
@@ -210,11 +185,7 @@ void show_maps(const request &asked, output &out) {
   std::vector<uint8_t> image;
   bool any = false;
   for (const shared::log_file &file : asked.files) {
-    if (auto reason = read_ring_image(file.path, shared::capacity_of(file), image);
-        !reason.empty()) {
-      out.problem(file.path, reason);
-      continue;
-    }
+    if (!read_image(file, image, out)) continue;
     any = show_map(file, image, style, !any, out) || any;
   }
 }

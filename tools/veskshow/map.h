@@ -17,7 +17,7 @@ struct map_scale {
   size_t offset_width;   // of the offset before each row
 };
 
-map_scale scale_of(uint32_t capacity, size_t columns);
+[[nodiscard]] map_scale scale_of(uint32_t capacity, size_t columns);
 
 // Appends the rows of a map that is not empty, and below them a line with the totals.
 void append_map(std::string &out, const ring_map &map, const map_scale &scale, bool color);
@@ -28,6 +28,6 @@ void append_legend(std::string &out, bool color);
 // Of the terminal that standard output is, else as the environment has it in COLUMNS. Where that
 // says nothing, of the terminal that standard input is: a pager lies between this program and the
 // terminal then. Else 80. Never more than 1000.
-size_t terminal_columns();
+[[nodiscard]] size_t terminal_columns();
 
 }  // namespace vesk::veskshow

@@ -12,21 +12,25 @@
 #include <string>
 #include <string_view>
 
+#include "base/vesk_failure.h"
+
 namespace vesk::veskshow {
 
+using numbered_names = std::map<uint16_t, std::string>;
+
 struct name_table {
-  std::map<uint16_t, std::string> uuids;
-  std::map<uint16_t, std::string> types;
+  numbered_names uuids;
+  numbered_names types;
 };
 
-// Reads the file into `names`. Returns an empty string, or what is wrong, with the line's number.
-std::string read_names(const std::string &path, name_table &names);
+// Reads the file. What is wrong comes with the line's number.
+failure read_names(const std::string &path, name_table &ret_names);
 
-// The name of a number, or the number itself in decimal.
-std::string name_of(const std::map<uint16_t, std::string> &names, uint16_t number);
+// The name of a number, or null.
+[[nodiscard]] const std::string *find_name(const numbered_names &names, uint16_t number);
 
 // The number that was typed, or that has the typed name; empty when it is neither.
-std::optional<uint16_t> number_of(const std::map<uint16_t, std::string> &names,
-                                  std::string_view typed);
+[[nodiscard]] std::optional<uint16_t> number_of(const numbered_names &names,
+                                                std::string_view typed);
 
 }  // namespace vesk::veskshow

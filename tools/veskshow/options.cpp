@@ -1,11 +1,11 @@
 #include "tools/veskshow/options.h"
 
 #include <CLI/CLI.hpp>
-#include <charconv>
 #include <cstdio>
 #include <map>
+#include <set>
 
-#include "tools/shared/preserve.h"
+#include "tools/shared/text.h"
 #include "tools/veskshow/output.h"
 
 namespace vesk::veskshow {
@@ -81,168 +81,129 @@ CLI::Validator not_empty() {
       [](const std::string &typed) { return typed.empty() ? "is empty" : std::string(); }, "");
 }
 
-std::optional<size_t> as_count(const std::string &typed) {
-  size_t count = 0;
-  const char *end = typed.data() + typed.size();
-  const auto parsed = std::from_chars(typed.data(), end, count);
-  if (parsed.ec != std::errc() || parsed.ptr != end) return {};
-  return count;
-}
-
-CLI::Validator is_count() {
+CLI::Validator is_number(size_t least, size_t most, const std::string &meaning) {
   return CLI::Validator(
-      [](const std::string &typed) {
-        return as_count(typed) ? std::string() : "'" + typed + "' is no number of entries";
+      [=](const std::string &typed) {
+        const auto number = shared::number_in<size_t>(typed);
+        const bool fits = number && *number >= least && *number <= most;
+        return fits ? std::string() : "'" + typed + "' is no number of " + meaning;
       },
       "");
 }
 
-// Up to a TiB.
-CLI::Validator is_limit() {
-  return CLI::Validator(
-      [](const std::string &typed) {
-        const auto limit = as_count(typed);
-        return limit && *limit > 0 && *limit <= size_t{1} << 20
-                   ? std::string()
-                   : "'" + typed + "' is no number of MiB, 1 to 1048576";
-      },
-      "");
+template <typename T>
+void add_word(CLI::App &app, const char *names, const std::map<std::string, T> &known, T &ret_value,
+              const char *meaning, const char *help) {
+  app.add_option_function<std::string>(
+         names, [&](const std::string &typed) { ret_value = known.at(typed); }, help)
+      ->type_name(meaning)
+      ->check(one_of(known));
 }
 
-// What was typed, before it becomes part of the options.
-struct typed {
-  std::string lines;
-  std::string preserve_limit;
-  std::string format = "short";
-  std::string color = "auto";
-  bool utc = false;
-  bool no_pager = false;
-  std::map<job, bool> jobs;
-};
+void add_text(CLI::App &app, const char *names, std::string &ret_value, const char *meaning,
+              const char *help) {
+  app.add_option(names, ret_value, help)->type_name(meaning)->check(not_empty());
+}
 
-void add_what(CLI::App &app, options &wanted) {
-  app.add_option("FILE|NAME|TYPE", wanted.arguments,
+void add_texts(CLI::App &app, const char *names, std::vector<std::string> &ret_values,
+               const char *meaning, const char *help) {
+  app.add_option(names, ret_values, help)
+      ->type_name(meaning)
+      ->expected(1)
+      ->allow_extra_args(false)
+      ->take_all();
+}
+
+void add_number(CLI::App &app, const char *names, std::optional<size_t> &ret_value,
+                const char *meaning, const CLI::Validator &check, const char *help) {
+  app.add_option_function<std::string>(
+         names, [&](const std::string &typed) { ret_value = shared::number_in<size_t>(typed); },
+         help)
+      ->type_name(meaning)
+      ->check(check);
+}
+
+void add_what(CLI::App &app, options &ret_wanted) {
+  app.add_option("FILE|NAME|TYPE", ret_wanted.arguments,
                  "Files, not all of /mnt/vesk: by path, by name as in\n"
                  "the list, or by file type")
       ->type_name("")
       ->take_all();
-  app.add_option("-D,--directory", wanted.directory, "Where the files are, not in /mnt/vesk")
-      ->type_name("DIR")
-      ->check(not_empty())
-      ->each([&wanted](const std::string &) { wanted.directory_given = true; });
+  add_text(app, "-D,--directory", ret_wanted.directory, "DIR",
+           "Where the files are, not in /mnt/vesk");
 }
 
-void add_choice(CLI::App &app, options &wanted, typed &words) {
-  constexpr char group[] = "Which entries";
-  app.add_option("-S,--since", wanted.since, "Not older than this")
-      ->type_name("TIME")
-      ->check(not_empty())
-      ->group(group);
-  app.add_option("-U,--until", wanted.until, "Not newer than this")
-      ->type_name("TIME")
-      ->check(not_empty())
-      ->group(group);
-  app.add_option("-u,--uuid", wanted.uuids, "Of this sender; may be given several times")
-      ->type_name("UUID")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all()
-      ->group(group);
-  app.add_option("-t,--type", wanted.types, "Of this object type; may be given several times")
-      ->type_name("TYPE")
-      ->expected(1)
-      ->allow_extra_args(false)
-      ->take_all()
-      ->group(group);
-  app.add_option("-g,--grep", wanted.pattern,
+void add_choice(CLI::App &app, options &ret_wanted) {
+  app.option_defaults()->group("Which entries");
+  add_text(app, "-S,--since", ret_wanted.since, "TIME", "Not older than this");
+  add_text(app, "-U,--until", ret_wanted.until, "TIME", "Not newer than this");
+  add_texts(app, "-u,--uuid", ret_wanted.uuids, "UUID",
+            "Of this sender; may be given several times");
+  add_texts(app, "-t,--type", ret_wanted.types, "TYPE",
+            "Of this object type; may be given several times");
+  app.add_option("-g,--grep", ret_wanted.pattern,
                  "Whose text matches this regular expression; case\n"
                  "matters only where it has a capital letter")
-      ->type_name("PATTERN")
-      ->each([&wanted](const std::string &) { wanted.pattern_given = true; })
-      ->group(group);
-  app.add_option("-n,--lines", words.lines, "The newest N of them at most")
-      ->type_name("N")
-      ->check(is_count())
-      ->group(group);
-  app.add_flag("-r,--reverse", wanted.reverse, "The newest first")->group(group);
-  app.add_flag("-f,--follow", wanted.follow,
+      ->type_name("PATTERN");
+  add_number(app, "-n,--lines", ret_wanted.last, "N", is_number(0, SIZE_MAX, "entries"),
+             "The newest N of them at most");
+  app.add_flag("-r,--reverse", ret_wanted.reverse, "The newest first");
+  app.add_flag("-f,--follow", ret_wanted.follow,
                "The last 10, or as -n or -S says, and then what is\n"
-               "added until Ctrl-C")
-      ->group(group);
+               "added until Ctrl-C");
 }
 
-void add_form(CLI::App &app, options &wanted, typed &words) {
-  constexpr char group[] = "How they are shown";
-  app.add_option("-o,--output", words.format,
-                 "short, short-iso, short-unix, verbose, json,\n"
-                 "json-pretty, export, cat, hex or raw")
-      ->type_name("FORMAT")
-      ->check(one_of(formats))
-      ->group(group);
-  app.add_flag("--utc", words.utc, "Times in UTC instead of the local time zone")->group(group);
-  app.add_option("--names", wanted.names_file,
-                 "Names for senders and types, lines of \"uuid|type NUMBER NAME\"")
-      ->type_name("FILE")
-      ->check(not_empty())
-      ->group(group);
-  app.add_option("--color", words.color, "auto, always or never")
-      ->type_name("WHEN")
-      ->check(one_of(whens))
-      ->group(group);
-  app.add_flag("--no-pager", words.no_pager, "Straight to the terminal")->group(group);
-  app.add_flag("-q,--quiet", wanted.quiet, "Without notes, such as that there are no entries")
-      ->group(group);
+void add_form(CLI::App &app, options &ret_wanted) {
+  app.option_defaults()->group("How they are shown");
+  add_word(app, "-o,--output", formats, ret_wanted.format, "FORMAT",
+           "short, short-iso, short-unix, verbose, json,\n"
+           "json-pretty, export, cat, hex or raw");
+  app.add_flag_callback(
+      "--utc", [&] { ret_wanted.zone = shared::time_zone::utc; },
+      "Times in UTC instead of the local time zone");
+  add_text(app, "--names", ret_wanted.names_file, "FILE",
+           "Names for senders and types, lines of \"uuid|type NUMBER NAME\"");
+  add_word(app, "--color", whens, ret_wanted.color, "WHEN", "auto, always or never");
+  app.add_flag_callback(
+      "--no-pager", [&] { ret_wanted.pager = false; }, "Straight to the terminal");
+  app.add_flag("-q,--quiet", ret_wanted.quiet, "Without notes, such as that there are no entries");
 }
 
-void add_jobs(CLI::App &app, options &wanted, typed &words) {
-  constexpr char group[] = "Something else than entries";
-  app.add_flag("--list", words.jobs[job::list], "The files: fill, ages, and whether they are sound")
-      ->group(group);
-  app.add_flag("--header", words.jobs[job::header], "What the files' global headers say")
-      ->group(group);
-  app.add_flag("--verify", words.jobs[job::verify],
-               "Damage, and what the daemon's next first start would do with each file")
-      ->group(group);
-  app.add_flag("--map", words.jobs[job::map], "A picture of each ring")->group(group);
-  app.add_flag("--salvage", words.jobs[job::salvage],
-               "Every entry that can still be had from damaged files,\n"
-               "removed files' bytes or flash images")
-      ->group(group);
-  app.add_flag("--stats", words.jobs[job::stats],
-               "Entries, bytes and rates by sender, and how long entries live")
-      ->group(group);
-  app.add_option("--preserve", wanted.preserve_directory,
-                 "Copy what the daemon's next first start would change or\n"
-                 "remove to this directory, before it does")
-      ->type_name("DIR")
-      ->check(not_empty())
-      ->each([&words](const std::string &) { words.jobs[job::preserve] = true; })
-      ->group(group);
-  app.add_option("--preserve-limit", words.preserve_limit,
-                 "How much all copies there may take; the oldest go first\n"
-                 "(default: 64)")
-      ->type_name("MIB")
-      ->check(is_limit())
-      ->group(group);
+void add_jobs(CLI::App &app, options &ret_wanted, std::set<job> &ret_jobs) {
+  app.option_defaults()->group("Something else than entries");
+  const auto add_flag = [&](const char *name, job what, const char *help) {
+    app.add_flag_callback(
+        name, [&ret_jobs, what] { ret_jobs.insert(what); }, help);
+  };
+  add_flag("--list", job::list, "The files: fill, ages, and whether they are sound");
+  add_flag("--header", job::header, "What the files' global headers say");
+  add_flag("--verify", job::verify,
+           "Damage, and what the daemon's next first start would do with each file");
+  add_flag("--map", job::map, "A picture of each ring");
+  add_flag("--salvage", job::salvage,
+           "Every entry that can still be had from damaged files,\n"
+           "removed files' bytes or flash images");
+  add_flag("--stats", job::stats, "Entries, bytes and rates by sender, and how long entries live");
+  add_text(app, "--preserve", ret_wanted.preserve_directory, "DIR",
+           "Copy what the daemon's next first start would change or\n"
+           "remove to this directory, before it does");
+  constexpr size_t one_tib = size_t{1} << 20;
+  add_number(app, "--preserve-limit", ret_wanted.preserve_limit, "MIB",
+             is_number(1, one_tib, "MiB, 1 to 1048576"),
+             "How much all copies there may take; the oldest go first\n"
+             "(default: 64)");
 }
 
-void settle_job(const typed &words, options &wanted) {
-  for (const auto &[what, asked] : words.jobs) {
-    if (!asked) continue;
-    if (wanted.what != job::entries) {
-      throw CLI::ValidationError(
-          "only one of --list, --header, --verify, --map, --salvage, --stats and --preserve at a "
-          "time");
-    }
-    wanted.what = what;
+void settle_job(const std::set<job> &jobs, options &ret_wanted) {
+  if (jobs.size() > 1) {
+    throw CLI::ValidationError(
+        "only one of --list, --header, --verify, --map, --salvage, --stats and --preserve at a "
+        "time");
   }
-}
-
-void settle_limit(const typed &words, options &wanted) {
-  wanted.preserve_limit = shared::preserve_limit_mib;
-  if (words.preserve_limit.empty()) return;
-  if (wanted.what != job::preserve) throw CLI::RequiresError("--preserve-limit", "--preserve");
-  wanted.preserve_limit = static_cast<uint32_t>(*as_count(words.preserve_limit));
+  if (!jobs.empty()) ret_wanted.what = *jobs.begin();
+  if (ret_wanted.preserve_limit && ret_wanted.what != job::preserve) {
+    throw CLI::RequiresError("--preserve-limit", "--preserve");
+  }
 }
 
 // Options that would do nothing are refused: somebody expects something of them.
@@ -288,24 +249,25 @@ bool has_filter(const options &wanted) {
          !wanted.types.empty() || wanted.pattern_given;
 }
 
-std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
-  typed words;
+std::optional<int> parse_command_line(int argc, char **argv, options &ret_wanted) {
+  std::set<job> jobs;
   CLI::App app(description, "veskshow");
   app.footer(epilogue);
   app.get_formatter()->label("Positionals", "What to show");
   app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
   app.set_help_flag("-h,--help", "Show this help");
   app.set_version_flag("--version", "veskshow " VESK_VERSION_TEXT, "Show the version");
-  add_what(app, wanted);
-  add_choice(app, wanted, words);
-  add_form(app, wanted, words);
-  add_jobs(app, wanted, words);
+  add_what(app, ret_wanted);
+  add_choice(app, ret_wanted);
+  add_form(app, ret_wanted);
+  add_jobs(app, ret_wanted, jobs);
   try {
     app.parse(argc, argv);
-    settle_job(words, wanted);
-    settle_limit(words, wanted);
-    if (!words.lines.empty()) wanted.last = as_count(words.lines);
-    check_that_options_fit(wanted, app.count("--output") > 0);
+    ret_wanted.directory_given = app.count("--directory") > 0;
+    ret_wanted.pattern_given = app.count("--grep") > 0;
+    if (app.count("--preserve") > 0) jobs.insert(job::preserve);
+    settle_job(jobs, ret_wanted);
+    check_that_options_fit(ret_wanted, app.count("--output") > 0);
   } catch (const CLI::CallForHelp &) {
     std::fputs(help_text(app).c_str(), stdout);
     return exit_fine;
@@ -314,10 +276,6 @@ std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
   } catch (const CLI::ParseError &error) {
     return usage_error(reason_of(error));
   }
-  wanted.format = formats.at(words.format);
-  wanted.color = whens.at(words.color);
-  wanted.zone = words.utc ? shared::time_zone::utc : shared::time_zone::local;
-  wanted.pager = !words.no_pager;
   return {};
 }
 

@@ -36,7 +36,7 @@ struct options {
 
   job what = job::entries;
   std::string preserve_directory;
-  uint32_t preserve_limit = 0;  // in MiB
+  std::optional<size_t> preserve_limit;  // in MiB
   output_format format = output_format::short_full;
   shared::time_zone zone = shared::time_zone::local;
   std::string names_file;  // empty when there is none
@@ -57,10 +57,10 @@ struct options {
 };
 
 // Whether any option chooses among the entries.
-bool has_filter(const options &wanted);
+[[nodiscard]] bool has_filter(const options &wanted);
 
 // Reads the command line. Returns nothing when the program is to go on, else the exit status, after
 // printing the help, the version, or on standard error what is wrong.
-std::optional<int> parse_command_line(int argc, char **argv, options &wanted);
+[[nodiscard]] std::optional<int> parse_command_line(int argc, char **argv, options &ret_wanted);
 
 }  // namespace vesk::veskshow

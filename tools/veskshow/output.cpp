@@ -5,16 +5,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
 
+#include "base/vesk_failure.h"
 #include "tools/shared/text.h"
 
 namespace vesk::veskshow {
 
 int usage_error(std::string_view reason) {
-  std::string line = "veskshow: ";
-  shared::append_safely(line, reason);
-  std::fprintf(stderr, "%s\nTry 'veskshow --help'.\n", line.c_str());
+  std::fprintf(stderr, "veskshow: %s\nTry 'veskshow --help'.\n", shared::safely(reason).c_str());
   return exit_usage;
 }
 
@@ -28,8 +26,7 @@ void output::flush() {
   if (!written || std::fflush(stdout) != 0) {
     // EINTR: a signal that ends the following of files.
     if (errno == EPIPE || errno == EINTR) std::exit(status);
-    std::fprintf(stderr, "veskshow: cannot write: %s\n",
-                 std::generic_category().message(errno).c_str());
+    std::fprintf(stderr, "veskshow: cannot write: %s\n", errno_text(errno).c_str());
     std::exit(exit_problem);
   }
   text.clear();
@@ -41,8 +38,7 @@ void output::flush_when_large() {
 
 void output::problem(std::string_view subject, std::string_view reason) {
   flush();
-  std::string line = "veskshow: ";
-  shared::append_safely(line, subject);
+  std::string line = "veskshow: " + shared::safely(subject);
   line.append(": ").append(reason).append("\n");
   std::fputs(line.c_str(), stderr);
   status = exit_problem;
@@ -50,9 +46,7 @@ void output::problem(std::string_view subject, std::string_view reason) {
 
 void output::note(std::string_view line) {
   flush();
-  std::string safe;
-  shared::append_safely(safe, line);
-  std::fprintf(stderr, "%s\n", safe.c_str());
+  std::fprintf(stderr, "%s\n", shared::safely(line).c_str());
 }
 
 }  // namespace vesk::veskshow

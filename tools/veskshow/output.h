@@ -14,10 +14,10 @@ enum exit_status {
 };
 
 // Says on standard error what is wrong with the command line. Returns exit_usage.
-int usage_error(std::string_view reason);
+[[nodiscard]] int usage_error(std::string_view reason);
 
 // Whether standard output is a terminal, and one that understands control sequences.
-bool shows_on_terminal();
+[[nodiscard]] bool shows_on_terminal();
 
 class output {
  public:

@@ -22,7 +22,7 @@ namespace {
 // lines run on, says where in the text it is, and quits on Ctrl-C.
 constexpr char less_options[] = "FRSXMK";
 
-// A shell's word that a command cannot be run, or is not there.
+// A shell's exit status where a command cannot be run, or is not there.
 constexpr int shell_cannot_run = 126;
 constexpr int shell_not_found = 127;
 
@@ -61,7 +61,7 @@ std::string pager_command() {
 }
 
 [[noreturn]] void become_pager(const std::string &command, int input) {
-  ::dup2(input, STDIN_FILENO);
+  dup2(input, STDIN_FILENO);
   setenv("LESS", less_options, 0);
   execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
   std::perror("veskshow: /bin/sh");
@@ -90,13 +90,13 @@ void start_pager(const options &wanted) {
   if (!wanted.pager || !is_for_people(wanted) || !shows_on_terminal()) return;
   const std::string command = pager_command();
   std::array<int, 2> pipe{};
-  if (command.empty() || ::pipe2(pipe.data(), O_CLOEXEC) != 0) return;
+  if (command.empty() || pipe2(pipe.data(), O_CLOEXEC) != 0) return;
 
   process = fork();
   if (process == 0) become_pager(command, pipe[0]);
   if (process > 0) {
-    ::dup2(pipe[1], STDOUT_FILENO);
-    if (isatty(STDERR_FILENO) == 1) ::dup2(pipe[1], STDERR_FILENO);
+    dup2(pipe[1], STDOUT_FILENO);
+    if (isatty(STDERR_FILENO) == 1) dup2(pipe[1], STDERR_FILENO);
     for (const int signal : {SIGINT, SIGQUIT, SIGPIPE}) std::signal(signal, SIG_IGN);
     std::atexit(wait_for_pager);
   }

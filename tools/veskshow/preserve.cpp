@@ -18,8 +18,8 @@ std::vector<shared::evidence> find_evidence(const request &asked, output &out) {
   std::vector<shared::evidence> found;
   for (const shared::log_file &file : asked.files) {
     shared::evidence seen{};
-    if (auto reason = shared::examine(file, ended.before(file), seen); !reason.empty()) {
-      out.problem(file.path, reason);
+    if (failure why = shared::examine(file, ended.before(file), seen)) {
+      out.problem(file.path, why.reason);
     } else if (seen.foretold.fate != file_fate::keep) {
       found.push_back(std::move(seen));
     }
@@ -29,14 +29,12 @@ std::vector<shared::evidence> find_evidence(const request &asked, output &out) {
 
 void show(const shared::preserve_result &result, output &out) {
   for (const std::string &path : result.evicted) {
-    shared::append_safely(out.text, path);
-    out.text += ": removed to make room\n";
+    out.text += shared::safely(path) + ": removed to make room\n";
   }
   for (const shared::preserved_file &file : result.files) {
     if (file.known) continue;
-    out.text.append(file.name).append(": ").append(fate_name(file.fate)).append("; copied to ");
-    shared::append_safely(out.text, file.path);
-    out.text += "\n";
+    out.text.append(file.name).append(": ").append(fate_name(file.fate));
+    out.text += "; copied to " + shared::safely(file.path) + "\n";
   }
   for (const shared::preserve_trouble &trouble : result.troubles) {
     out.problem(trouble.subject, trouble.reason);
@@ -48,10 +46,8 @@ void show(const shared::preserve_result &result, output &out) {
 void show_preserved(const request &asked, output &out) {
   const options &wanted = asked.wanted;
   const std::vector<shared::evidence> found = find_evidence(asked, out);
-  show(preserve({wanted.preserve_directory, uint64_t{wanted.preserve_limit} << 20, wanted.directory,
-                 "start"},
-                found),
-       out);
+  const uint64_t limit = wanted.preserve_limit.value_or(shared::preserve_limit_mib);
+  show(preserve({wanted.preserve_directory, limit << 20, wanted.directory, "start"}, found), out);
 }
 
 }  // namespace vesk::veskshow

@@ -1,15 +1,13 @@
 // Every entry that can still be had from a file, whatever it has become.
 #include "reader/vesk_salvage.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <system_error>
+#include <numeric>
 
-#include "base/vesk_fd.h"
 #include "reader/vesk_ring_image.h"
 #include "tools/veskshow/filter.h"
 #include "tools/veskshow/jobs.h"
@@ -18,20 +16,12 @@ namespace vesk::veskshow {
 
 namespace {
 
-std::string system_reason(int error) {
-  return std::generic_category().message(error);
-}
-
 // What was found in one file.
 struct tally {
   std::array<size_t, certainty_count> shown{};  // by certainty, the least first
-  bool all_in_chain = true;                     // those that the filter keeps back as well
+  bool all_in_chain = true;                     // those that the filter leaves out included
 
-  size_t total() const {
-    size_t sum = 0;
-    for (const size_t count : shown) sum += count;
-    return sum;
-  }
+  size_t total() const { return std::accumulate(shown.begin(), shown.end(), size_t{0}); }
 };
 
 // "7 entries: 3 chain, 2 sure, 1 likely, 1 doubtful".
@@ -62,7 +52,7 @@ class salvager {
   salvager(const request &asked, const shared::log_file &file, output &out)
       : asked_(asked), file_(file), out_(out) {}
 
-  // Shows what comes to light, and returns the counts.
+  // Shows what is found, and returns the counts.
   tally run(salvage &&search) {
     while (const auto found = search.next()) {
       std::visit([this](const auto &what) { show(what); }, *found);
@@ -80,13 +70,10 @@ class salvager {
     if (!passes(asked_.filter, found.entry)) return;
     ++found_.shown[static_cast<size_t>(found.level)];
     const std::string certainty = certainty_of(found);
-    append_entry(out_.text,
-                 {.entry = found.entry,
-                  .file = file_.row ? file_.row->name : file_.path,
-                  .file_type = file_.row ? file_.row->file_type() : uint32_t{0},
-                  .certainty = certainty,
-                  .base = found.offset - found.entry.offset},
-                 asked_.style);
+    shown_entry shown = entry_in(file_, found.entry);
+    shown.certainty = certainty;
+    shown.base = found.offset - found.entry.offset;
+    append_entry(out_.text, shown, asked_.style);
   }
 
   void show(const salvaged_gheader &found) {
@@ -99,7 +86,7 @@ class salvager {
 
   void show(const unreadable_stretch &found) {
     out_.problem(file_.path, "offset " + std::to_string(found.offset) + " to " +
-                                 std::to_string(found.end) + ": " + system_reason(found.error));
+                                 std::to_string(found.end) + ": " + errno_text(found.error));
   }
 
   const request &asked_;
@@ -116,23 +103,22 @@ off_t length_of(int fd, const struct stat &status) {
 
 // Shows what one file holds, and returns how much of it was wanted.
 size_t show_salvage_of(const request &asked, const shared::log_file &file, output &out) {
-  // Without O_NONBLOCK, opening a FIFO would wait for somebody to write to it.
-  const unique_fd fd(open(file.path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+  const unique_fd fd = open_ring(file.path);
   struct stat status;
   if (!fd || fstat(fd.get(), &status) != 0) {
-    out.problem(file.path, system_reason(errno));
+    out.problem(file.path, errno_text(errno));
     return 0;
   }
   const off_t length = length_of(fd.get(), status);
   if (length < 0) {
-    out.problem(file.path, S_ISDIR(status.st_mode) ? system_reason(EISDIR)
-                                                   : "Neither a file nor a block device");
+    out.problem(file.path,
+                S_ISDIR(status.st_mode) ? errno_text(EISDIR) : "Neither a file nor a block device");
     return 0;
   }
   salvager shows(asked, file, out);
   // A file that cannot be read as a whole may still be readable in parts.
   std::vector<uint8_t> image;
-  if (read_ring_image(file.path, shared::capacity_of(file), image).empty()) {
+  if (!read_ring_image(file.path, shared::capacity_of(file), image)) {
     return shows.run(salvage(image, shared::capacity_of(file))).total();
   }
   return shows.run(salvage(fd.get(), static_cast<uint64_t>(length))).total();

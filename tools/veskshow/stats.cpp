@@ -1,11 +1,10 @@
 // --stats: who wrote how much, and how long entries live.
-#include <cstdio>
 #include <string>
 #include <vector>
 
-#include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_turnover.h"
 #include "reader/vesk_sender_totals.h"
+#include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskshow/filter.h"
 #include "tools/veskshow/jobs.h"
@@ -31,25 +30,18 @@ struct file_turnover {
 
 // --- cells ---
 
-template <typename... Args>
-std::string formatted(const char *format, Args... args) {
-  char buffer[64];
-  const int length = std::snprintf(buffer, sizeof buffer, format, args...);
-  return std::string(buffer, static_cast<size_t>(length));
-}
-
 std::string share_cell(uint64_t bytes, uint64_t all) {
   if (all == 0) return unknown_cell;
-  return formatted("%.1f%%", static_cast<double>(bytes) * 100 / static_cast<double>(all));
+  return shared::formatted("%.1f%%", static_cast<double>(bytes) * 100 / static_cast<double>(all));
 }
 
 // By the hour, or by the day where an hour has less than one entry.
 std::string rate_cell(const sender_totals &totals) {
   const auto per_hour = entries_per_hour(totals);
   if (!per_hour) return unknown_cell;
-  if (*per_hour >= 1) return formatted("%.1f/h", *per_hour);
+  if (*per_hour >= 1) return shared::formatted("%.1f/h", *per_hour);
   const double per_day = *per_hour * 24;
-  return per_day < 0.1 ? "<0.1/d" : formatted("%.1f/d", per_day);
+  return per_day < 0.1 ? "<0.1/d" : shared::formatted("%.1f/d", per_day);
 }
 
 std::string bytes_per_day_cell(const std::optional<write_rate> &rate) {
@@ -57,7 +49,7 @@ std::string bytes_per_day_cell(const std::optional<write_rate> &rate) {
   if (!rate) return unknown_cell;
   const double per_day =
       static_cast<double>(rate->bytes) * usecs_per_day / static_cast<double>(rate->usecs);
-  return formatted(per_day < 10 ? "%.1f" : "%.0f", per_day);
+  return shared::formatted(per_day < 10 ? "%.1f" : "%.0f", per_day);
 }
 
 std::string duration_cell(const std::optional<uint64_t> &usecs) {
@@ -112,7 +104,7 @@ void append_senders(std::string &out, const sender_count &count, const entry_sty
 std::vector<std::string> file_row(const shared::log_file &file, const ring_turnover &turnover,
                                   shared::time_zone zone) {
   return {
-      safe_cell(file.name),
+      shared::safely(file.name),
       turnover.oldest ? time_cell(secs_of(*turnover.oldest), zone) : unknown_cell,
       duration_cell(turnover.span),
       bytes_per_day_cell(turnover.rate),
@@ -150,11 +142,7 @@ std::vector<file_turnover> look_at_all(const request &asked, sender_count &count
   std::vector<file_turnover> files;
   std::vector<uint8_t> image;
   for (const shared::log_file &file : asked.files) {
-    if (auto reason = read_ring_image(file.path, shared::capacity_of(file), image);
-        !reason.empty()) {
-      out.problem(file.path, reason);
-      continue;
-    }
+    if (!read_image(file, image, out)) continue;
     count_senders(file, image, asked.filter, count);
     files.push_back({&file, turnover_of(image, shared::capacity_of(file))});
   }

@@ -11,7 +11,7 @@ namespace {
 
 constexpr size_t gap = 2;
 
-// How many characters a text in UTF-8 has: its bytes but those that continue a character.
+// How many characters a text in UTF-8 has: its bytes except those that continue a character.
 size_t width_of(std::string_view text) {
   const auto begins_character = [](char c) { return (static_cast<uint8_t>(c) & 0xC0) != 0x80; };
   return static_cast<size_t>(std::count_if(text.begin(), text.end(), begins_character));
@@ -52,23 +52,13 @@ void table::append_to(std::string &out) const {
   for (const auto &row : rows_) append_row([&](size_t i) { return std::string_view(row[i]); });
 }
 
-std::string safe_cell(std::string_view text) {
-  std::string cell;
-  shared::append_safely(cell, text);
-  return cell;
-}
-
 std::string bytes_text(uint64_t count) {
   return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
 std::string sender_cell(uint16_t uuid, const name_table &names) {
-  std::string cell = std::to_string(uuid);
-  const auto name = names.uuids.find(uuid);
-  if (name == names.uuids.end()) return cell;
-  cell += " (";
-  shared::append_safely(cell, name->second);
-  return cell += ')';
+  const std::string *name = find_name(names.uuids, uuid);
+  return std::to_string(uuid) + (name ? " (" + shared::safely(*name) + ")" : "");
 }
 
 std::string time_cell(std::optional<uint32_t> secs, shared::time_zone zone) {

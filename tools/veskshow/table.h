@@ -38,16 +38,13 @@ class table {
 // What stands in a cell where nothing is known.
 inline constexpr char unknown_cell[] = "-";
 
-// The text made harmless to a terminal.
-std::string safe_cell(std::string_view text);
-
 // "1 byte", "84 bytes".
-std::string bytes_text(uint64_t count);
+[[nodiscard]] std::string bytes_text(uint64_t count);
 
 // "510", or "510 (kernel)" where the number has a name.
-std::string sender_cell(uint16_t uuid, const name_table &names);
+[[nodiscard]] std::string sender_cell(uint16_t uuid, const name_table &names);
 
 // "2026-01-31 12:00:00", or "-".
-std::string time_cell(std::optional<uint32_t> secs, shared::time_zone zone);
+[[nodiscard]] std::string time_cell(std::optional<uint32_t> secs, shared::time_zone zone);
 
 }  // namespace vesk::veskshow

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "forecast/vesk_forecast.h"
-#include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
 #include "reader/vesk_salvage.h"
 #include "tools/shared/repairs.h"
@@ -171,15 +170,11 @@ void show_unknown(const shared::log_file &file, const ring_summary &summary, out
 
 }  // namespace
 
-void show_verdicts(const request &asked, output &out) {
+void show_fates(const request &asked, output &out) {
   shared::repairs_end ended;
   std::vector<uint8_t> image;
   for (const shared::log_file &file : asked.files) {
-    if (auto reason = read_ring_image(file.path, shared::capacity_of(file), image);
-        !reason.empty()) {
-      out.problem(file.path, reason);
-      continue;
-    }
+    if (!read_image(file, image, out)) continue;
     const ring_summary summary = summarize(image, shared::capacity_of(file));
     if (file.row) {
       show_verdict(file, image, summary, forecast(file.row->file_type(), image, ended.before(file)),

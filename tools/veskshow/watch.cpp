@@ -10,6 +10,7 @@
 #include <csignal>
 
 #include "base/vesk_errno.h"
+#include "tools/shared/files.h"
 
 namespace vesk::veskshow {
 
@@ -18,17 +19,17 @@ namespace {
 // However fast a file is written to, it is looked at no more often than this.
 constexpr std::chrono::milliseconds least_pause{250};
 
-// Not every file system tells of changes, and one that is mounted over the directory does not at
+// Not every file system reports changes, and one that is mounted over the directory does not at
 // first.
 constexpr std::chrono::milliseconds longest_pause{1000};
 
-// Where the signal handler leaves word.
+// What the signal handler writes to.
 int stop_fd = -1;
 
 void stop(int) {
   const errno_keeper keeper;
   const uint64_t one = 1;
-  // It fails only when there is word already.
+  // It fails only when it was written to already.
   [[maybe_unused]] const ssize_t written = write(stop_fd, &one, sizeof one);
 }
 
@@ -42,18 +43,12 @@ void handle(int signal) {
   sigaction(signal, &action, nullptr);
 }
 
-std::string directory_of(const std::string &path) {
-  const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return path.substr(0, slash + 1);
-}
-
 }  // namespace
 
 change_watch::change_watch(const std::vector<std::string> &paths)
-    : changes_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
+    : changes_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)),
       stop_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
-  for (const std::string &path : paths) directories_.push_back(directory_of(path));
+  for (const std::string &path : paths) directories_.push_back(shared::directory_of(path));
   std::sort(directories_.begin(), directories_.end());
   directories_.erase(std::unique(directories_.begin(), directories_.end()), directories_.end());
   watch_directories();

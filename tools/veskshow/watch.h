@@ -17,7 +17,7 @@ class change_watch {
 
   // Waits until one of the files may have changed, a quarter of a second at least. False when there
   // is nothing more to be waited for: the user ended it, or nobody reads standard output any more.
-  bool wait();
+  [[nodiscard]] bool wait();
 
  private:
   bool watch_directories();

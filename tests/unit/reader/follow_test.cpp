@@ -25,9 +25,9 @@ class Follow : public ::testing::Test {
  protected:
   // Writes over the file in place, as the daemon does.
   void write(const std::string &bytes) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT, 0600);
-    EXPECT_EQ(::pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
-    ::close(fd);
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT, 0600);
+    EXPECT_EQ(pwrite(fd, bytes.data(), bytes.size(), 0), static_cast<ssize_t>(bytes.size()));
+    close(fd);
   }
 
   // What is new: the kind of news and the letters of the entries, and damage behind a "!".
@@ -37,7 +37,7 @@ class Follow : public ::testing::Test {
     while (const auto entry = next_entry(look.walk)) seen += static_cast<char>(entry->data[0]);
     if (look.what != ring_follower::news::none) ring.went(look.walk);
     if (look.walk.damage) seen += "!" + std::to_string(look.walk.damage->offset);
-    return seen + look.reason;
+    return seen + look.trouble.reason;
   }
 
   static constexpr const char *kinds[] = {"", "more ", "anew ", "lost "};
@@ -164,7 +164,7 @@ TEST_F(Follow, waits_while_start_and_end_are_both_in_the_middle) {
 
 // --- damage ---
 
-TEST_F(Follow, tells_old_damage_at_once) {
+TEST_F(Follow, reports_old_damage_at_once) {
   store(path, gheader(116, 20, 92) + at(1, "a") + stale(24) + at(3, "c"));
   EXPECT_EQ(look(), "anew a!44");
   EXPECT_EQ(look(), "");
@@ -188,7 +188,7 @@ TEST_F(Follow, waits_for_an_entry_that_is_not_whole_yet) {
   EXPECT_EQ(look(), "more bc");
 }
 
-TEST_F(Follow, tells_lasting_damage_once_and_goes_on_behind_it) {
+TEST_F(Follow, reports_lasting_damage_once_and_goes_on_behind_it) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   write(gheader(116, 20, 92) + at(1, "a") + at(2, "b") + stale(24));
@@ -201,7 +201,7 @@ TEST_F(Follow, tells_lasting_damage_once_and_goes_on_behind_it) {
   EXPECT_EQ(look(), "more d");
 }
 
-TEST_F(Follow, tells_a_lost_global_header_once_it_lasts) {
+TEST_F(Follow, reports_a_lost_global_header_once_it_lasts) {
   write(gheader(116, 20, 44) + at(1, "a"));
   EXPECT_EQ(look(), "anew a");
   write(stale(20));

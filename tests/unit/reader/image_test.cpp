@@ -24,7 +24,7 @@ struct reading {
 
 reading read(const std::string &path) {
   std::vector<uint8_t> image;
-  std::string reason = read_ring_image(path, unknown_capacity, image);
+  std::string reason = read_ring_image(path, unknown_capacity, image).reason;
   return {reason, reason.empty() ? std::string(image.begin(), image.end()) : ""};
 }
 

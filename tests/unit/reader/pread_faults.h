@@ -13,7 +13,7 @@ struct pread_faults {
   // A stretch of the file of which nothing can be read; a call that begins before it stops there.
   off_t bad_from = 0;
   off_t bad_to = 0;
-  std::function<void(int)> after;  // what happens behind each call, whose number it is told
+  std::function<void(int)> after;  // what happens behind each call, with its number
   int calls = 0;                   // that went through
 };
 

@@ -216,7 +216,7 @@ TEST(Salvage, header_behind_zeros_is_found_once) {
             "40:677/1024/4=sure");
 }
 
-TEST(Salvage, type_zero_is_no_entry_whoever_sent_it) {
+TEST(Salvage, type_zero_is_no_entry_from_any_sender) {
   EXPECT_EQ(salvaged_from(entry({.uuid = 700, .type = 0}, "data") + stale(20)), "");
 }
 

@@ -149,7 +149,7 @@ TEST_F(SalvageInPieces, stretch_that_cannot_be_read_may_go_on_for_long) {
             "0:677/1024/8=likely 4096-3145728:unreadable 3145728:80/1025/4=sure");
 }
 
-TEST_F(SalvageInPieces, last_bytes_that_cannot_be_read_are_told) {
+TEST_F(SalvageInPieces, last_bytes_that_cannot_be_read_are_reported) {
   faulty_pread.bad_from = 4096;
   faulty_pread.bad_to = 8192;
   EXPECT_EQ(found_in(std::string(4068, 'y') + alpha() + "yyyy"),

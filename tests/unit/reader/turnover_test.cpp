@@ -173,7 +173,7 @@ TEST(TimeToWrite, bears_the_largest_ring) {
   EXPECT_EQ(time_to_write({.bytes = 1, .usecs = 0x100000001}, 0xFFFFFFFF), 0xFFFFFFFFFFFFFFFFu);
 }
 
-TEST(TimeToWrite, is_not_told_where_it_is_too_long) {
+TEST(TimeToWrite, is_not_known_where_it_is_too_long) {
   EXPECT_EQ(time_to_write({.bytes = 1, .usecs = 0x100000002}, 0xFFFFFFFF), std::nullopt);
   EXPECT_EQ(time_to_write({.bytes = 20, .usecs = 4294967295 * sec}, 0xFFFFFFFF), std::nullopt);
 }

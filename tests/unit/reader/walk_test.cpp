@@ -189,19 +189,19 @@ TEST(Walk, start_and_end_at_one_place_behind_the_first_slot) {
 
 // --- headers that claim what the file does not bear out ---
 
-TEST(Walk, capacity_of_another_file_is_told_behind_the_entries) {
+TEST(Walk, capacity_of_another_file_is_reported_behind_the_entries) {
   EXPECT_EQ(walked(gheader(120, 20, 104) + three, 262144),
             "20:677/1024/8 48:80/1025/4 72:510/2000/12 "
             "!8 capacity 120 is not the 262144 of this file");
 }
 
-TEST(Walk, file_longer_than_its_capacity_is_told_behind_the_entries) {
+TEST(Walk, file_longer_than_its_capacity_is_reported_behind_the_entries) {
   EXPECT_EQ(walked(gheader(120, 20, 104) + three + stale(20)),
             "20:677/1024/8 48:80/1025/4 72:510/2000/12 "
             "!120 the file goes on beyond its capacity of 120 bytes");
 }
 
-TEST(Walk, damage_in_the_chain_is_told_before_a_false_claim) {
+TEST(Walk, damage_in_the_chain_is_reported_before_a_false_claim) {
   EXPECT_EQ(walked(gheader(120, 20, 104) + alpha() + stale(56), 262144),
             "20:677/1024/8 !48 the checksum of the entry header does not hold");
 }

@@ -22,12 +22,6 @@ std::string data_line(std::string_view data) {
   return out;
 }
 
-std::string safely(std::string_view text) {
-  std::string out;
-  append_safely(out, text);
-  return out;
-}
-
 std::optional<std::string> text_in(std::string_view data) {
   const auto text = text_of(bytes_of(data));
   if (!text) return {};
@@ -84,7 +78,7 @@ TEST(Text, is_found_byte_for_byte) {
       std::string data(20, ' ');
       data[place] = static_cast<char>(byte);
       EXPECT_EQ(text_in(data).has_value(), printable || text_control) << byte << " at " << place;
-      EXPECT_EQ(is_printable(data), printable) << byte << " at " << place;
+      EXPECT_EQ(safely(data) == data, printable || byte == '\t') << byte << " at " << place;
     }
   }
 }
@@ -156,6 +150,30 @@ TEST(Bytes, are_shown_in_full_in_groups_of_four) {
   EXPECT_EQ(hex("\x00\x9F\xF0"s), "data 009ff0");
   EXPECT_EQ(hex("abcd"), "data 61626364");
   EXPECT_EQ(hex("abcdefghi"), "data 61626364 65666768 69");
+}
+
+TEST(Number, consists_of_decimal_digits_alone) {
+  EXPECT_EQ(number_in<uint16_t>("0"), 0);
+  EXPECT_EQ(number_in<uint16_t>("065535"), 65535);
+  EXPECT_EQ(number_in<uint64_t>("18446744073709551615"), 18446744073709551615u);
+  for (const char *typed : {"", "-1", "+1", " 1", "1 ", "1.0", "0x10", "a"}) {
+    EXPECT_EQ(number_in<uint16_t>(typed), std::nullopt) << typed;
+    EXPECT_FALSE(is_digits(typed)) << typed;
+  }
+}
+
+TEST(Number, that_is_too_large_is_none) {
+  EXPECT_EQ(number_in<uint16_t>("65536"), std::nullopt);
+  EXPECT_EQ(number_in<uint64_t>("18446744073709551616"), std::nullopt);
+  EXPECT_TRUE(is_digits("18446744073709551616"));
+}
+
+TEST(Formatted, is_what_printf_prints) {
+  EXPECT_EQ(formatted("%04x %s", 0xBEEFu, "and more"), "beef and more");
+}
+
+TEST(Formatted, is_cut_behind_127_characters) {
+  EXPECT_EQ(formatted("%200d", 1), std::string(127, ' '));
 }
 
 }  // namespace

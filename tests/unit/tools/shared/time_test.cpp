@@ -31,6 +31,12 @@ class Time : public ::testing::Test {
     return text;
   }
 
+  static std::string zone_offset(uint32_t secs) {
+    std::string text;
+    append_zone_offset(text, secs, time_zone::local);
+    return text;
+  }
+
   static std::string usecs(uint32_t count) {
     std::string text;
     append_usecs(text, count);
@@ -201,6 +207,12 @@ TEST_F(Time, is_shown_in_the_wanted_zone) {
   EXPECT_EQ(date_time(1714564800, time_zone::local), "2024-05-01 14:00:00");
   EXPECT_EQ(date_time(0, time_zone::utc), "1970-01-01 00:00:00");
   EXPECT_EQ(date_time(4294967295, time_zone::utc), "2106-02-07 06:28:15");
+}
+
+TEST_F(Time, shows_how_far_the_zone_is_from_utc) {
+  EXPECT_EQ(zone_offset(0), "+02:00");
+  set_zone("WEST+3:30");
+  EXPECT_EQ(zone_offset(0), "-03:30");
 }
 
 TEST_F(Time, shows_microseconds_as_a_fraction_where_they_are_one) {

@@ -101,7 +101,7 @@ TEST_F(Damage, is_not_taken_for_an_answer_where_nothing_matches) {
                 behind_damage + "-- No entries --\n");
 }
 
-TEST_F(Damage, is_told_even_where_nothing_is_shown) {
+TEST_F(Damage, is_reported_even_where_nothing_is_shown) {
   std::string broken = sound;
   broken[72] ^= 0x40;
   store(path, broken);

@@ -1,4 +1,4 @@
-// What a parser of JSON makes of an object, whoever wrote it.
+// What a parser of JSON makes of an object, of any writer.
 #pragma once
 
 #include <map>

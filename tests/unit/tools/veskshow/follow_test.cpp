@@ -107,7 +107,7 @@ TEST_F(FollowedFiles, may_appear_later) {
   EXPECT_EQ(show.out("two\n"), "two\n");
 }
 
-TEST_F(FollowedFiles, that_were_named_and_are_not_there_are_told_and_awaited) {
+TEST_F(FollowedFiles, that_were_named_and_are_not_there_are_reported_and_awaited) {
   running_veskshow show(arguments({"kyte"}));
   EXPECT_EQ(show.err("\n"),
             "veskshow: " + (directory / "kyte.log") + ": No such file or directory\n");
@@ -188,7 +188,7 @@ TEST_F(FollowedFiles, are_looked_at_four_times_a_second_at_most) {
   EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(700));
 }
 
-TEST_F(FollowedFiles, that_are_damaged_are_told_and_followed_on) {
+TEST_F(FollowedFiles, that_are_damaged_are_reported_and_followed_on) {
   store(directory / "kyte.log", gheader(131072, 20, 72) + alpha() + stale(24));
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("alpha\n"), "alpha\n");

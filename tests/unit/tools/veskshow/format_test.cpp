@@ -301,7 +301,7 @@ TEST(ClockJump, is_no_line_of_its_own_for_programs) {
   }
 }
 
-TEST(ClockJump, is_told_in_the_entry_from_one_second_on) {
+TEST(ClockJump, is_shown_in_the_entry_from_one_second_on) {
   const auto verbose = [](uint64_t usecs) {
     return shown_as(output_format::verbose, {.set_back_usecs = usecs});
   };

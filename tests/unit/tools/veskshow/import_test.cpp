@@ -21,7 +21,7 @@ using namespace std::string_literals;
 constexpr char importer[] = "/usr/lib/systemd/systemd-journal-remote";
 constexpr char boot_id[] = "5ef1c0de9d7a4b21b0c7365f1ae84d02";
 
-// Imports what was exported and returns what journalctl then knows, entry by entry, but for the
+// Imports what was exported and returns what journalctl then knows, entry by entry, except the
 // cursors, which are the journal's own.
 std::vector<field_map> imported(const std::string &exported) {
   const program_result result = run_shell(std::string(importer) +

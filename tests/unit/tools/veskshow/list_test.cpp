@@ -31,7 +31,7 @@ class List : public ::testing::Test {
   }
 
   // What the last column says of a file of this name with these bytes.
-  std::string verdict(const std::string &name, const std::string &bytes) {
+  std::string fate(const std::string &name, const std::string &bytes) {
     store(directory / name, bytes);
     const std::string out = veskshow({"--list", "-D", directory.path(), name}).out;
     const size_t column = out.find("VERDICT"), row = out.find('\n') + 1;
@@ -147,39 +147,37 @@ TEST_F(List, is_harmless_to_a_terminal) {
               "   -  a\\e[2J  -        20    0%        0  -       -       no       -\n");
 }
 
-// --- verdicts ---
+// --- fates ---
 
 TEST_F(List, says_what_start_up_removes_and_why) {
   std::string bytes = temperature;
   bytes[4] = 2;
-  EXPECT_EQ(verdict("temperature_err.log", bytes),
-            "remove: offset 4: format version 2 is not known");
+  EXPECT_EQ(fate("temperature_err.log", bytes), "remove: offset 4: format version 2 is not known");
   EXPECT_EQ(status("temperature_err.log"), 1);
 }
 
 TEST_F(List, says_why_a_repair_would_fail) {
   std::string bytes = temperature;
   bytes[19] ^= 0x40;
-  EXPECT_EQ(verdict("temperature_err.log", bytes),
+  EXPECT_EQ(fate("temperature_err.log", bytes),
             "remove: offset 6: the checksum of the global header does not hold; the repair fails: "
             "a global header that cannot be trusted is not rebuilt");
 }
 
 TEST_F(List, says_that_the_capacity_is_another_files) {
-  EXPECT_EQ(verdict("temperature_err.log", gheader(262144, 20, 104, 0x14AF) + three),
+  EXPECT_EQ(fate("temperature_err.log", gheader(262144, 20, 104, 0x14AF) + three),
             "remove: offset 8: capacity 262144 is not the 8192 of this file; the repair fails: "
             "a ring of another capacity is not rebuilt");
 }
 
 TEST_F(List, says_what_is_rebuilt) {
-  EXPECT_EQ(
-      verdict("temperature_err.log", gheader(8192, 20, 104) + alpha() + stale(24) + gamma_ray()),
-      "rebuild: offset 48: the checksum of the entry header does not hold");
+  EXPECT_EQ(fate("temperature_err.log", gheader(8192, 20, 104) + alpha() + stale(24) + gamma_ray()),
+            "rebuild: offset 48: the checksum of the entry header does not hold");
   EXPECT_EQ(status("temperature_err.log"), 1);
 }
 
 TEST_F(List, says_where_a_file_is_damaged_although_it_is_kept) {
-  EXPECT_EQ(verdict("kernel.log", gheader(8388608, 20, 72) + alpha() + stale(24)),
+  EXPECT_EQ(fate("kernel.log", gheader(8388608, 20, 72) + alpha() + stale(24)),
             "keep, but offset 48: the checksum of the entry header does not hold");
   EXPECT_EQ(status("kernel.log"), 1);
 }
@@ -187,7 +185,7 @@ TEST_F(List, says_where_a_file_is_damaged_although_it_is_kept) {
 // Start-up looks at the first slot, also where it holds no live entry.
 TEST_F(List, says_what_is_not_kept_although_each_live_entry_can_be_read) {
   const std::string text =
-      verdict("temperature_err.log", gheader(8192, 48, 104) + stale(28) + beta() + gamma_ray());
+      fate("temperature_err.log", gheader(8192, 48, 104) + stale(28) + beta() + gamma_ray());
   EXPECT_TRUE(
       text.starts_with("rebuild: offset 20: the checksum of the entry header does not hold"))
       << text;
@@ -195,7 +193,7 @@ TEST_F(List, says_what_is_not_kept_although_each_live_entry_can_be_read) {
 }
 
 TEST_F(List, of_a_sound_file_ends_with_status_zero) {
-  EXPECT_EQ(verdict("temperature_err.log", temperature), "keep");
+  EXPECT_EQ(fate("temperature_err.log", temperature), "keep");
   EXPECT_EQ(status("temperature_err.log"), 0);
 }
 
@@ -244,14 +242,14 @@ TEST_F(Repairs, end_at_a_kernel_log_that_is_not_shown) {
 TEST_F(Repairs, end_at_the_other_kernel_log_too) {
   std::filesystem::rename(directory / "kernel.log", directory / "kernel_big.log");
   store(directory / "kernel.log", gheader(8388608, 20, 20));
-  EXPECT_EQ(verdict("platform.log", gheader(1048576, 20, 68) + stale(48)),
+  EXPECT_EQ(fate("platform.log", gheader(1048576, 20, 68) + stale(48)),
             "stay marked: offset 20: the checksum of the entry header does not hold");
-  EXPECT_EQ(verdict("kernel.log", gheader(8388608, 20, 20)), "keep");
+  EXPECT_EQ(fate("kernel.log", gheader(8388608, 20, 20)), "keep");
 }
 
 TEST_F(Repairs, go_on_where_the_kernel_log_is_sound) {
   store(directory / "kernel.log", gheader(8388608, 20, 20));
-  EXPECT_EQ(verdict("platform.log", gheader(1048576, 20, 68) + stale(48)),
+  EXPECT_EQ(fate("platform.log", gheader(1048576, 20, 68) + stale(48)),
             "remove: offset 20: the checksum of the entry header does not hold; the repair fails: "
             "no entry is found before the file ends at 68");
 }

@@ -19,7 +19,7 @@ class Names : public ::testing::Test {
   std::string read(const std::string &content) {
     store(path, content);
     names = {};
-    const std::string reason = read_names(path, names);
+    const std::string reason = read_names(path, names).reason;
     return reason.starts_with(path) ? reason.substr(path.size()) : reason;
   }
 
@@ -52,7 +52,7 @@ TEST_F(Names, may_be_in_any_language) {
   EXPECT_EQ(names.uuids.at(5), "Lüfter");
 }
 
-TEST_F(Names, mistakes_are_told_with_their_line) {
+TEST_F(Names, mistakes_are_reported_with_their_line) {
   EXPECT_EQ(read("uuid 1 a\nsender 2 b\n"),
             ":2: the line begins with neither \"uuid\" nor \"type\"");
   EXPECT_EQ(read("\n\nuuid\n"), ":3: a number from 0 to 65535 is missing");
@@ -70,18 +70,19 @@ TEST_F(Names, mistakes_are_told_with_their_line) {
 }
 
 TEST_F(Names, are_not_read_from_anything_but_a_file) {
-  EXPECT_EQ(read_names(directory / "gone", names),
+  EXPECT_EQ(read_names(directory / "gone", names).reason,
             (directory / "gone") + ": No such file or directory");
-  EXPECT_EQ(read_names(directory.path(), names), directory.path() + ": Is a directory");
-  ASSERT_EQ(::mkfifo((directory / "fifo").c_str(), 0600), 0);
-  EXPECT_EQ(read_names(directory / "fifo", names), (directory / "fifo") + ": Not a regular file");
+  EXPECT_EQ(read_names(directory.path(), names).reason, directory.path() + ": Is a directory");
+  ASSERT_EQ(mkfifo((directory / "fifo").c_str(), 0600), 0);
+  EXPECT_EQ(read_names(directory / "fifo", names).reason,
+            (directory / "fifo") + ": Not a regular file");
   EXPECT_EQ(read(std::string((1 << 20) + 1, '\n')), ": Too large for a file of names");
 }
 
 TEST_F(Names, stand_for_numbers_and_back) {
   ASSERT_EQ(read("uuid 677 nruda\n"), "");
-  EXPECT_EQ(name_of(names.uuids, 677), "nruda");
-  EXPECT_EQ(name_of(names.uuids, 80), "80");
+  EXPECT_EQ(*find_name(names.uuids, 677), "nruda");
+  EXPECT_EQ(find_name(names.uuids, 80), nullptr);
   EXPECT_EQ(number_of(names.uuids, "nruda"), 677);
   EXPECT_EQ(number_of(names.uuids, "677"), 677);
   EXPECT_EQ(number_of(names.uuids, "080"), 80);

@@ -58,7 +58,7 @@ TEST_F(SalvageJob, damaged_file_shows_what_is_behind_the_damage_and_names_it) {
   EXPECT_EQ(result.status, 1);
 }
 
-TEST_F(SalvageJob, entry_outside_the_chain_of_a_sound_file_is_told_by_the_status) {
+TEST_F(SalvageJob, entry_outside_the_chain_of_a_sound_file_is_reported_by_the_status) {
   const shown result = salvage_of(gheader(8192, 48, 104) + sound.substr(20));
   EXPECT_EQ(result.err, note("3 entries: 2 chain, 1 sure"));
   EXPECT_EQ(result.status, 1);

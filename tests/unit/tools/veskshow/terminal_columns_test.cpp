@@ -25,7 +25,7 @@ class TerminalColumns : public ::testing::Test {
 
   ~TerminalColumns() override {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO}) {
-      ::dup2(saved_[fd], fd);
+      dup2(saved_[fd], fd);
       close(saved_[fd]);
     }
     if (outer_ >= 0) close(outer_);
@@ -37,7 +37,7 @@ class TerminalColumns : public ::testing::Test {
     winsize size{.ws_row = 24, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
     int inner = -1;
     if (openpty(&outer_, &inner, nullptr, nullptr, &size) != 0) return false;
-    ::dup2(inner, fd);
+    dup2(inner, fd);
     close(inner);
     return true;
   }
@@ -45,7 +45,7 @@ class TerminalColumns : public ::testing::Test {
  private:
   void replace(int fd, int replacement) {
     saved_[fd] = fcntl(fd, F_DUPFD_CLOEXEC, 3);
-    ::dup2(replacement, fd);
+    dup2(replacement, fd);
     close(replacement);
   }
 

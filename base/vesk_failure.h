@@ -2,8 +2,9 @@
 #pragma once
 
 #include <string>
+#include <system_error>
 
-namespace vesk::shared {
+namespace vesk {
 
 // Nothing, or why something could not be done. A call that may fail reads
 //
@@ -15,6 +16,8 @@ struct [[nodiscard]] failure {
 };
 
 // "No such file or directory", for ENOENT.
-std::string errno_text(int error);
+[[nodiscard]] inline std::string errno_text(int error) {
+  return std::generic_category().message(error);
+}
 
-}  // namespace vesk::shared
+}  // namespace vesk

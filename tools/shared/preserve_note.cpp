@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "tools/shared/copy_note.h"
-#include "tools/shared/json.h"
+#include "tools/shared/json_member.h"
 #include "tools/shared/preserve.h"
 
 namespace vesk::shared {
@@ -12,11 +12,6 @@ namespace vesk::shared {
 namespace {
 
 using json_writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
-
-void write_member(json_writer &writer, const char *name, std::string_view text) {
-  writer.Key(name);
-  write_text(writer, text);
-}
 
 void write_forecast(json_writer &writer, const file_forecast &foretold) {
   write_member(writer, "fate", fate_name(foretold.fate));
@@ -30,16 +25,12 @@ void write_forecast(json_writer &writer, const file_forecast &foretold) {
 }
 
 void write_file(json_writer &writer, const evidence &copied) {
-  const std::string_view content(reinterpret_cast<const char *>(copied.bytes.data()),
-                                 copied.bytes.size());
   writer.StartObject();
   write_member(writer, "name", copied.file.row->name);
-  writer.Key("type");
-  writer.Uint(copied.file.row->file_type());
-  writer.Key("size");
-  writer.Uint64(copied.bytes.size());
+  write_member(writer, "type", copied.file.row->file_type());
+  write_member(writer, "size", copied.bytes.size());
   write_member(writer, "modified", utc_text(copied.modified));
-  write_member(writer, "sha256", sha256_of(content));
+  write_member(writer, "sha256", sha256_of(characters_of(copied.bytes)));
   write_forecast(writer, copied.foretold);
   writer.EndObject();
 }
@@ -52,8 +43,8 @@ std::string absolute(const std::string &directory) {
 
 }  // namespace
 
-std::string verdicts_of(const preserve_request &asked, const timespec &now,
-                        const std::vector<const evidence *> &copied) {
+std::string note_of(const preserve_request &asked, const timespec &now,
+                    const std::vector<const evidence *> &copied) {
   rapidjson::StringBuffer written;
   json_writer writer(written);
   writer.SetIndent(' ', 2);
