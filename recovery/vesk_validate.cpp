@@ -128,7 +128,7 @@ verdict examine(uint32_t file_type, examined_file *file) {
     VESK_ERROR("ERROR: %s exists, but not a regular file.\n", file->path);
     return verdict::clean;
   }
-  file->size = static_cast<uint32_t>(st.st_size);
+  file->size = vesk::size_of_file(st);
   if (file->size < VESK_GHEADER_SIZE) {
     VESK_ERROR("ERROR: %s exists, but size is less than Gheader size.\n", file->path);
     return verdict::remove;

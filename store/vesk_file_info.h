@@ -1,6 +1,8 @@
 // Where the log file of a type lies and how large it is and may become.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 
 extern "C" {
@@ -12,3 +14,10 @@ extern "C" {
 int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *file_size, char *path);
 
 }  // extern "C"
+
+namespace vesk {
+
+// The file's size in bytes. One that 32 bits cannot say is the largest that they can.
+uint32_t size_of_file(const struct stat &status);
+
+}  // namespace vesk

@@ -273,6 +273,17 @@ TEST_F(Validate, wrong_magic_or_sum_marks_the_file_and_keeps_it) {
   }
 }
 
+// What that line prints is whatever errno holds: here what the file before left at its close.
+TEST_F(Validate, close_that_fails_shows_in_the_line_about_the_next_file) {
+  const log_file sixth = ring(6).make();
+  const log_file seventh = three_entries().patch(6, {0xAA}).make();
+  without_sweep();
+  fault_plan faults;
+  faults.fail(call::close, nth(1), returns{-1}, with{EIO});
+  EXPECT_EQ(vesk_validate_files(), 0);
+  EXPECT_EQ(errors()[1], error("ERROR: ghdr may be corrupt 5\n"));
+}
+
 // --- global headers that cannot be ---
 
 TEST_F(Validate, capacity_that_is_not_the_catalogues_marks_the_file) {
@@ -359,6 +370,17 @@ TEST_F(Validate, wrapped_file_that_is_more_than_full_is_removed_too) {
   EXPECT_EQ(validation(), lines{"101 ERROR: File already wrapped but file size 8196 is not equal "
                                 "to the max size 8192 start 76 end 48 fname FILE"} +
                               removal);
+}
+
+TEST_F(Validate, file_beyond_4_gib_is_as_long_as_can_be_said) {
+  for (const off_t size : {off_t{0x100000000}, off_t{0x100000014}}) {
+    SCOPED_TRACE(size);
+    platform.forget();
+    const log_file file = headers(ring(7), 3).make();
+    ASSERT_EQ(ftruncate(file.fd(), size), 0);
+    EXPECT_EQ(validation().back(), "100 TRACE:File FILE isn't corrupted\n");
+    EXPECT_EQ(vesk_file_sanity[7], 0u);
+  }
 }
 
 TEST_F(Validate, file_is_closed_before_it_is_removed) {
