@@ -12,16 +12,9 @@
 #include <vector>
 
 #include "reader/vesk_ring_walk.h"
+#include "recovery/vesk_problem.h"
 
 namespace vesk {
-
-enum class file_fate : uint8_t {
-  keep,         // it is left as it is
-  rebuild,      // its global header is rebuilt from the entries, and entry headers are rewritten
-  remove,       // it is removed
-  stay_marked,  // it is marked for repair, but the repairs end at a kernel log before its turn, or
-                // at this very file; so it is left as it is
-};
 
 struct file_forecast {
   file_fate fate;

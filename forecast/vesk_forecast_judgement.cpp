@@ -151,10 +151,6 @@ vesk_gheader gheader_in(ring_bytes file) {
 
 }  // namespace
 
-bool is_kernel_log(uint32_t file_type) {
-  return file_type == VESK_KERNEL_LOG || file_type == VESK_KERNEL_BIG_LOG;
-}
-
 judgement judge(uint32_t file_type, uint32_t capacity, ring_bytes file) {
   if (file.size() < VESK_GHEADER_SIZE) {
     return remove(file.size(), "the file ends inside its global header");

@@ -24,6 +24,4 @@ judgement judge(uint32_t file_type, uint32_t capacity, ring_bytes file);
 // there and then, or an empty string.
 std::string refusal_to_repair(uint32_t capacity, ring_bytes file);
 
-bool is_kernel_log(uint32_t file_type);
-
 }  // namespace vesk

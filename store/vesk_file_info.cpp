@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "format/vesk_catalogue.h"
 #include "store/vesk_flash.h"
 
 int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *file_size,

@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+#include "format/vesk_catalogue.h"
+
 extern "C" {
 
 // Stores the file's path (`path` has room for VESK_PATH_SIZE characters), its capacity and its
@@ -16,6 +18,13 @@ int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *fil
 }  // extern "C"
 
 namespace vesk {
+
+// What vesk_get_file_info() stores.
+struct file_info {
+  char path[VESK_PATH_SIZE];
+  uint32_t max_size;
+  uint32_t size;
+};
 
 // The file's size in bytes. One that 32 bits cannot say is the largest that they can.
 uint32_t size_of_file(const struct stat &status);
