@@ -82,14 +82,14 @@ class preservation {
     const copy_set *set = set_with(store_, name, content_of(file));
     if (set == nullptr) return false;
     still_needed_.insert(set->number);
-    result_.files.push_back({name, path_of(store_, *set) + '/' + name, file.foretold.fate, true});
+    result_.files.push_back({name, path_of(store_, *set) + '/' + name, file.predicted.fate, true});
     return true;
   }
 
   void choose_what_fits(std::vector<const evidence *> &fresh) {
     std::stable_sort(fresh.begin(), fresh.end(), [](const evidence *a, const evidence *b) {
-      return std::pair(rank(a->foretold.fate), a->bytes.size()) <
-             std::pair(rank(b->foretold.fate), b->bytes.size());
+      return std::pair(rank(a->predicted.fate), a->bytes.size()) <
+             std::pair(rank(b->predicted.fate), b->bytes.size());
     });
     uint64_t room = room_of_sets(store_, &still_needed_) + room_beside_copies;
     std::erase_if(fresh, [&](const evidence *file) {
@@ -161,7 +161,7 @@ class preservation {
     }
     for (const evidence *file : fresh) {
       const std::string name = file->file.row->name;
-      result_.files.push_back({name, path + '/' + name, file->foretold.fate, false});
+      result_.files.push_back({name, path + '/' + name, file->predicted.fate, false});
     }
   }
 
@@ -192,15 +192,15 @@ class preservation {
 
 }  // namespace
 
-std::string examine(const log_file &file, bool repairs_ended, evidence &found) {
+std::string examine(const log_file &file, repairs_end &repairs, evidence &found) {
   found.file = file;
   // Before the bytes, so that the copy is never younger than it says.
   struct stat status {};
   if (stat(file.path.c_str(), &status) == 0) found.modified = status.st_mtim;
   auto trouble = read_ring_image(file.path, capacity_of(file), found.bytes);
   if (!trouble.empty()) return trouble;
-  found.foretold = forecast(file.row->file_type(), found.bytes, repairs_ended);
-  found.foretold.rebuilt = {};
+  if (const auto why = repairs.predict(file, found.bytes, found.predicted)) return why.reason;
+  found.predicted.rebuilt = {};
   return {};
 }
 

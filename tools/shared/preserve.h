@@ -9,6 +9,7 @@
 
 #include "forecast/vesk_forecast.h"
 #include "tools/shared/files.h"
+#include "tools/shared/repairs.h"
 
 namespace vesk::shared {
 
@@ -22,12 +23,12 @@ struct evidence {
   log_file file;  // of the catalogue
   std::vector<uint8_t> bytes;
   timespec modified;
-  file_forecast foretold;  // without the rebuilt file
+  file_forecast predicted;  // without the rebuilt file
 };
 
-// Reads the file and foretells its fate. Returns an empty string, or why it cannot be read;
-// `found` then holds nothing of use. `repairs_ended` as for forecast().
-std::string examine(const log_file &file, bool repairs_ended, evidence &found);
+// Reads the file and predicts its fate. Returns an empty string, or why that cannot be done;
+// `found` then holds nothing of use.
+std::string examine(const log_file &file, repairs_end &repairs, evidence &found);
 
 struct preserve_request {
   std::string directory;  // where the copies are kept

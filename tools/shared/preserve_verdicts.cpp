@@ -6,6 +6,7 @@
 #include "tools/shared/copy_note.h"
 #include "tools/shared/json.h"
 #include "tools/shared/preserve.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::shared {
 
@@ -18,14 +19,14 @@ void write_member(json_writer &writer, const char *name, std::string_view text) 
   write_text(writer, text);
 }
 
-void write_forecast(json_writer &writer, const file_forecast &foretold) {
-  write_member(writer, "fate", fate_name(foretold.fate));
-  if (foretold.fate == file_fate::keep) return;
+void write_forecast(json_writer &writer, const file_forecast &predicted) {
+  write_member(writer, "fate", fate_name(predicted.fate));
+  if (predicted.fate == file_fate::keep) return;
   writer.Key("offset");
-  writer.Uint(foretold.offset);
-  write_member(writer, "reason", foretold.reason);
-  if (!foretold.repair_failure.empty()) {
-    write_member(writer, "repair_failure", foretold.repair_failure);
+  writer.Uint(predicted.objection.offset);
+  write_member(writer, "reason", objection_text(predicted));
+  if (predicted.repair_failure) {
+    write_member(writer, "repair_failure", repair_failure_text(predicted));
   }
 }
 
@@ -40,7 +41,7 @@ void write_file(json_writer &writer, const evidence &copied) {
   writer.Uint64(copied.bytes.size());
   write_member(writer, "modified", utc_text(copied.modified));
   write_member(writer, "sha256", sha256_of(content));
-  write_forecast(writer, copied.foretold);
+  write_forecast(writer, copied.predicted);
   writer.EndObject();
 }
 

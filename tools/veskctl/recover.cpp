@@ -42,7 +42,7 @@ bool keep_copy(uint32_t file_type) {
   if (!file || !shared::exists(*file)) return true;
   std::vector<shared::evidence> found(1);
   shared::repairs_end ended;
-  if (auto trouble = shared::examine(*file, ended.before(*file), found[0]); !trouble.empty()) {
+  if (auto trouble = shared::examine(*file, ended, found[0]); !trouble.empty()) {
     complain(file->path + ": " + trouble);
     return false;
   }

@@ -2,9 +2,9 @@
 #include <string>
 #include <vector>
 
-#include "forecast/vesk_forecast.h"
 #include "reader/vesk_ring_image.h"
 #include "reader/vesk_ring_summary.h"
+#include "tools/shared/problem_text.h"
 #include "tools/shared/repairs.h"
 #include "tools/veskshow/jobs.h"
 #include "tools/veskshow/table.h"
@@ -19,8 +19,11 @@ uint32_t type_of(const shared::log_file &file) {
 }
 
 std::string why(const file_forecast &foretold) {
-  std::string text = shared::damage_text({foretold.offset, foretold.reason});
-  if (!foretold.repair_failure.empty()) text += "; the repair fails: " + foretold.repair_failure;
+  std::string text =
+      shared::damage_text({foretold.objection.offset, shared::objection_text(foretold)});
+  if (foretold.repair_failure) {
+    text += "; the repair fails: " + shared::repair_failure_text(foretold);
+  }
   return text;
 }
 
@@ -85,7 +88,11 @@ void show_list(const request &asked, output &out) {
       continue;
     }
     const ring_summary summary = summarize(image, shared::capacity_of(file));
-    const file_forecast foretold = forecast(type_of(file), image, repairs.before(file));
+    file_forecast foretold;
+    if (const auto why = repairs.predict(file, image, foretold)) {
+      out.problem(file.path, why.reason);
+      continue;
+    }
     list.add(row_of(file, image.size(), summary, foretold, asked.style));
     any = true;
     if (summary.damage || foretold.fate != file_fate::keep) out.status = exit_problem;
