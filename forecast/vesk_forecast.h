@@ -29,8 +29,7 @@ struct file_forecast {
   // Where it would be repaired but is removed after all: why the repair fails.
   finding repair_failure;
 
-  // What both are about: the file's global header, as far as it is there, its size, and its
-  // capacity by the catalogue.
+  // What these are about: the global header, as far as it is there, and what the catalogue says.
   vesk_gheader header;
   uint32_t size;
   uint32_t capacity;

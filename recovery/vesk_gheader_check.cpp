@@ -10,24 +10,12 @@ namespace vesk {
 
 namespace {
 
-finding check_trust(const vesk_gheader &header) {
-  if (vesk_check_gheader(&header) == 0) return {};
+finding check_identity(const vesk_gheader &header, uint32_t capacity) {
   if (std::memcmp(header.magic, VESK_MAGIC, sizeof header.magic) != 0) return {problem::bad_magic};
-  return {problem::bad_gheader_sum, offsetof(vesk_gheader, checksum)};
-}
-
-finding check_capacity(const vesk_gheader &header, uint32_t capacity) {
-  if (header.max == capacity) return {};
-  return {problem::wrong_capacity, offsetof(vesk_gheader, max)};
-}
-
-finding check_offsets(const vesk_gheader &header) {
-  if (header.end > header.max) {
-    return {problem::end_beyond_capacity, offsetof(vesk_gheader, end)};
+  if (vesk_check_gheader(&header) != 0) {
+    return {problem::bad_gheader_sum, offsetof(vesk_gheader, checksum)};
   }
-  if (header.start >= header.max - VESK_EHDR_SIZE) {
-    return {problem::start_without_room, offsetof(vesk_gheader, start)};
-  }
+  if (header.max != capacity) return {problem::wrong_capacity, offsetof(vesk_gheader, max)};
   return {};
 }
 
@@ -42,25 +30,22 @@ finding check_size(const vesk_gheader &header, uint32_t capacity, uint32_t size)
 
 }  // namespace
 
-finding check_file_size(uint32_t size) {
-  return size < VESK_GHEADER_SIZE ? finding{problem::file_too_small, size} : finding{};
-}
-
 // The version comes first, so that a header of arbitrary bytes costs the file instead of a repair.
 finding check_gheader(const vesk_gheader &header, uint32_t capacity, uint32_t size) {
   if (header.version != VESK_VERSION) {
     return {problem::unknown_version, offsetof(vesk_gheader, version)};
   }
-  if (const finding found = check_trust(header)) return found;
-  if (const finding found = check_capacity(header, capacity)) return found;
-  if (const finding found = check_offsets(header)) return found;
+  if (const finding found = check_identity(header, capacity)) return found;
+  if (header.end > capacity) return {problem::end_beyond_capacity, offsetof(vesk_gheader, end)};
+  if (header.start >= capacity - VESK_EHDR_SIZE) {
+    return {problem::start_without_room, offsetof(vesk_gheader, start)};
+  }
   return check_size(header, capacity, size);
 }
 
 finding check_gheader_to_repair(const vesk_gheader &header, uint32_t capacity, uint32_t size) {
-  if (const finding found = check_trust(header)) return found;
-  if (const finding found = check_capacity(header, capacity)) return found;
-  return check_size(header, capacity, size);
+  const finding found = check_identity(header, capacity);
+  return found ? found : check_size(header, capacity, size);
 }
 
 }  // namespace vesk

@@ -9,7 +9,9 @@
 namespace vesk {
 
 // Whether the file is large enough for a global header.
-finding check_file_size(uint32_t size);
+constexpr finding check_file_size(uint32_t size) {
+  return size < VESK_GHEADER_SIZE ? finding{problem::file_too_small, size} : finding{};
+}
 
 // The first problem that validation has with a file of this header. `capacity` is the catalogue's.
 finding check_gheader(const vesk_gheader &header, uint32_t capacity, uint32_t size);

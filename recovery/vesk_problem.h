@@ -6,14 +6,10 @@
 
 namespace vesk {
 
-// What becomes of a file at a start.
-enum class file_fate : uint8_t {
-  keep,     // it is left as it is
-  rebuild,  // it is marked for repair, and repaired: entry headers and global header are rewritten
-  remove,   // it is removed
-  stay_marked,  // it is marked for repair, but the repairs end at a kernel log before its turn, or
-                // at this very file; so it is left as it is
-};
+// What becomes of a file at a start. It is kept as it is. It is marked for repair and repaired, in
+// a first start always by rebuilding its global header. It is removed. Or it stays marked, and as
+// it is, because the repairs end at a kernel log, before its turn or at this very file.
+enum class file_fate : uint8_t { keep, rebuild, remove, stay_marked };
 
 enum class problem : uint8_t {
   none,

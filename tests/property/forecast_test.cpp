@@ -1,7 +1,7 @@
 // What is predicted of damaged files, against what the daemon's start then does with them.
 //
 // Each directory of files belongs to a number. With VESK_SEED=<number> in the environment that one
-// runs alone and is told, with pictures of its files.
+// runs alone and tells its story, with pictures of its files.
 #include "forecast/vesk_forecast.h"
 
 #include <gtest/gtest.h>

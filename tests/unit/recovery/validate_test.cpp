@@ -401,7 +401,7 @@ TEST_F(Validate, kernel_logs_are_never_walked) {
   }
 }
 
-TEST_F(Validate, kernel_logs_have_their_global_header_judged_like_any_other) {
+TEST_F(Validate, kernel_logs_have_their_global_header_examined_like_any_other) {
   const log_file small = ring(21).patch(6, {0, 0}).make();
   const log_file big = ring(22).entry(1024, 8).end(52).make();
   without_sweep();
