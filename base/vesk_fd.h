@@ -6,11 +6,10 @@
 #include <cstdint>
 #include <utility>
 
-#include "base/vesk_errno.h"
-
 namespace vesk {
 
-// Owns a descriptor (or none, -1). The destructor closes it and keeps errno.
+// Owns a descriptor (or none, -1). The destructor closes it: an errno that is still wanted has to
+// be taken before, because a close that fails leaves its own.
 class unique_fd {
  public:
   explicit unique_fd(int32_t fd) : fd_(fd) {}
@@ -19,8 +18,7 @@ class unique_fd {
   unique_fd &operator=(const unique_fd &) = delete;
   unique_fd &operator=(unique_fd &&) = delete;
   ~unique_fd() {
-    const errno_keeper keeper;
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) close();
   }
 
   int32_t get() const { return fd_; }

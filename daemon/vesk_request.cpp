@@ -10,6 +10,7 @@
 #include "format/vesk_ring.h"
 #include "store/vesk_append.h"
 #include "store/vesk_entry.h"
+#include "store/vesk_file_info.h"
 #include "store/vesk_flash.h"
 #include "store/vesk_log.h"
 #include "store/vesk_state.h"
@@ -101,7 +102,7 @@ int32_t take_status(log_file *file) {
     return -1;
   }
   file->exists = true;
-  file->size = static_cast<uint32_t>(st.st_size);
+  file->size = vesk::size_of_file(st);
   if (file->size < VESK_GHEADER_SIZE) {
     VESK_ERROR("ERROR: %s exists, but too small or corrupt.", file->path);
     remove_untrusted(*file);

@@ -1,74 +1,87 @@
 #include "forecast/vesk_forecast.h"
 
-#include <utility>
+#include <algorithm>
+#include <cerrno>
 
-#include "forecast/vesk_forecast_first_pass.h"
-#include "forecast/vesk_forecast_image.h"
-#include "forecast/vesk_forecast_judgement.h"
-#include "forecast/vesk_forecast_second_pass.h"
+#include "base/vesk_errno.h"
+#include "forecast/vesk_memory_copy.h"
 #include "format/vesk_catalogue.h"
 #include "reader/vesk_ring_summary.h"
+#include "recovery/vesk_examine.h"
+#include "recovery/vesk_gheader_check.h"
+#include "recovery/vesk_repair.h"
+#include "store/vesk_file_info.h"
+#include "store/vesk_state.h"
 
 namespace vesk {
 
 namespace {
 
-void fail_repair(file_forecast &foretold, std::string why) {
-  foretold.fate = file_fate::remove;
-  foretold.repair_failure = std::move(why);
+// A null entry that covers the tail of a file may be padded beyond the capacity.
+constexpr size_t longest_padding = 3;
+
+// Only a copy that cannot be read or written leads to these.
+bool is_failure_of_the_copy(problem what) {
+  return what == problem::gheader_unreadable || what == problem::null_entry_not_written;
 }
 
-// Both passes, on a copy of the file.
-void rebuild(file_forecast &foretold, uint32_t capacity, ring_bytes image, start_time now) {
-  std::vector<uint8_t> file(image.begin(), image.end());
-  const first_pass_result first = run_first_pass(file, capacity, now);
-  if (!first.failure.empty()) return fail_repair(foretold, first.failure);
-  const second_pass_result second =
-      run_second_pass(file, capacity, first.predicted_start, first.entries);
-  if (!second.failure.empty()) return fail_repair(foretold, second.failure);
+bool play_repair(uint32_t file_type, const file_info &file, memory_copy &copy,
+                 file_forecast &predicted) {
+  const repair_result done = repair_file(file_type, VESK_SANITY_CORRUPT, copy.fd(), file);
+  if (is_failure_of_the_copy(done.failure.what)) return false;
+  predicted.fate = done.fate;
+  predicted.repair_failure = done.failure;
+  predicted.ends_repairs = done.fate == file_fate::stay_marked;
+  predicted.state = {file.max_size, done.start, done.end};
+  if (done.fate != file_fate::rebuild) return true;
 
-  foretold.fate = file_fate::rebuild;
-  foretold.state = {capacity, second.start, second.end};
-  foretold.headers_rewritten = first.headers_rewritten;
-  foretold.nulls_added = first.nulls_added;
-  write_gheader(file, foretold.state);
-  foretold.readable_after = summarize(file, capacity).entries;
-  foretold.rebuilt = std::move(file);
+  predicted.headers_rewritten = done.headers_rewritten;
+  predicted.nulls_added = done.nulls_added;
+  if (!copy.read(predicted.rebuilt)) return false;
+  predicted.readable_after = summarize(predicted.rebuilt, file.max_size).entries;
+  return true;
 }
 
-void repair(file_forecast &foretold, uint32_t file_type, uint32_t capacity, ring_bytes image,
-            start_time now) {
-  if (auto why = refusal_to_repair(capacity, image); !why.empty()) {
-    return fail_repair(foretold, std::move(why));
+// False where the copy fails.
+bool play_start(uint32_t file_type, ring_bytes image, const file_info &file, bool repairs_ended,
+                file_forecast &predicted) {
+  predicted.objection = check_file_size(file.size);
+  if (!predicted.objection) {
+    memory_copy copy;
+    const size_t room = std::max(file.size, file.max_size) + longest_padding;
+    if (!copy.make(image, room)) return false;
+    errno = 0;  // as if nothing had failed before
+    predicted.objection = examine_contents(file_type, copy.fd(), file);
+    if (is_failure_of_the_copy(predicted.objection.what)) return false;
+    if (fate_of(predicted.objection.what) == file_fate::rebuild && !repairs_ended) {
+      return play_repair(file_type, file, copy, predicted);
+    }
   }
-  if (is_kernel_log(file_type)) {
-    foretold.fate = file_fate::stay_marked;
-    foretold.ends_repairs = true;
-    return;
-  }
-  rebuild(foretold, capacity, image, now);
+  predicted.fate = fate_of(predicted.objection.what);
+  if (predicted.fate == file_fate::rebuild) predicted.fate = file_fate::stay_marked;
+  return true;
 }
 
 }  // namespace
 
-file_forecast forecast(uint32_t file_type, ring_bytes image, bool repairs_ended, start_time now) {
-  file_forecast foretold{};
+failure forecast(uint32_t file_type, ring_bytes image, bool repairs_ended,
+                 file_forecast &ret_predicted) {
+  const errno_keeper keeper;
+  ret_predicted = {};
   const vesk_catalogue_row *row = find_file(file_type);
-  if (row == nullptr) return foretold;
+  if (row == nullptr) return {};
 
-  foretold.readable_before = summarize(image, row->max_size).entries;
-  judgement found = judge(file_type, row->max_size, image);
-  foretold.offset = found.offset;
-  foretold.reason = std::move(found.reason);
-  if (found.says == sentence::remove) foretold.fate = file_fate::remove;
-  if (found.says != sentence::repair) return foretold;
-
-  if (repairs_ended) {
-    foretold.fate = file_fate::stay_marked;
-  } else {
-    repair(foretold, file_type, row->max_size, image, now);
-  }
-  return foretold;
+  file_info file{.path = {},
+                 .max_size = row->max_size,
+                 .size = static_cast<uint32_t>(std::min<size_t>(image.size(), UINT32_MAX))};
+  log_path(*row, file.path);
+  std::copy_n(image.begin(), std::min(image.size(), sizeof ret_predicted.header),
+              reinterpret_cast<uint8_t *>(&ret_predicted.header));
+  ret_predicted.size = file.size;
+  ret_predicted.capacity = file.max_size;
+  ret_predicted.readable_before = summarize(image, row->max_size).entries;
+  if (play_start(file_type, image, file, repairs_ended, ret_predicted)) return {};
+  return {"cannot copy it into memory: " + errno_text(errno)};
 }
 
 std::string_view fate_name(file_fate fate) {

@@ -1,42 +1,43 @@
 // What the daemon's next first start would do with a log file, told from the file's bytes: the
-// judgement of start-up and, where it leads there, the whole repair are played through on a copy.
+// daemon's own examination and, where it leads there, its own repair work on a copy in memory.
 //
 // A first start is the first one after a boot, when no file is marked for repair yet. A daemon
 // whose process died and was started again takes the files as they are. The flash is taken to work:
-// what start-up does with files that it cannot read or write is not told here.
+// what start-up does with files that it cannot read or write is not predicted.
+//
+// The code of the daemon calls its platform. A program chooses at its link which one that is:
+// vesk_idle_platform wants nothing and does nothing.
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
 #include <vector>
 
+#include "base/vesk_failure.h"
+#include "format/vesk_format.h"
 #include "reader/vesk_ring_walk.h"
+#include "recovery/vesk_problem.h"
 
 namespace vesk {
-
-enum class file_fate : uint8_t {
-  keep,         // it is left as it is
-  rebuild,      // its global header is rebuilt from the entries, and entry headers are rewritten
-  remove,       // it is removed
-  stay_marked,  // it is marked for repair, but the repairs end at a kernel log before its turn, or
-                // at this very file; so it is left as it is
-};
 
 struct file_forecast {
   file_fate fate;
 
-  // Where and why, unless it is kept: what start-up holds against the file.
-  uint32_t offset;
-  std::string reason;
+  // What start-up holds against the file, unless it is kept.
+  finding objection;
 
-  // Where it would be repaired but is removed after all: why the repair fails. Else empty.
-  std::string repair_failure;
+  // Where it would be repaired but is removed after all: why the repair fails.
+  finding repair_failure;
+
+  // What these are about: the global header, as far as it is there, and what the catalogue says.
+  vesk_gheader header;
+  uint32_t size;
+  uint32_t capacity;
 
   // Entries that the chain reaches now, null entries not counted; whatever becomes of the file.
   uint32_t readable_before;
 
-  // Of a file that is rebuilt.
+  // Of a file that is rebuilt. The ring is also that at which a repair fails in the end.
   ring_state state;              // the global header that it gets
   uint32_t headers_rewritten;    // entry headers of which most cannot be read any more
   uint32_t nulls_added;          // null entries that cover damage
@@ -48,18 +49,13 @@ struct file_forecast {
   bool ends_repairs;
 };
 
-// When the start happens: the time stamp of the null entries that a repair adds. Nothing else
-// depends on it.
-struct start_time {
-  uint32_t secs;
-  uint32_t usecs;
-};
-
-// Foretells the fate of the file of this type. `repairs_ended` says whether a file of a lower type
+// Predicts the fate of the file of this type. `repairs_ended` says whether a file of a lower type
 // in the same directory ends them. What the catalogue does not know is kept: start-up does not look
 // for it.
-file_forecast forecast(uint32_t file_type, ring_bytes image, bool repairs_ended,
-                       start_time now = {});
+//
+// Fails where there can be no copy in memory; nothing is predicted then. Keeps errno.
+failure forecast(uint32_t file_type, ring_bytes image, bool repairs_ended,
+                 file_forecast &ret_predicted);
 
 // "keep", "rebuild", "remove", "stay marked".
 std::string_view fate_name(file_fate fate);

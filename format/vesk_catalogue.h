@@ -42,6 +42,12 @@ extern const std::array<vesk_catalogue_row, VESK_CATALOGUE_ROWS> vesk_file_catal
 
 namespace vesk {
 
+// Whether the file is written by the kernel: start-up looks at none of its entries, and repairs no
+// such file.
+constexpr bool is_kernel_log(uint32_t file_type) {
+  return file_type == VESK_KERNEL_LOG || file_type == VESK_KERNEL_BIG_LOG;
+}
+
 // The row of a file type, or null when the catalogue has none.
 const vesk_catalogue_row *find_file(uint32_t file_type);
 

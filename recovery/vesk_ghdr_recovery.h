@@ -2,12 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+
+#include "recovery/vesk_problem.h"
 
 // What the passes store in `reason`.
+
 constexpr uint32_t VESK_GHDR_RECOVERED = 0;
-constexpr uint32_t VESK_GHDR_BROKEN_OFF =
-    1;                                  // the first pass ended early, behind entries that count
-constexpr uint32_t VESK_GHDR_LOST = 2;  // the file is beyond repair
+// The first pass ended early, behind entries that count.
+constexpr uint32_t VESK_GHDR_BROKEN_OFF = 1;
+// The file is beyond repair.
+constexpr uint32_t VESK_GHDR_LOST = 2;
 
 extern "C" {
 
@@ -30,3 +35,30 @@ int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end,
                                        uint32_t *last_entry, uint32_t entry_count);
 
 }  // extern "C"
+
+namespace vesk {
+
+// The same passes, and more of what they have found and done.
+
+struct first_pass_result {
+  uint32_t reason = VESK_GHDR_RECOVERED;
+  finding why = {};  // where `reason` is another one
+  uint32_t entry_count = 0;
+  uint32_t predicted_start;
+  uint32_t headers_rewritten = 0;
+  uint32_t nulls_added = 0;
+};
+first_pass_result run_first_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max);
+
+struct second_pass_result {
+  finding why = {};  // where the file is beyond repair
+  uint32_t new_end;
+  std::optional<uint32_t> new_start = {};  // where the start has to move
+  uint32_t last_entry;
+
+  uint32_t reason() const { return why ? VESK_GHDR_LOST : VESK_GHDR_RECOVERED; }
+};
+second_pass_result run_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                                   uint32_t entry_count);
+
+}  // namespace vesk

@@ -1,4 +1,4 @@
-// The judgement of every log file at a first start.
+// Validation: what becomes of every log file at a first start.
 #pragma once
 
 #include <cstdint>

@@ -1,6 +1,7 @@
 #include "store/vesk_file_info.h"
 
-#include "format/vesk_catalogue.h"
+#include <algorithm>
+
 #include "store/vesk_flash.h"
 
 int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *file_size,
@@ -12,6 +13,10 @@ int32_t vesk_get_file_info(uint32_t file_type, uint32_t *max_size, uint32_t *fil
 
   struct stat st;
   if (vesk_stat_fs(path, &st) != 0) return -1;
-  *file_size = static_cast<uint32_t>(st.st_size);
+  *file_size = vesk::size_of_file(st);
   return 0;
+}
+
+uint32_t vesk::size_of_file(const struct stat &status) {
+  return static_cast<uint32_t>(std::min<int64_t>(status.st_size, UINT32_MAX));
 }

@@ -1,5 +1,5 @@
 // Any bytes as a log file that is only read: the walk over the ring, the search for entries, and
-// what is foretold of a start. Where a promise is broken, it is named and the process aborts.
+// what is predicted of a start. Where a promise is broken, it is named and the process aborts.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -18,6 +18,7 @@
 #include "reader/vesk_salvage.h"
 #include "tests/support/header_bytes.h"
 #include "tests/support/log_file.h"
+#include "tests/support/recorder.h"
 
 namespace vesk::test {
 namespace {
@@ -162,7 +163,7 @@ void expect_sound_search(const input &in, const entries_by_offset &chain) {
   if (!salvage(in.file, in.capacity()).ring()) expect_same_in_pieces(entries, in.file);
 }
 
-// --- what is foretold ---
+// --- what is predicted ---
 
 // What only senders and the daemon write, as the search understands it.
 bool is_usual(ring_bytes file, uint32_t at) {
@@ -212,22 +213,25 @@ void expect_found_after_repair(const input &in, const entries_by_offset &chain,
 }
 
 void expect_sound_forecast(const input &in, const entries_by_offset &chain) {
-  const file_forecast foretold = forecast(in.row->file_type(), in.file, in.repairs_ended);
-  promise(foretold.readable_before == chain.size(), "a forecast counts what can be read");
-  promise((foretold.fate == file_fate::keep) == foretold.reason.empty(),
+  file_forecast predicted;
+  const failure why = forecast(in.row->file_type(), in.file, in.repairs_ended, predicted);
+  promise(!why, "a forecast has its copy in memory");
+  promise(predicted.readable_before == chain.size(), "a forecast counts what can be read");
+  promise((predicted.fate == file_fate::keep) == !predicted.objection,
           "a forecast gives a reason for what is not kept");
-  promise(foretold.repair_failure.empty() || foretold.fate == file_fate::remove,
+  promise(!predicted.repair_failure || predicted.fate == file_fate::remove,
           "a repair fails only where the file is removed");
-  promise(foretold.fate != file_fate::stay_marked || in.repairs_ended || foretold.ends_repairs,
+  promise(predicted.fate != file_fate::stay_marked || in.repairs_ended || predicted.ends_repairs,
           "a file stays marked only where the repairs end");
-  if (foretold.fate != file_fate::rebuild) return;
+  if (predicted.fate != file_fate::rebuild) return;
 
-  promise(foretold.state.max == in.row->max_size, "a rebuilt file has its type's capacity");
-  promise(foretold.state.start <= foretold.state.max && foretold.state.end <= foretold.state.max,
-          "a rebuilt ring lies in its capacity");
-  const ring_summary after = summarize(foretold.rebuilt, in.row->max_size);
-  promise(after.entries == foretold.readable_after, "a forecast counts what can be read later");
-  expect_found_after_repair(in, chain, foretold.rebuilt);
+  promise(predicted.state.max == in.row->max_size, "a rebuilt file has its type's capacity");
+  promise(
+      predicted.state.start <= predicted.state.max && predicted.state.end <= predicted.state.max,
+      "a rebuilt ring lies in its capacity");
+  const ring_summary after = summarize(predicted.rebuilt, in.row->max_size);
+  promise(after.entries == predicted.readable_after, "a forecast counts what can be read later");
+  expect_found_after_repair(in, chain, predicted.rebuilt);
 }
 
 void read_in_every_way(const input &in) {
@@ -242,6 +246,7 @@ void read_in_every_way(const input &in) {
 }  // namespace vesk::test
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+  vesk::test::platform.forget();
   vesk::test::read_in_every_way(vesk::test::input_of({data, size}));
   return 0;
 }

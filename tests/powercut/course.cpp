@@ -1,11 +1,11 @@
 #include "tests/powercut/course.h"
 
-#include <sys/time.h>
-
 #include <algorithm>
+#include <stdexcept>
 
 #include "tests/powercut/ledger.h"
 #include "tests/support/header_bytes.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::test {
 
@@ -13,12 +13,13 @@ namespace {
 
 constexpr entry_place nowhere{.id = 0, .offset = 0, .span = 0};
 
-file_forecast foretell(const power_case &c, const maybe_image &file) {
-  if (!file) return {};
-  timeval now;
-  gettimeofday(&now, nullptr);  // which stands still
-  return forecast(c.file_type, *file, false,
-                  {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_usec)});
+file_forecast predict(const power_case &c, const maybe_image &file) {
+  file_forecast predicted{};
+  if (!file) return predicted;
+  if (failure why = forecast(c.file_type, *file, false, predicted)) {
+    throw std::runtime_error(why.reason);
+  }
+  return predicted;
 }
 
 entry_place place_in(const std::vector<entry_place> &entries, entry_id id) {
@@ -38,15 +39,18 @@ std::string kind_of(const std::string &reason) {
   return kind;
 }
 
-std::string cause_of_removal(const file_forecast &foretold) {
-  if (foretold.repair_failure.empty()) return "file removed: " + kind_of(foretold.reason);
-  return "file removed, for it cannot be repaired: " + kind_of(foretold.repair_failure);
+std::string cause_of_removal(const file_forecast &predicted) {
+  if (predicted.repair_failure) {
+    return "file removed, for it cannot be repaired: " +
+           kind_of(shared::repair_failure_text(predicted));
+  }
+  return "file removed: " + kind_of(shared::objection_text(predicted));
 }
 
 // Why an entry that was in the file before a start cannot be read behind it.
 std::string cause_of_loss(const entry_place &entry, const maybe_image &before,
-                          const daemon_step &step, const file_forecast &foretold) {
-  if (!step.file) return before ? cause_of_removal(foretold) : "there is no file";
+                          const daemon_step &step, const file_forecast &predicted) {
+  if (!step.file) return before ? cause_of_removal(predicted) : "there is no file";
   const image &file = *step.file;
   if (id_at(file, entry) != entry.id) {
     const bool was_there = before && id_at(*before, entry) == entry.id;
@@ -65,17 +69,17 @@ std::string cause_of_loss(const entry_place &entry, const maybe_image &before,
                     : "behind a break of the chain in the rebuilt ring";
 }
 
-void expect_foretold(const file_forecast &foretold, const maybe_image &before,
-                     const daemon_step &start, const std::string &which, losses &found) {
+void expect_as_predicted(const file_forecast &predicted, const maybe_image &before,
+                         const daemon_step &start, const std::string &which, losses &found) {
   if (!start.ended) found.failures.push_back(which + " does not end");
   const bool as_kept = !touched(before, start);
-  if (as_kept != (foretold.fate == file_fate::keep)) {
-    found.failures.push_back(which + ": foretold was \"" + std::string(fate_name(foretold.fate)) +
+  if (as_kept != (predicted.fate == file_fate::keep)) {
+    found.failures.push_back(which + ": predicted was \"" + std::string(fate_name(predicted.fate)) +
                              "\", but it " +
                              (as_kept ? "left the file alone" : "touched the file"));
   }
-  if (foretold.fate == file_fate::rebuild && foretold.rebuilt != start.file) {
-    found.failures.push_back(which + ": the file is not rebuilt as was foretold");
+  if (predicted.fate == file_fate::rebuild && predicted.rebuilt != start.file) {
+    found.failures.push_back(which + ": the file is not rebuilt as was predicted");
   }
 }
 
@@ -176,26 +180,26 @@ std::vector<entry_place> entries_at(const operation_run &run, const power_cut &c
   return entries;
 }
 
-bool is_preserved(const file_forecast &foretold) {
-  return foretold.fate != file_fate::keep;
+bool is_preserved(const file_forecast &predicted) {
+  return predicted.fate != file_fate::keep;
 }
 
 course take_course(daemon_in_memory &daemon, const power_case &c, const maybe_image &file) {
   course course;
-  course.first_forecast = foretell(c, file);
+  course.first_forecast = predict(c, file);
   course.first = daemon.start(file);
   course.next = daemon.log(course.first.file, c.next);
   course.served_again = course.next.served || daemon.log(course.next.file, c.next).served;
-  course.second_forecast = foretell(c, course.next.file);
+  course.second_forecast = predict(c, course.next.file);
   course.second = daemon.start(course.next.file);
   return course;
 }
 
 losses losses_of(const power_case &c, const cut_state &state, const course &course) {
   losses found;
-  expect_foretold(course.first_forecast, state.file, course.first, "the first start", found);
-  expect_foretold(course.second_forecast, course.next.file, course.second, "the second start",
-                  found);
+  expect_as_predicted(course.first_forecast, state.file, course.first, "the first start", found);
+  expect_as_predicted(course.second_forecast, course.next.file, course.second, "the second start",
+                      found);
   if (!course.next.ended) found.failures.push_back("the next record does not come to an end");
   if (!course.served_again) found.failures.push_back("the next record is refused twice");
   found.refused = !course.next.served;

@@ -54,7 +54,7 @@ struct course {
 course take_course(daemon_in_memory &daemon, const power_case &c, const maybe_image &file);
 
 // Before a start, the file is copied where the forecast says that the start would touch it.
-bool is_preserved(const file_forecast &foretold);
+bool is_preserved(const file_forecast &predicted);
 
 struct losses {
   uint32_t entries = 0;      // that must not be lost

@@ -153,18 +153,18 @@ TEST(Losses, a_forecast_that_sees_no_danger_is_a_failure_and_costs_the_copy) {
   torn.course.first_forecast.fate = file_fate::keep;
   const losses found = losses_of(torn.c, torn.state, torn.course);
   EXPECT_EQ(found.with_copy, 3u);
-  EXPECT_THAT(found.failures, ElementsAre("the first start: foretold was \"keep\", but it touched "
+  EXPECT_THAT(found.failures, ElementsAre("the first start: predicted was \"keep\", but it touched "
                                           "the file"));
 }
 
-TEST(Losses, a_rebuilt_file_other_than_foretold_is_a_failure) {
+TEST(Losses, a_rebuilt_file_other_than_predicted_is_a_failure) {
   torn_append torn;
   torn.course.first_forecast.fate = file_fate::rebuild;
   torn.course.first_forecast.rebuilt = three_entries();
   torn.course.first.file = three_entries(44);
   torn.course.first.writes = {{0, image(20)}};
   EXPECT_THAT(losses_of(torn.c, torn.state, torn.course).failures,
-              ElementsAre("the first start: the file is not rebuilt as was foretold"));
+              ElementsAre("the first start: the file is not rebuilt as was predicted"));
 }
 
 TEST(Losses, an_entry_that_the_file_and_the_copy_lack_is_gone) {
@@ -263,7 +263,7 @@ TEST(Story, shows_the_ring_at_each_step) {
   const case_plan plan = planned_cases(extent::quick).at(2);
   const std::string story = story_of(plan, *cut_name_of("0:0"));
   EXPECT_THAT(story, HasSubstr("fresh/append 0:0\nbefore: "));
-  EXPECT_THAT(story, HasSubstr("first start, foretold: keep\n"));
+  EXPECT_THAT(story, HasSubstr("first start, predicted: keep\n"));
   EXPECT_THAT(story, HasSubstr("next record: stored\n"));
   EXPECT_THROW(story_of(plan, *cut_name_of("0:1000000")), std::out_of_range);
   EXPECT_THROW(story_of(plan, *cut_name_of("99:0")), std::out_of_range);

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "tests/support/log_file.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::test {
 
@@ -38,12 +39,13 @@ std::string told(const std::vector<flash_write> &writes, const power_cut *cut) {
   return out.str();
 }
 
-std::string told(const file_forecast &foretold) {
-  std::string text(fate_name(foretold.fate));
-  if (!foretold.reason.empty()) {
-    text += ", " + std::to_string(foretold.offset) + ": " + foretold.reason;
+std::string told(const file_forecast &predicted) {
+  std::string text(fate_name(predicted.fate));
+  if (predicted.objection) {
+    text += ", " + std::to_string(predicted.objection.offset) + ": " +
+            shared::objection_text(predicted);
   }
-  if (!foretold.repair_failure.empty()) text += "; " + foretold.repair_failure;
+  if (predicted.repair_failure) text += "; " + shared::repair_failure_text(predicted);
   return text;
 }
 
@@ -94,11 +96,11 @@ std::string story_of(const case_plan &plan, const cut_name &name) {
         << told(found.repair, nullptr);
   }
   out << "cut: " << picture_of(found.state.file)
-      << "\nfirst start, foretold: " << told(course.first_forecast) << "\n"
+      << "\nfirst start, predicted: " << told(course.first_forecast) << "\n"
       << told(course.first.lines) << "after it: " << picture_of(course.first.file)
       << "\nnext record: " << (course.next.served ? "stored" : "refused") << "\n"
       << told(course.next.lines) << "after it: " << picture_of(course.next.file)
-      << "\nsecond start, foretold: " << told(course.second_forecast) << "\n"
+      << "\nsecond start, predicted: " << told(course.second_forecast) << "\n"
       << told(course.second.lines) << "after it: " << picture_of(course.second.file) << "\n"
       << told(losses_of(c, found.state, course));
   return out.str();

@@ -1,11 +1,10 @@
-// What the reader foretells of damaged files, against what the daemon's start then does with them.
+// What is predicted of damaged files, against what the daemon's start then does with them.
 //
 // Each directory of files belongs to a number. With VESK_SEED=<number> in the environment that one
-// runs alone and is told, with pictures of its files.
+// runs alone and tells its story, with pictures of its files.
 #include "forecast/vesk_forecast.h"
 
 #include <gtest/gtest.h>
-#include <sys/time.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -29,6 +28,7 @@
 #include "tests/support/log_file.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::test {
 namespace {
@@ -43,18 +43,12 @@ std::optional<uint64_t> the_one_seed() {
   return std::strtoull(seed, nullptr, 10);
 }
 
-// The tests' clock stands still.
-start_time now() {
-  timeval tv;
-  gettimeofday(&tv, nullptr);
-  return {static_cast<uint32_t>(tv.tv_sec), static_cast<uint32_t>(tv.tv_usec)};
-}
-
-forecasts foretell(const directory &files) {
+forecasts predict(const directory &files) {
   forecasts all;
   bool repairs_ended = false;
   for (const auto &[file_type, file] : files) {
-    all[file_type] = forecast(file_type, file, repairs_ended, now());
+    const failure why = forecast(file_type, file, repairs_ended, all[file_type]);
+    EXPECT_EQ(why.reason, "");
     repairs_ended |= all[file_type].ends_repairs;
   }
   return all;
@@ -139,41 +133,40 @@ start_result start_with(directory files) {
   return result;
 }
 
-void expect_same_rebuild(const file_forecast &foretold, const left_file &left) {
+void expect_same_rebuild(const file_forecast &predicted, const left_file &left) {
   const gheader_fields header = gheader_of(*left.bytes);
-  EXPECT_EQ(foretold.state.max, header.max);
-  EXPECT_EQ(foretold.state.start, header.start);
-  EXPECT_EQ(foretold.state.end, header.end);
-  EXPECT_EQ(foretold.headers_rewritten, left.written.rewritten.size());
-  EXPECT_EQ(foretold.nulls_added, left.written.nulls);
-  EXPECT_EQ(foretold.readable_after, summarize(*left.bytes, header.max).entries);
-  EXPECT_TRUE(foretold.rebuilt == *left.bytes) << "the bytes differ";
+  EXPECT_EQ(predicted.state.max, header.max);
+  EXPECT_EQ(predicted.state.start, header.start);
+  EXPECT_EQ(predicted.state.end, header.end);
+  EXPECT_EQ(predicted.headers_rewritten, left.written.rewritten.size());
+  EXPECT_EQ(predicted.nulls_added, left.written.nulls);
+  EXPECT_EQ(predicted.readable_after, summarize(*left.bytes, header.max).entries);
+  EXPECT_TRUE(predicted.rebuilt == *left.bytes) << "the bytes differ";
 }
 
 // A file that is not rebuilt is not written to, so that what is left is as it was; of one that is
 // removed, nothing is left to compare.
-void expect_same(const file_forecast &foretold, const left_file &left) {
-  EXPECT_EQ(fate_name(foretold.fate), fate_name(left.fate));
+void expect_same(const file_forecast &predicted, const left_file &left) {
+  EXPECT_EQ(fate_name(predicted.fate), fate_name(left.fate));
   if (left.fate == file_fate::keep || left.fate == file_fate::stay_marked) {
     EXPECT_FALSE(left.written.any) << "it was written to";
   }
-  if (foretold.fate == file_fate::rebuild && left.fate == file_fate::rebuild) {
-    expect_same_rebuild(foretold, left);
+  if (predicted.fate == file_fate::rebuild && left.fate == file_fate::rebuild) {
+    expect_same_rebuild(predicted, left);
   } else {
-    EXPECT_TRUE(foretold.rebuilt.empty());
+    EXPECT_TRUE(predicted.rebuilt.empty());
   }
-  EXPECT_EQ(foretold.reason.empty(), foretold.fate == file_fate::keep);
+  EXPECT_EQ(!predicted.objection, predicted.fate == file_fate::keep);
 }
 
 bool asks_for_repair(const file_forecast &one) {
-  return one.fate == file_fate::rebuild || one.fate == file_fate::stay_marked ||
-         !one.repair_failure.empty();
+  return one.fate == file_fate::rebuild || one.fate == file_fate::stay_marked || one.repair_failure;
 }
 
-void expect_same(const forecasts &foretold, const start_result &done) {
+void expect_same(const forecasts &predicted, const start_result &done) {
   bool repair = false;
   std::vector<std::string> left_open;  // the kernel log that ends the repairs
-  for (const auto &[file_type, one] : foretold) {
+  for (const auto &[file_type, one] : predicted) {
     SCOPED_TRACE(path_of(file_type));
     expect_same(one, done.files.at(file_type));
     repair |= asks_for_repair(one);
@@ -191,78 +184,40 @@ std::string picture_of(uint32_t file_type, const image &file) {
   return std::to_string(file.size()) + " bytes: " + log_file(path_of(file_type)).picture();
 }
 
-std::string story_of(const directory &files, const forecasts &foretold, const start_result &done) {
+std::string story_of(const directory &files, const forecasts &predicted, const start_result &done) {
   std::ostringstream out;
   for (const auto &[file_type, file] : files) {
-    const file_forecast &one = foretold.at(file_type);
+    const file_forecast &one = predicted.at(file_type);
     const left_file &left = done.files.at(file_type);
     out << path_of(file_type) << "\n  before: " << picture_of(file_type, file)
-        << "\n  foretold: " << fate_name(one.fate) << ", offset " << one.offset << ": "
-        << one.reason << (one.repair_failure.empty() ? "" : "; ") << one.repair_failure
-        << "\n  done: " << fate_name(left.fate) << "\n";
-    if (!one.rebuilt.empty()) out << "  foretold: " << picture_of(file_type, one.rebuilt) << "\n";
+        << "\n  predicted: " << fate_name(one.fate) << ", offset " << one.objection.offset << ": "
+        << shared::objection_text(one) << (one.repair_failure ? "; " : "")
+        << shared::repair_failure_text(one) << "\n  done: " << fate_name(left.fate) << "\n";
+    if (!one.rebuilt.empty()) out << "  predicted: " << picture_of(file_type, one.rebuilt) << "\n";
     if (left.bytes) out << "  done: " << picture_of(file_type, *left.bytes) << "\n";
   }
   return out.str();
 }
 
-void run_case(uint64_t seed, bool tell, forecasts *foretold) {
+void run_case(uint64_t seed, bool tell, forecasts *predicted) {
   const directory files = random_directory(seed);
-  *foretold = foretell(files);
+  *predicted = predict(files);
   const start_result done = start_with(files);
-  expect_same(*foretold, done);
-  if (tell) std::cout << story_of(files, *foretold, done);
-  if (::testing::Test::HasFailure() && !tell) ADD_FAILURE() << story_of(files, *foretold, done);
+  expect_same(*predicted, done);
+  if (tell) std::cout << story_of(files, *predicted, done);
+  if (::testing::Test::HasFailure() && !tell) ADD_FAILURE() << story_of(files, *predicted, done);
 }
 
-// A text without its numbers.
-std::string shape_of(std::string text) {
-  std::string shape;
-  for (const char c : text) {
-    const bool digit = c >= '0' && c <= '9';
-    if (!digit) shape += c;
-    if (digit && !shape.ends_with('#')) shape += '#';
-  }
-  return shape;
+// What no file leads to while the flash works, or one that is made for it alone.
+bool is_out_of_reach(problem what) {
+  return what == problem::gheader_unreadable || what == problem::null_entry_not_written ||
+         what == problem::first_slot_unreadable;
 }
-
-// What a start may hold against a file, and how a repair may fail.
-constexpr const char *all_reasons[] = {
-    "capacity # is not the # of this file",
-    "end # leaves no room for an entry in front of it",
-    "end # lies beyond the capacity of #",
-    "format version # is not known",
-    "it does not begin with \"vesk\"",
-    "no entry header holds from here back to offset #",
-    "no entry header: the file ends at #",
-    "start # leaves no room for an entry up to the capacity of #",
-    "start and end are both #: no entry can be reached",
-    "the checksum of the entry header does not hold",
-    "the checksum of the global header does not hold",
-    "the file ends before its end #",
-    "the file ends inside its global header",
-    "the ring has wrapped, but the file has # bytes, not #",
-};
-constexpr const char *all_failures[] = {
-    "# bytes of damage at offset # leave no room for a null entry",
-    "a global header that cannot be trusted is not rebuilt",
-    "a ring of another capacity is not rebuilt",
-    "no entry is found before the damage exceeds # bytes",
-    "no entry is found before the file ends at #",
-    "the chain from the new start # breaks at offset #, before it has passed the new end #",
-    "the damage at offset # leaves no room for a null entry up to the capacity of #",
-    "the entry at offset # runs to #, beyond the capacity of #",
-    "the file ends at #, before its end #",
-    "the file ends at #, before its start #",
-    "the ring has wrapped, but the file has # bytes, not #",
-    "there is no entry in the file",
-};
 
 struct totals {
   uint32_t files = 0;
   std::map<file_fate, uint32_t> fates;
-  std::map<std::string, uint32_t> reasons;
-  std::map<std::string, uint32_t> failures;
+  std::map<problem, uint32_t> problems;
   std::set<uint32_t> types;
   uint32_t covered = 0;   // rebuilt with null entries,
   uint32_t readable = 0;  // and with something left to read
@@ -272,8 +227,8 @@ struct totals {
     ++files;
     types.insert(file_type);
     ++fates[one.fate];
-    if (!one.reason.empty()) ++reasons[shape_of(one.reason)];
-    if (!one.repair_failure.empty()) ++failures[shape_of(one.repair_failure)];
+    ++problems[one.objection.what];
+    ++problems[one.repair_failure.what];
     if (one.nulls_added > 0) ++covered;
     if (one.readable_after > 0) ++readable;
     if (one.ends_repairs) ++ends;
@@ -286,9 +241,8 @@ void tell(totals &t) {
             << t.readable << " readable afterwards), removed " << t.fates[file_fate::remove]
             << ", left marked " << t.fates[file_fate::stay_marked] << " (" << t.ends
             << " that end the repairs)\n";
-  for (const auto &[reason, count] : t.reasons) std::cout << "  " << count << " " << reason << "\n";
-  for (const auto &[failure, count] : t.failures) {
-    std::cout << "  " << count << " not repaired: " << failure << "\n";
+  for (const auto &[what, count] : t.problems) {
+    std::cout << "  " << count << " times problem " << static_cast<uint32_t>(what) << "\n";
   }
 }
 
@@ -302,18 +256,20 @@ void expect_variety(totals &t) {
   EXPECT_GT(t.covered, t.files / 100);
   EXPECT_GT(t.readable, t.files / 100);
   for (const auto &row : vesk_file_catalogue) EXPECT_TRUE(t.types.contains(row.file_type()));
-  for (const char *reason : all_reasons) EXPECT_GT(t.reasons[reason], 0u) << reason;
-  for (const char *failure : all_failures) EXPECT_GT(t.failures[failure], 0u) << failure;
+  for (size_t i = 0; i < problem_count; ++i) {
+    const auto what = static_cast<problem>(i);
+    EXPECT_TRUE(t.problems[what] > 0 || is_out_of_reach(what)) << i;
+  }
 }
 
 TEST(Forecast, is_what_the_start_does) {
-  forecasts foretold;
-  if (const auto seed = the_one_seed()) return run_case(*seed, true, &foretold);
+  forecasts predicted;
+  if (const auto seed = the_one_seed()) return run_case(*seed, true, &predicted);
   totals totals;
   for (uint64_t seed = 1; seed <= directories && !HasFailure(); ++seed) {
     SCOPED_TRACE("VESK_SEED=" + std::to_string(seed));
-    run_case(seed, false, &foretold);
-    for (const auto &[file_type, one] : foretold) totals.add(file_type, one);
+    run_case(seed, false, &predicted);
+    for (const auto &[file_type, one] : predicted) totals.add(file_type, one);
   }
   tell(totals);
   if (!HasFailure()) expect_variety(totals);

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <variant>
 
-#include "forecast/vesk_forecast_judgement.h"
+#include "forecast/vesk_forecast.h"
 #include "reader/vesk_salvage.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::soak {
 namespace {
@@ -44,13 +46,16 @@ sighting look_at(ring_bytes image, const volume &of, const ledger &notes) {
       seen.untrue.push_back({entry->offset, entry->uuid, entry->type, entry->secs, entry->usecs});
     }
   }
-  const judgement of_start = judge(of.file_type, of.capacity, image);
+  file_forecast of_start;
+  if (failure why = forecast(of.file_type, image, false, of_start)) {
+    throw std::runtime_error(why.reason);
+  }
   if (walk.damage) {
     seen.found = condition::damaged;
     seen.reason = walk.damage->reason;
-  } else if (of_start.says != sentence::keep) {
+  } else if (of_start.fate != file_fate::keep) {
     seen.found = condition::damaged;
-    seen.reason = of_start.reason;
+    seen.reason = shared::objection_text(of_start);
   }
   return seen;
 }

@@ -3,7 +3,8 @@
 // Tens of thousands of damaged files go through the daemon's code in seconds this way, and every
 // call can be watched. While a ram_flash lives, the calls of open, stat, lseek, read, write and
 // close come to it and know its files alone; otherwise they go on to the system. The clock stands
-// still either way, so that the same calls leave the same bytes.
+// still either way, so that the same calls leave the same bytes. Files of memfd_create() are in
+// memory too, always.
 #pragma once
 
 #include <sys/time.h>

@@ -79,14 +79,14 @@ class preservation {
     const copy_set *set = set_with(store_, name, characters_of(file.bytes));
     if (set == nullptr) return false;
     still_needed_.insert(set->number);
-    result_.files.push_back({name, path_of(store_, *set) + '/' + name, file.foretold.fate, true});
+    result_.files.push_back({name, path_of(store_, *set) + '/' + name, file.predicted.fate, true});
     return true;
   }
 
   void choose_what_fits(std::vector<const evidence *> &fresh) {
     std::stable_sort(fresh.begin(), fresh.end(), [](const evidence *a, const evidence *b) {
-      return std::pair(rank(a->foretold.fate), a->bytes.size()) <
-             std::pair(rank(b->foretold.fate), b->bytes.size());
+      return std::pair(rank(a->predicted.fate), a->bytes.size()) <
+             std::pair(rank(b->predicted.fate), b->bytes.size());
     });
     uint64_t room = room_of_sets(store_, &still_needed_) + room_beside_copies;
     std::erase_if(fresh, [&](const evidence *file) {
@@ -158,7 +158,7 @@ class preservation {
     }
     for (const evidence *file : fresh) {
       const std::string name = file->file.row->name;
-      result_.files.push_back({name, path + '/' + name, file->foretold.fate, false});
+      result_.files.push_back({name, path + '/' + name, file->predicted.fate, false});
     }
   }
 
@@ -192,14 +192,14 @@ class preservation {
 
 }  // namespace
 
-failure examine(const log_file &file, bool repairs_ended, evidence &ret_found) {
+failure examine(const log_file &file, repairs_end &repairs, evidence &ret_found) {
   ret_found.file = file;
   // Before the bytes, so that the copy is never younger than it says.
   struct stat status {};
   if (stat(file.path.c_str(), &status) == 0) ret_found.modified = status.st_mtim;
   if (failure why = read_ring_image(file.path, capacity_of(file), ret_found.bytes)) return why;
-  ret_found.foretold = forecast(file.row->file_type(), ret_found.bytes, repairs_ended);
-  ret_found.foretold.rebuilt = {};
+  if (failure why = repairs.predict(file, ret_found.bytes, ret_found.predicted)) return why;
+  ret_found.predicted.rebuilt = {};
   return {};
 }
 

@@ -10,6 +10,7 @@
 #include "base/vesk_failure.h"
 #include "forecast/vesk_forecast.h"
 #include "tools/shared/files.h"
+#include "tools/shared/repairs.h"
 
 namespace vesk::shared {
 
@@ -23,12 +24,11 @@ struct evidence {
   log_file file;  // of the catalogue
   std::vector<uint8_t> bytes;
   timespec modified;
-  file_forecast foretold;  // without the rebuilt file
+  file_forecast predicted;  // without the rebuilt file
 };
 
-// Reads the file and predicts its fate; where it cannot be read, the evidence is of no use.
-// `repairs_ended` as for forecast().
-failure examine(const log_file &file, bool repairs_ended, evidence &ret_found);
+// Reads the file and predicts its fate; where that cannot be done, the evidence is of no use.
+failure examine(const log_file &file, repairs_end &repairs, evidence &ret_found);
 
 struct preserve_request {
   std::string directory;  // where the copies are kept

@@ -6,6 +6,7 @@
 #include "tools/shared/copy_note.h"
 #include "tools/shared/json_member.h"
 #include "tools/shared/preserve.h"
+#include "tools/shared/problem_text.h"
 
 namespace vesk::shared {
 
@@ -13,14 +14,14 @@ namespace {
 
 using json_writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
 
-void write_forecast(json_writer &writer, const file_forecast &foretold) {
-  write_member(writer, "fate", fate_name(foretold.fate));
-  if (foretold.fate == file_fate::keep) return;
+void write_forecast(json_writer &writer, const file_forecast &predicted) {
+  write_member(writer, "fate", fate_name(predicted.fate));
+  if (predicted.fate == file_fate::keep) return;
   writer.Key("offset");
-  writer.Uint(foretold.offset);
-  write_member(writer, "reason", foretold.reason);
-  if (!foretold.repair_failure.empty()) {
-    write_member(writer, "repair_failure", foretold.repair_failure);
+  writer.Uint(predicted.objection.offset);
+  write_member(writer, "reason", objection_text(predicted));
+  if (predicted.repair_failure) {
+    write_member(writer, "repair_failure", repair_failure_text(predicted));
   }
 }
 
@@ -31,7 +32,7 @@ void write_file(json_writer &writer, const evidence &copied) {
   write_member(writer, "size", copied.bytes.size());
   write_member(writer, "modified", utc_text(copied.modified));
   write_member(writer, "sha256", sha256_of(characters_of(copied.bytes)));
-  write_forecast(writer, copied.foretold);
+  write_forecast(writer, copied.predicted);
   writer.EndObject();
 }
 

@@ -38,7 +38,7 @@ namespace {
   if (!file || !shared::exists(*file)) return true;
   std::vector<shared::evidence> found(1);
   shared::repairs_end ended;
-  if (const failure why = shared::examine(*file, ended.before(*file), found[0])) {
+  if (const failure why = shared::examine(*file, ended, found[0])) {
     complain(file->path + ": " + why.reason);
     return false;
   }

@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "forecast/vesk_forecast.h"
 #include "reader/vesk_ring_summary.h"
+#include "tools/shared/problem_text.h"
 #include "tools/shared/repairs.h"
 #include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
@@ -13,18 +13,21 @@ namespace vesk::veskshow {
 
 namespace {
 
-std::string why(const file_forecast &foretold) {
-  std::string text = shared::damage_text({foretold.offset, foretold.reason});
-  if (!foretold.repair_failure.empty()) text += "; the repair fails: " + foretold.repair_failure;
+std::string why(const file_forecast &predicted) {
+  std::string text =
+      shared::damage_text({predicted.objection.offset, shared::objection_text(predicted)});
+  if (predicted.repair_failure) {
+    text += "; the repair fails: " + shared::repair_failure_text(predicted);
+  }
   return text;
 }
 
-std::string fate_cell(const shared::log_file &file, const file_forecast &foretold,
+std::string fate_cell(const shared::log_file &file, const file_forecast &predicted,
                       const ring_summary &summary) {
   const std::string damage = summary.damage ? shared::damage_text(*summary.damage) : "";
   if (!file.row) return damage.empty() ? unknown_cell : unknown_cell + (": " + damage);
-  const std::string fate(fate_name(foretold.fate));
-  if (foretold.fate != file_fate::keep) return fate + ": " + why(foretold);
+  const std::string fate(fate_name(predicted.fate));
+  if (predicted.fate != file_fate::keep) return fate + ": " + why(predicted);
   return damage.empty() ? fate : fate + ", but " + damage;
 }
 
@@ -33,7 +36,7 @@ std::optional<uint32_t> secs_of(const std::optional<ring_entry> &entry) {
 }
 
 std::vector<std::string> row_of(const shared::log_file &file, size_t size,
-                                const ring_summary &summary, const file_forecast &foretold,
+                                const ring_summary &summary, const file_forecast &predicted,
                                 const entry_style &style) {
   const auto &ring = summary.state;
   return {
@@ -46,7 +49,7 @@ std::vector<std::string> row_of(const shared::log_file &file, size_t size,
       time_cell(secs_of(summary.oldest), style.zone),
       time_cell(secs_of(summary.newest), style.zone),
       ring ? (ring->wrapped() ? "yes" : "no") : unknown_cell,
-      fate_cell(file, foretold, summary),
+      fate_cell(file, predicted, summary),
   };
 }
 
@@ -74,10 +77,14 @@ void show_list(const request &asked, output &out) {
   for (const shared::log_file &file : asked.files) {
     if (!read_image(file, image, out)) continue;
     const ring_summary summary = summarize(image, shared::capacity_of(file));
-    const file_forecast foretold = forecast(shared::type_of(file), image, repairs.before(file));
-    list.add(row_of(file, image.size(), summary, foretold, asked.style));
+    file_forecast predicted;
+    if (const failure why = repairs.predict(file, image, predicted)) {
+      out.problem(file.path, why.reason);
+      continue;
+    }
+    list.add(row_of(file, image.size(), summary, predicted, asked.style));
     any = true;
-    if (summary.damage || foretold.fate != file_fate::keep) out.status = exit_problem;
+    if (summary.damage || predicted.fate != file_fate::keep) out.status = exit_problem;
   }
   if (any) list.append_to(out.text);
 }

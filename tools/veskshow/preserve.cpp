@@ -18,9 +18,9 @@ std::vector<shared::evidence> find_evidence(const request &asked, output &out) {
   std::vector<shared::evidence> found;
   for (const shared::log_file &file : asked.files) {
     shared::evidence seen{};
-    if (failure why = shared::examine(file, ended.before(file), seen)) {
+    if (failure why = shared::examine(file, ended, seen)) {
       out.problem(file.path, why.reason);
-    } else if (seen.foretold.fate != file_fate::keep) {
+    } else if (seen.predicted.fate != file_fate::keep) {
       found.push_back(std::move(seen));
     }
   }

@@ -5,9 +5,9 @@
 #include <variant>
 #include <vector>
 
-#include "forecast/vesk_forecast.h"
 #include "reader/vesk_ring_summary.h"
 #include "reader/vesk_salvage.h"
+#include "tools/shared/problem_text.h"
 #include "tools/shared/repairs.h"
 #include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
@@ -33,7 +33,7 @@ void add_line(std::string &out, const std::string &text) {
   out.append("    ").append(text).append("\n");
 }
 
-// --- the verdict ---
+// --- the fate ---
 
 std::string_view announcement(file_fate fate) {
   switch (fate) {
@@ -56,8 +56,8 @@ std::string_view state_of(const ring_summary &summary, file_fate fate) {
   return fate == file_fate::keep ? "sound" : "readable";
 }
 
-void append_verdict(output &out, const shared::log_file &file, std::string_view state,
-                    std::string_view rest) {
+void append_fate(output &out, const shared::log_file &file, std::string_view state,
+                 std::string_view rest) {
   const bool sound = state == "sound";
   const bool colored = out.color && !sound;
   shared::append_safely(out.text, file.name);
@@ -78,27 +78,26 @@ void append_finding(std::string &out, const ring_summary &summary) {
 // --- what start-up would do, and why ---
 
 void append_reason_to_keep(std::string &out, uint16_t file_type) {
-  const bool kernel_log = file_type == VESK_KERNEL_LOG || file_type == VESK_KERNEL_BIG_LOG;
-  add_line(out, kernel_log
+  add_line(out, is_kernel_log(file_type)
                     ? "start-up checks nothing of a kernel log but its global header, and finds "
                       "nothing wrong with it"
                     : "start-up checks the global header and samples of the entries, and finds "
                       "nothing wrong with them");
 }
 
-void append_rebuild(std::string &out, const file_forecast &foretold) {
-  add_line(out, "the new global header has start " + std::to_string(foretold.state.start) +
-                    " and end " + std::to_string(foretold.state.end));
-  if (foretold.nulls_added > 0) {
+void append_rebuild(std::string &out, const file_forecast &predicted) {
+  add_line(out, "the new global header has start " + std::to_string(predicted.state.start) +
+                    " and end " + std::to_string(predicted.state.end));
+  if (predicted.nulls_added > 0) {
     add_line(out,
-             counted(foretold.nulls_added, "null entry covers", "null entries cover") + " damage");
+             counted(predicted.nulls_added, "null entry covers", "null entries cover") + " damage");
   }
-  if (foretold.headers_rewritten > 0) {
-    add_line(out, counted(foretold.headers_rewritten, "entry header is", "entry headers are") +
+  if (predicted.headers_rewritten > 0) {
+    add_line(out, counted(predicted.headers_rewritten, "entry header is", "entry headers are") +
                       " rewritten");
   }
-  add_line(out, "before the repair " + counted_entries(foretold.readable_before) +
-                    " can be read, afterwards " + counted_entries(foretold.readable_after));
+  add_line(out, "before the repair " + counted_entries(predicted.readable_before) +
+                    " can be read, afterwards " + counted_entries(predicted.readable_after));
 }
 
 // A start may take away what salvage still finds.
@@ -113,21 +112,21 @@ void append_advice(std::string &out, const shared::log_file &file, ring_bytes im
                (found > 0 ? " in it; use it before that start, or --preserve a copy" : " in it"));
 }
 
-void append_consequences(std::string &out, const file_forecast &foretold) {
-  switch (foretold.fate) {
+void append_consequences(std::string &out, const file_forecast &predicted) {
+  switch (predicted.fate) {
     case file_fate::keep:
       break;
     case file_fate::rebuild:
-      append_rebuild(out, foretold);
+      append_rebuild(out, predicted);
       break;
     case file_fate::remove:
-      if (foretold.readable_before > 0) {
+      if (predicted.readable_before > 0) {
         add_line(out,
-                 counted_entries(foretold.readable_before) + " that can be read would be lost");
+                 counted_entries(predicted.readable_before) + " that can be read would be lost");
       }
       break;
     case file_fate::stay_marked:
-      add_line(out, foretold.ends_repairs
+      add_line(out, predicted.ends_repairs
                         ? "the repairs end at this kernel log, and marked files of higher "
                           "types wait as well"
                         : "the repairs end at a kernel log of a lower type, before its turn");
@@ -135,36 +134,37 @@ void append_consequences(std::string &out, const file_forecast &foretold) {
   }
 }
 
-void append_objection(std::string &out, const file_forecast &foretold) {
+void append_objection(std::string &out, const file_forecast &predicted) {
   add_line(out, "at a first start the daemon objects to " +
-                    shared::damage_text({foretold.offset, foretold.reason}));
-  if (!foretold.repair_failure.empty()) {
-    add_line(out, "the repair fails: " + foretold.repair_failure);
+                    shared::damage_text(
+                        {predicted.objection.offset, shared::objection_text(predicted)}));
+  if (predicted.repair_failure) {
+    add_line(out, "the repair fails: " + shared::repair_failure_text(predicted));
   }
 }
 
 // --- one file ---
 
-void show_verdict(const shared::log_file &file, ring_bytes image, const ring_summary &summary,
-                  const file_forecast &foretold, output &out) {
-  const std::string_view state = state_of(summary, foretold.fate);
-  append_verdict(out, file, state, announcement(foretold.fate));
+void show_fate(const shared::log_file &file, ring_bytes image, const ring_summary &summary,
+               const file_forecast &predicted, output &out) {
+  const std::string_view state = state_of(summary, predicted.fate);
+  append_fate(out, file, state, announcement(predicted.fate));
   if (state == "sound") return;
   append_finding(out.text, summary);
-  if (foretold.fate == file_fate::keep) {
+  if (predicted.fate == file_fate::keep) {
     append_reason_to_keep(out.text, file.row->file_type());
   } else {
-    append_objection(out.text, foretold);
+    append_objection(out.text, predicted);
   }
-  append_consequences(out.text, foretold);
-  if (foretold.fate == file_fate::rebuild || foretold.fate == file_fate::remove) {
+  append_consequences(out.text, predicted);
+  if (predicted.fate == file_fate::rebuild || predicted.fate == file_fate::remove) {
     append_advice(out.text, file, image);
   }
 }
 
 void show_unknown(const shared::log_file &file, const ring_summary &summary, output &out) {
-  append_verdict(out, file, state_of(summary, file_fate::keep),
-                 "its name is none of the catalogue's, so that no start looks at it");
+  append_fate(out, file, state_of(summary, file_fate::keep),
+              "its name is none of the catalogue's, so that no start looks at it");
   if (summary.damage) append_finding(out.text, summary);
 }
 
@@ -176,11 +176,13 @@ void show_fates(const request &asked, output &out) {
   for (const shared::log_file &file : asked.files) {
     if (!read_image(file, image, out)) continue;
     const ring_summary summary = summarize(image, shared::capacity_of(file));
-    if (file.row) {
-      show_verdict(file, image, summary, forecast(file.row->file_type(), image, ended.before(file)),
-                   out);
-    } else {
+    file_forecast predicted;
+    if (!file.row) {
       show_unknown(file, summary, out);
+    } else if (const auto why = ended.predict(file, image, predicted)) {
+      out.problem(file.path, why.reason);
+    } else {
+      show_fate(file, image, summary, predicted, out);
     }
     out.flush_when_large();
   }

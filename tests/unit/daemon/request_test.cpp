@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -447,6 +448,18 @@ TEST_F(Request, the_append_of_an_existing_file_gets_its_status_size) {
   vesk_do_vesk(record({.len = 4, .file_type = temperature_type}));
   EXPECT_EQ(size, 200u);
   EXPECT_EQ(capacity, 8192u);
+}
+
+TEST_F(Request, a_file_beyond_4_gib_is_neither_too_small_nor_small_enough_for_the_append) {
+  for (const off_t size : each<off_t>{0x100000000, 0x100000014}) {
+    const log_file file = ring(temperature_type).make();
+    ASSERT_EQ(ftruncate(file.fd(), size), 0);
+    platform.forget();
+    EXPECT_EQ(vesk_do_vesk(record({.len = 4, .file_type = temperature_type})), -1);
+    ASSERT_FALSE(platform.history.empty());
+    EXPECT_EQ(platform.history[0],
+              error("ERROR: File size -1 is greater than the max size 8192 for ftype 7"));
+  }
 }
 
 TEST_F(Request, a_failed_append_keeps_the_file_for_these_error_codes) {

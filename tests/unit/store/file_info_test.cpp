@@ -1,5 +1,7 @@
 #include "store/vesk_file_info.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 
 #include "format/vesk_catalogue.h"
@@ -25,6 +27,16 @@ TEST_F(FileInfo, tells_path_capacity_and_size) {
   EXPECT_STREQ(path, "/mnt/vesk/temperature_err.log");
   EXPECT_EQ(max_size, 8192u);
   EXPECT_EQ(file_size, 80u);
+}
+
+TEST_F(FileInfo, tells_the_largest_size_of_a_file_beyond_4_gib) {
+  const log_file file = ring(7).make();
+  ASSERT_EQ(ftruncate(file.fd(), 0xFFFFFFFF), 0);
+  EXPECT_EQ(look(7), 0);
+  EXPECT_EQ(file_size, 0xFFFFFFFFu);
+  ASSERT_EQ(ftruncate(file.fd(), 0x100000014), 0);
+  EXPECT_EQ(look(7), 0);
+  EXPECT_EQ(file_size, 0xFFFFFFFFu);
 }
 
 TEST_F(FileInfo, tells_path_and_capacity_of_a_file_that_does_not_exist) {

@@ -160,7 +160,7 @@ TEST_F(Preserve, is_silent_where_nothing_is_in_danger) {
   EXPECT_FALSE(fs::exists(copies()));
 }
 
-TEST_F(Preserve, notes_the_verdicts) {
+TEST_F(Preserve, notes_the_fates) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   store(logs / "platform.log", to_be_removed(60));
   preserve();
@@ -203,10 +203,10 @@ TEST_F(Preserve, makes_copies_that_are_read_like_any_other_file) {
   preserve();
   const shown saved = veskshow({"-D", set("000001"), "--salvage", "-q", "-o", "cat"});
   EXPECT_EQ(saved.out, "eight by\neight by\neight by\neight by\neight by\n");
-  const shown verdict = veskshow({"-D", set("000001"), "--verify"});
-  EXPECT_TRUE(verdict.out.starts_with(
+  const shown verified = veskshow({"-D", set("000001"), "--verify"});
+  EXPECT_TRUE(verified.out.starts_with(
       "temperature_err.log: damaged; the next first start would rebuild its global header\n"))
-      << verdict.out;
+      << verified.out;
   fs::permissions(place.path(), fs::perms{0755});
   const shown plain = veskshow_as_nobody({"-D", set("000001"), "-o", "cat"});
   EXPECT_EQ(plain.out, "eight by\neight by\n") << "what the ring still leads to";

@@ -1,5 +1,8 @@
-// --verify: the verdict on each file, and why.
+// --verify: the fate of each file, and why.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <string>
 #include <vector>
@@ -19,13 +22,13 @@ std::string item(uint16_t prev_size, uint32_t secs = noon) {
 
 class Verify : public ::testing::Test {
  protected:
-  // Stores a file and tells what is said of it.
-  std::string verdict(const std::string &name, const std::string &bytes, int status = 1) {
+  // Stores a file and returns what is said of it.
+  std::string said_of(const std::string &name, const std::string &bytes, int status = 1) {
     store(directory / name, bytes);
-    return verdicts({name}, status);
+    return shown_of({name}, status);
   }
 
-  std::string verdicts(const std::vector<std::string> &names, int status = 1) {
+  std::string shown_of(const std::vector<std::string> &names, int status = 1) {
     std::vector<std::string> arguments = {"--verify", "-D", directory.path()};
     arguments.insert(arguments.end(), names.begin(), names.end());
     const shown result = veskshow(arguments);
@@ -46,17 +49,17 @@ class Verify : public ::testing::Test {
 };
 
 TEST_F(Verify, says_one_line_of_a_sound_file) {
-  EXPECT_EQ(verdict("temperature_err.log", file_of(three), 0),
+  EXPECT_EQ(said_of("temperature_err.log", file_of(three), 0),
             "temperature_err.log: sound; the next first start would keep it as it is\n");
-  EXPECT_EQ(verdict("temperature_err.log", gheader(8192, 20, 20), 0),
+  EXPECT_EQ(said_of("temperature_err.log", gheader(8192, 20, 20), 0),
             "temperature_err.log: sound; the next first start would keep it as it is\n");
-  EXPECT_EQ(verdict("kernel.log", gheader(kernel_capacity, 20, 104) + three, 0),
+  EXPECT_EQ(said_of("kernel.log", gheader(kernel_capacity, 20, 104) + three, 0),
             "kernel.log: sound; the next first start would keep it as it is\n");
 }
 
 TEST_F(Verify, tells_what_a_rebuild_comes_to) {
   const std::string file = file_of(item(20) + item(8) + stale(24) + item(8) + item(8) + item(0));
-  EXPECT_EQ(verdict("temperature_err.log", file),
+  EXPECT_EQ(said_of("temperature_err.log", file),
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
             "    offset 76: the checksum of the entry header does not hold; 2 entries can be read\n"
             "    at a first start the daemon objects to offset 76: the checksum of the entry "
@@ -70,7 +73,7 @@ TEST_F(Verify, tells_what_a_rebuild_comes_to) {
 }
 
 TEST_F(Verify, leaves_out_what_a_rebuild_need_not_do) {
-  EXPECT_EQ(verdict("temperature_err.log", gheader(8192, 48, 48) + item(20)),
+  EXPECT_EQ(said_of("temperature_err.log", gheader(8192, 48, 48) + item(20)),
             "temperature_err.log: damaged; the next first start would rebuild its global header\n"
             "    offset 12: start and end are both 48: no entry can be reached; no entry can be "
             "read\n"
@@ -85,7 +88,7 @@ TEST_F(Verify, leaves_out_what_a_rebuild_need_not_do) {
 
 TEST_F(Verify, tells_what_a_removal_costs) {
   EXPECT_EQ(
-      verdict("temperature_err.log", file_of(three).substr(0, 100)),
+      said_of("temperature_err.log", file_of(three).substr(0, 100)),
       "temperature_err.log: damaged; the next first start would remove it\n"
       "    offset 72: the entry runs to 104, but the file ends at 100; 2 entries can be read\n"
       "    at a first start the daemon objects to offset 100: the file ends before its end 104\n"
@@ -95,7 +98,7 @@ TEST_F(Verify, tells_what_a_removal_costs) {
 }
 
 TEST_F(Verify, tells_why_a_repair_fails) {
-  EXPECT_EQ(verdict("temperature_err.log", file_of(item(20) + stale(8) + item(8))),
+  EXPECT_EQ(said_of("temperature_err.log", file_of(item(20) + stale(8) + item(8))),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 48: the checksum of the entry header does not hold; 1 entry can be read\n"
             "    at a first start the daemon objects to offset 48: the checksum of the entry "
@@ -107,7 +110,7 @@ TEST_F(Verify, tells_why_a_repair_fails) {
 }
 
 TEST_F(Verify, says_that_nothing_is_left_to_save) {
-  EXPECT_EQ(verdict("temperature_err.log", stale(60)),
+  EXPECT_EQ(said_of("temperature_err.log", stale(60)),
             "temperature_err.log: damaged; the next first start would remove it\n"
             "    offset 0: not a log file: it does not begin with \"vesk\"; no entry can be read\n"
             "    at a first start the daemon objects to offset 4: format version 218 is not known\n"
@@ -117,7 +120,7 @@ TEST_F(Verify, says_that_nothing_is_left_to_save) {
 TEST_F(Verify, walks_the_whole_chain_where_start_up_takes_samples) {
   std::string entries;
   for (int i = 0; i < 101; ++i) entries += beta();
-  EXPECT_EQ(verdict("temperature_err.log", file_of(entries + stale(24) + beta())),
+  EXPECT_EQ(said_of("temperature_err.log", file_of(entries + stale(24) + beta())),
             "temperature_err.log: damaged; the next first start would keep it as it is\n"
             "    offset 2444: the checksum of the entry header does not hold; 101 entries can be "
             "read\n"
@@ -126,7 +129,7 @@ TEST_F(Verify, walks_the_whole_chain_where_start_up_takes_samples) {
 }
 
 TEST_F(Verify, walks_kernel_logs_which_start_up_does_not) {
-  EXPECT_EQ(verdict("kernel.log", gheader(kernel_capacity, 20, 104) + alpha() + stale(56)),
+  EXPECT_EQ(said_of("kernel.log", gheader(kernel_capacity, 20, 104) + alpha() + stale(56)),
             "kernel.log: damaged; the next first start would keep it as it is\n"
             "    offset 48: the checksum of the entry header does not hold; 1 entry can be read\n"
             "    start-up checks nothing of a kernel log but its global header, and finds nothing "
@@ -138,7 +141,7 @@ TEST_F(Verify, tells_where_start_up_objects_to_a_file_that_can_be_read) {
   const size_t room = 8192 - 120 - 28 - 20;
   const std::string file = gheader(8192, 120, 20) + stale(100) + item(20) +
                            entry({.type = 0, .prev_size = 8}, std::string(room, '\0'));
-  EXPECT_EQ(verdict("temperature_err.log", file),
+  EXPECT_EQ(said_of("temperature_err.log", file),
             "temperature_err.log: readable; the next first start would rebuild its global header\n"
             "    1 entry can be read without meeting damage\n"
             "    at a first start the daemon objects to offset 20: the checksum of the entry "
@@ -170,16 +173,16 @@ TEST_F(Verify, knows_that_the_repairs_end_at_a_marked_kernel_log) {
       "    at a first start the daemon objects to offset 12: start and end are both 44: no entry "
       "can be reached\n"
       "    the repairs end at a kernel log of a lower type, before its turn\n";
-  const std::string all = verdicts({});
+  const std::string all = shown_of({});
   EXPECT_TRUE(
       all.starts_with("kyte.log: damaged; the next first start would rebuild its global header\n"))
       << all;
   EXPECT_TRUE(all.ends_with("\n" + kernel + platform)) << all;
-  EXPECT_EQ(verdicts({"platform", "kernel"}), platform + kernel);
-  EXPECT_EQ(verdicts({"platform"}), platform);
+  EXPECT_EQ(shown_of({"platform", "kernel"}), platform + kernel);
+  EXPECT_EQ(shown_of({"platform"}), platform);
 }
 
-TEST_F(Verify, judges_files_of_different_directories_by_themselves) {
+TEST_F(Verify, treats_files_of_different_directories_by_themselves) {
   store_marked_kernel_log();
   const scratch_directory other;
   store(other / "platform.log", gheader(1048576, 44, 44) + item(20));
@@ -190,11 +193,11 @@ TEST_F(Verify, judges_files_of_different_directories_by_themselves) {
       << result.out;
 }
 
-TEST_F(Verify, foretells_nothing_of_files_that_start_up_does_not_know) {
-  EXPECT_EQ(verdict("kernel.log.1", file_of(three), 0),
+TEST_F(Verify, predicts_nothing_of_files_that_start_up_does_not_know) {
+  EXPECT_EQ(said_of("kernel.log.1", file_of(three), 0),
             "kernel.log.1: sound; its name is none of the catalogue's, so that no start looks at "
             "it\n");
-  EXPECT_EQ(verdict("kernel.log.1", file_of(three).substr(0, 60)),
+  EXPECT_EQ(said_of("kernel.log.1", file_of(three).substr(0, 60)),
             "kernel.log.1: damaged; its name is none of the catalogue's, so that no start looks "
             "at it\n"
             "    offset 48: the entry header is cut off: the file ends at 60; 1 entry can be "
@@ -211,6 +214,23 @@ TEST_F(Verify, goes_on_after_a_file_that_cannot_be_read) {
   EXPECT_EQ(result.status, 1);
 }
 
+TEST_F(Verify, says_so_where_it_can_have_no_copy_in_memory) {
+  store(directory / "temperature_err.log", file_of(three));
+  const pid_t child = fork();
+  if (child == 0) {
+    const rlimit too_short{8192, 8192};  // a repair may write three bytes more
+    setrlimit(RLIMIT_FSIZE, &too_short);
+    const shown result = veskshow({"--verify", "-D", directory.path()});
+    const bool as_it_should = result.status == 1 && result.out.empty() &&
+                              result.err == "veskshow: " + (directory / "temperature_err.log") +
+                                                ": cannot copy it into memory: File too large\n";
+    _exit(as_it_should ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
 TEST_F(Verify, shows_what_is_not_sound_in_red) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(directory / "temperature_err.log", stale(10));
@@ -222,7 +242,7 @@ TEST_F(Verify, shows_what_is_not_sound_in_red) {
 }
 
 TEST_F(Verify, is_harmless_to_a_terminal) {
-  EXPECT_EQ(verdict("\x1b[2J", file_of(three), 0),
+  EXPECT_EQ(said_of("\x1b[2J", file_of(three), 0),
             "\\e[2J: sound; its name is none of the catalogue's, so that no start looks at it\n");
 }
 

@@ -1,0 +1,23 @@
+// What can be held against a global header and the size of its file. Nothing is read or logged.
+#pragma once
+
+#include <cstdint>
+
+#include "format/vesk_format.h"
+#include "recovery/vesk_problem.h"
+
+namespace vesk {
+
+// Whether the file is large enough for a global header.
+constexpr finding check_file_size(uint32_t size) {
+  return size < VESK_GHEADER_SIZE ? finding{problem::file_too_small, size} : finding{};
+}
+
+// The first problem that validation has with a file of this header. `capacity` is the catalogue's.
+finding check_gheader(const vesk_gheader &header, uint32_t capacity, uint32_t size);
+
+// The first problem that a repair has with it. Offsets that lie nowhere are what it is there for,
+// and a header of any version becomes one of ours.
+finding check_gheader_to_repair(const vesk_gheader &header, uint32_t capacity, uint32_t size);
+
+}  // namespace vesk
