@@ -28,7 +28,6 @@
 #include "tests/support/log_file.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
-#include "tools/shared/problem_text.h"
 
 namespace vesk::test {
 namespace {
@@ -184,15 +183,21 @@ std::string picture_of(uint32_t file_type, const image &file) {
   return std::to_string(file.size()) + " bytes: " + log_file(path_of(file_type)).picture();
 }
 
+std::string text_of(const vesk::finding &found) {
+  if (!found) return "no problem";
+  return "problem " + std::to_string(static_cast<uint32_t>(found.what)) + " at " +
+         std::to_string(found.offset);
+}
+
 std::string story_of(const directory &files, const forecasts &predicted, const start_result &done) {
   std::ostringstream out;
   for (const auto &[file_type, file] : files) {
     const file_forecast &one = predicted.at(file_type);
     const left_file &left = done.files.at(file_type);
     out << path_of(file_type) << "\n  before: " << picture_of(file_type, file)
-        << "\n  predicted: " << fate_name(one.fate) << ", offset " << one.objection.offset << ": "
-        << shared::objection_text(one) << (one.repair_failure ? "; " : "")
-        << shared::repair_failure_text(one) << "\n  done: " << fate_name(left.fate) << "\n";
+        << "\n  predicted: " << fate_name(one.fate) << "; " << text_of(one.objection)
+        << "; repair: " << text_of(one.repair_failure) << "\n  done: " << fate_name(left.fate)
+        << "\n";
     if (!one.rebuilt.empty()) out << "  predicted: " << picture_of(file_type, one.rebuilt) << "\n";
     if (left.bytes) out << "  done: " << picture_of(file_type, *left.bytes) << "\n";
   }
