@@ -33,8 +33,8 @@ struct damaged_file {
 
 bytes content_of(const std::string &path) {
   bytes content;
-  if (const std::string why = read_ring_image(path, unknown_capacity, content); !why.empty()) {
-    throw std::runtime_error(path + ": " + why);
+  if (const failure why = read_ring_image(path, unknown_capacity, content)) {
+    throw std::runtime_error(path + ": " + why.reason);
   }
   return content;
 }
