@@ -27,16 +27,15 @@ bool is_failure_of_the_copy(problem what) {
 
 bool play_repair(uint32_t file_type, const file_info &file, memory_copy &copy,
                  file_forecast &predicted) {
-  const repair_result done = repair_file(file_type, VESK_SANITY_CORRUPT, copy.fd(), file);
-  if (is_failure_of_the_copy(done.failure.what)) return false;
-  predicted.fate = done.fate;
-  predicted.repair_failure = done.failure;
-  predicted.ends_repairs = done.fate == file_fate::stay_marked;
-  predicted.state = {file.max_size, done.start, done.end};
-  if (done.fate != file_fate::rebuild) return true;
+  predicted.fate = repair_file(file_type, VESK_SANITY_CORRUPT, copy.fd(), file);
+  predicted.ends_repairs = predicted.fate == file_fate::stay_marked;
+  predicted.state = {file.max_size, notes.start, notes.end};
+  if (predicted.fate == file_fate::remove) predicted.repair_failure = notes.found;
+  if (is_failure_of_the_copy(predicted.repair_failure.what)) return false;
+  if (predicted.fate != file_fate::rebuild) return true;
 
-  predicted.headers_rewritten = done.headers_rewritten;
-  predicted.nulls_added = done.nulls_added;
+  predicted.headers_rewritten = notes.headers_rewritten;
+  predicted.nulls_added = notes.nulls_added;
   if (!copy.read(predicted.rebuilt)) return false;
   predicted.readable_after = summarize(predicted.rebuilt, file.max_size).entries;
   return true;
@@ -46,19 +45,20 @@ bool play_repair(uint32_t file_type, const file_info &file, memory_copy &copy,
 bool play_start(uint32_t file_type, ring_bytes image, const file_info &file, bool repairs_ended,
                 file_forecast &predicted) {
   predicted.objection = check_file_size(file.size);
-  if (!predicted.objection) {
-    memory_copy copy;
-    const size_t room = std::max(file.size, file.max_size) + longest_padding;
-    if (!copy.make(image, room)) return false;
-    errno = 0;  // as if nothing had failed before
-    predicted.objection = examine_contents(file_type, copy.fd(), file);
-    if (is_failure_of_the_copy(predicted.objection.what)) return false;
-    if (fate_of(predicted.objection.what) == file_fate::rebuild && !repairs_ended) {
-      return play_repair(file_type, file, copy, predicted);
-    }
+  if (predicted.objection) {
+    predicted.fate = file_fate::remove;
+    return true;
   }
-  predicted.fate = fate_of(predicted.objection.what);
-  if (predicted.fate == file_fate::rebuild) predicted.fate = file_fate::stay_marked;
+  memory_copy copy;
+  const size_t room = std::max(file.size, file.max_size) + longest_padding;
+  if (!copy.make(image, room)) return false;
+  errno = 0;  // as if nothing had failed before
+  predicted.fate = examine_contents(file_type, copy.fd(), file);
+  predicted.objection = notes.found;
+  if (is_failure_of_the_copy(predicted.objection.what)) return false;
+  if (predicted.fate != file_fate::rebuild) return true;
+  if (!repairs_ended) return play_repair(file_type, file, copy, predicted);
+  predicted.fate = file_fate::stay_marked;
   return true;
 }
 

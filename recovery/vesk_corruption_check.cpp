@@ -6,6 +6,7 @@
 #include "format/vesk_format.h"
 #include "format/vesk_ring.h"
 #include "recovery/vesk_damage.h"
+#include "recovery/vesk_problem.h"
 #include "store/vesk_log.h"
 #include "store/vesk_probe.h"
 
@@ -17,7 +18,14 @@ using vesk::problem;
 
 constexpr uint32_t last_sample = 101;  // one more than the texts say
 
-finding sample_from_start(int32_t fd, uint32_t start, uint32_t end, uint32_t max) {
+int32_t corrupted(uint32_t why, const finding &found, uint32_t *reason) {
+  *reason = why;
+  vesk::notes.found = found;
+  return -1;
+}
+
+int32_t sample_from_start(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                          uint32_t *reason) {
   uint32_t offset = start;
   vesk_ehdr last{};  // the last good header
   for (uint32_t count = 0;;) {
@@ -25,55 +33,56 @@ finding sample_from_start(int32_t fd, uint32_t start, uint32_t end, uint32_t max
     switch (slot.found) {
       case probe::seek_failed:
         VESK_ERROR("ERROR: lseek failed to seek at start %d, errno = %d\n", offset, errno);
-        return {problem::entry_unreadable, offset};
+        return corrupted(VESK_CORRUPT_END, {problem::entry_unreadable, offset}, reason);
       case probe::short_read:
         VESK_ERROR("ERROR: ehdr read failed at start %d errno %d entry_count %d\n", offset, errno,
                    count);
         VESK_ERROR("ERROR: euuid %d etype %d esize %d %d \n", uint16_t{last.uuid},
                    uint16_t{last.type}, uint16_t{last.size}, last.flags);
-        return {problem::entry_unreadable, offset};
+        return corrupted(VESK_CORRUPT_END, {problem::entry_unreadable, offset}, reason);
       case probe::bad_checksum:
         VESK_ERROR("ERROR: Bad ehdr at offset at start %d entry count %d\n", offset, count);
-        return {problem::bad_entry_sum, offset};
+        return corrupted(VESK_CORRUPT_CHAIN, {problem::bad_entry_sum, offset}, reason);
       case probe::good:
         break;
     }
-    if (++count == last_sample) return {};
+    if (++count == last_sample) return 0;
     offset = vesk::next_slot(offset, slot.hdr.size, max);
-    if (offset == end) return {};
+    if (offset == end) return 0;
     last = slot.hdr;
   }
 }
 
-finding sample_first_slot(int32_t fd) {
+int32_t sample_first_slot(int32_t fd, uint32_t *reason) {
+  constexpr finding unreadable{problem::first_slot_unreadable, VESK_GHEADER_SIZE};
   VESK_TRACE("TRACE:checking  entries from beginning %d\n", VESK_GHEADER_SIZE);
   switch (vesk::probe_slot(fd, VESK_GHEADER_SIZE).found) {
     case probe::seek_failed:
       VESK_ERROR("ERROR: lseek failed to seek at beginning %d, errno = %d\n", VESK_GHEADER_SIZE,
                  errno);
-      return {problem::first_slot_unreadable, VESK_GHEADER_SIZE};
+      return corrupted(VESK_CORRUPT_UNREADABLE, unreadable, reason);
     case probe::short_read:
       VESK_ERROR("ERROR: ehdr read at beginning %d failed errno %d\n", VESK_GHEADER_SIZE, errno);
-      return {problem::first_slot_unreadable, VESK_GHEADER_SIZE};
+      return corrupted(VESK_CORRUPT_UNREADABLE, unreadable, reason);
     case probe::bad_checksum:
       VESK_ERROR("ERROR: Bad ehdr at offset at beginning %d\n", VESK_GHEADER_SIZE);
-      return {problem::bad_entry_sum, VESK_GHEADER_SIZE};
+      return corrupted(VESK_CORRUPT_CHAIN, {problem::bad_entry_sum, VESK_GHEADER_SIZE}, reason);
     case probe::good:
-      break;
+      return 0;
   }
-  return {};
+  return 0;
 }
 
 // Goes back from `end` to the first position whose bytes are a good header, whether or not that
 // entry ends at `end`.
-finding sample_end(int32_t fd, uint32_t end) {
+int32_t sample_end(int32_t fd, uint32_t end, uint32_t *reason) {
   constexpr finding no_room{problem::end_without_room, offsetof(vesk_gheader, end)};
   const uint32_t first = end - VESK_EHDR_SIZE;  // an end below 20 becomes huge: the seek fails
   uint32_t curr = first;
   uint32_t stepped = 0;
   if (curr < VESK_GHEADER_SIZE) {
     VESK_ERROR("ERROR: curr is less than VESK_GHEADER_SIZE %d\n", curr);
-    return no_room;
+    return corrupted(VESK_CORRUPT_END, no_room, reason);
   }
   VESK_TRACE("TRACE:checking entry at end %d\n", end);
   for (;;) {
@@ -81,13 +90,15 @@ finding sample_end(int32_t fd, uint32_t end) {
     switch (slot.found) {
       case probe::seek_failed:
         VESK_ERROR("ERROR: lseek failed to seek at end %d, errno = %d\n", curr, errno);
-        return end < VESK_EHDR_SIZE ? no_room : finding{problem::entry_unreadable, curr};
+        return corrupted(VESK_CORRUPT_END,
+                         end < VESK_EHDR_SIZE ? no_room : finding{problem::entry_unreadable, curr},
+                         reason);
       case probe::short_read:
         VESK_ERROR("ERROR: ehdr read failed at end %d errno %d read_bytes %d\n", curr, errno,
                    slot.got);
-        return {problem::entry_unreadable, curr};
+        return corrupted(VESK_CORRUPT_END, {problem::entry_unreadable, curr}, reason);
       case probe::good:
-        return {};
+        return 0;
       case probe::bad_checksum:
         break;
     }
@@ -98,30 +109,25 @@ finding sample_end(int32_t fd, uint32_t end) {
           "ERROR: curr %d is less than VESK_GHEADER_SIZE %d ORcorrupted size %d is bigger than max "
           "corruptedsize %d\n",
           curr, VESK_GHEADER_SIZE, stepped, VESK_MAX_DAMAGE);
-      return {problem::no_last_entry, first, curr + VESK_DAMAGE_STEP};
+      return corrupted(VESK_CORRUPT_END, {problem::no_last_entry, first, curr + VESK_DAMAGE_STEP},
+                       reason);
     }
   }
 }
 
 }  // namespace
 
-vesk::finding vesk::check_chain(int32_t fd, uint32_t start, uint32_t end, uint32_t max) {
+int32_t vesk_check_file_corrupted(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                                  uint32_t *reason) {
   VESK_TRACE("TRACE:vesk_check_file_corrupted start %d end %d max %d \n", start, end, max);
   VESK_TRACE("TRACE:checking  100 entries from start %d\n", start);
   VESK_ERROR("ERROR: vesk_check_file_corrupted start %d end %d max %d \n", start, end, max);
-  if (start == VESK_GHEADER_SIZE && end == VESK_GHEADER_SIZE) return {};
-  if (start == end) return {problem::start_meets_end, offsetof(vesk_gheader, start)};
-  if (const finding found = sample_from_start(fd, start, end, max)) return found;
-  if (start != VESK_GHEADER_SIZE) {
-    if (const finding found = sample_first_slot(fd)) return found;
+  if (start == VESK_GHEADER_SIZE && end == VESK_GHEADER_SIZE) return 0;
+  if (start == end) {
+    return corrupted(VESK_CORRUPT_CHAIN, {problem::start_meets_end, offsetof(vesk_gheader, start)},
+                     reason);
   }
-  return end == VESK_GHEADER_SIZE ? finding{} : sample_end(fd, end);
-}
-
-int32_t vesk_check_file_corrupted(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
-                                  uint32_t *reason) {
-  const finding found = vesk::check_chain(fd, start, end, max);
-  if (!found) return 0;
-  *reason = vesk::reason_of(found.what);
-  return -1;
+  if (sample_from_start(fd, start, end, max, reason) != 0) return -1;
+  if (start != VESK_GHEADER_SIZE && sample_first_slot(fd, reason) != 0) return -1;
+  return end == VESK_GHEADER_SIZE ? 0 : sample_end(fd, end, reason);
 }

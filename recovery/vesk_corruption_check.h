@@ -4,8 +4,6 @@
 
 #include <cstdint>
 
-#include "recovery/vesk_problem.h"
-
 // Why a file counts as corrupted.
 
 // The first slot cannot be read: not to be repaired.
@@ -23,17 +21,3 @@ int32_t vesk_check_file_corrupted(int32_t fd, uint32_t start, uint32_t end, uint
                                   uint32_t *reason);
 
 }  // extern "C"
-
-namespace vesk {
-
-// The same, and says what it has found.
-finding check_chain(int32_t fd, uint32_t start, uint32_t end, uint32_t max);
-
-// The reason that stands for what was found.
-constexpr uint32_t reason_of(problem what) {
-  if (what == problem::first_slot_unreadable) return VESK_CORRUPT_UNREADABLE;
-  const bool chain = what == problem::start_meets_end || what == problem::bad_entry_sum;
-  return chain ? VESK_CORRUPT_CHAIN : VESK_CORRUPT_END;
-}
-
-}  // namespace vesk

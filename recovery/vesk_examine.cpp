@@ -57,33 +57,40 @@ void log_problem(problem what, const vesk_gheader &header, const file_info &file
   }
 }
 
-finding examine_chain(int32_t fd, const file_info &file, const vesk_gheader &header) {
+file_fate examine_chain(int32_t fd, const file_info &file, const vesk_gheader &header) {
   VESK_TRACE("TRACE:Going to check if file is corrupted%s.\n", file.path);
-  const finding found = check_chain(fd, header.start, header.end, header.max);
-  if (!found) {
+  uint32_t reason = 0;
+  if (vesk_check_file_corrupted(fd, header.start, header.end, header.max, &reason) == 0) {
     VESK_TRACE("TRACE:File %s isn't corrupted\n", file.path);
-  } else if (found.what != problem::first_slot_unreadable) {
-    VESK_ERROR("ERROR: File %s had internal error or is corrupted %d.\n", file.path,
-               reason_of(found.what));
+    return file_fate::keep;
   }
-  return found;
+  if (reason == VESK_CORRUPT_UNREADABLE) return file_fate::remove;
+  VESK_ERROR("ERROR: File %s had internal error or is corrupted %d.\n", file.path, reason);
+  const bool known = reason == VESK_CORRUPT_CHAIN || reason == VESK_CORRUPT_END;
+  return known ? file_fate::rebuild : file_fate::stay_marked;
+}
+
+file_fate note(const finding &found) {
+  notes.found = found;
+  return fate_of(found.what);
 }
 
 }  // namespace
 
-finding examine_contents(uint32_t file_type, int32_t fd, const file_info &file) {
+file_fate examine_contents(uint32_t file_type, int32_t fd, const file_info &file) {
+  notes = {};
   // A header that cannot be read for a moment (the read returns -1, which passes for complete)
   // costs no log: the buffer starts as the header of an empty file.
   vesk_gheader header =
       make_gheader(VESK_GHEADER_SIZE, VESK_GHEADER_SIZE, file.max_size, VESK_VERSION);
-  if (const finding found = read_gheader(fd, &header)) return found;
+  if (const finding found = read_gheader(fd, &header)) return note(found);
   if (const finding found = check_gheader(header, file.max_size, file.size)) {
     log_problem(found.what, header, file);
-    return found;
+    return note(found);
   }
   if (is_kernel_log(file_type)) {
     VESK_TRACE("TRACE:No corruption check for kernel logs\n");
-    return {};
+    return file_fate::keep;
   }
   return examine_chain(fd, file, header);
 }

@@ -9,7 +9,8 @@
 namespace vesk {
 
 // Examines the contents of an open file: its global header and, unless it is a kernel log, samples
-// of its entries. Returns the first problem, which is logged. Writes nothing.
-finding examine_contents(uint32_t file_type, int32_t fd, const file_info &file);
+// of its entries. The first problem decides, and is logged and noted. Writes nothing. The fate is
+// stay_marked where the file needs a repair, but its mark stays as it was.
+file_fate examine_contents(uint32_t file_type, int32_t fd, const file_info &file);
 
 }  // namespace vesk

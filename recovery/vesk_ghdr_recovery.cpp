@@ -5,6 +5,7 @@
 #include "format/vesk_format.h"
 #include "format/vesk_ring.h"
 #include "recovery/vesk_damage.h"
+#include "recovery/vesk_problem.h"
 #include "store/vesk_entry.h"
 #include "store/vesk_log.h"
 #include "store/vesk_probe.h"
@@ -13,6 +14,7 @@
 namespace {
 
 using vesk::finding;
+using vesk::notes;
 using vesk::probe;
 using vesk::problem;
 
@@ -22,24 +24,21 @@ struct first_pass {
   int32_t fd;
   uint32_t end;
   uint32_t max;
-  vesk::first_pass_result result;
+  uint32_t predicted_start;
   uint32_t curr;                        // the offset under examination
   uint32_t seg;                         // just behind the last good entry
   uint16_t prev_size = VESK_EHDR_SIZE;  // of the last good entry, 20 in front of the first
   uint32_t prev_secs = 0;
   uint32_t prev_usecs = 0;
   uint32_t corrupted = 0;  // over the whole pass
+  uint32_t count = 0;      // entries that are not null
+  uint32_t reason = VESK_GHDR_RECOVERED;
   uint32_t rewritten = 0;  // the last header that was
   bool in_damage = false;
 
-  step break_off(const finding &why) {
-    result.reason = VESK_GHDR_BROKEN_OFF;
-    result.why = why;
-    return step::finish;
-  }
-  step give_up(const finding &why) {
-    result.reason = VESK_GHDR_LOST;
-    result.why = why;
+  step fail(uint32_t why, const finding &found) {
+    reason = why;
+    notes.found = found;
     return step::finish;
   }
 };
@@ -49,7 +48,7 @@ void rewrite_prev_size(first_pass &walk, uint32_t size) {
   uint32_t ignored = VESK_ERR_NONE;
   VESK_ERROR("Updating eheader at %d with size %d\n", walk.curr, size);
   if (vesk_update_eheader(walk.fd, walk.curr, static_cast<uint16_t>(size), &ignored) != 0) return;
-  if (walk.rewritten != walk.curr) ++walk.result.headers_rewritten;
+  if (walk.rewritten != walk.curr) ++notes.headers_rewritten;
   walk.rewritten = walk.curr;
 }
 
@@ -61,9 +60,9 @@ step cover(first_pass &walk, uint32_t room) {
                           static_cast<uint16_t>(room - VESK_EHDR_SIZE), walk.prev_size,
                           &ignored) != 0) {
     VESK_ERROR("ERROR: Add NULL ent failed \n");
-    return walk.give_up({problem::null_entry_not_written, walk.seg});
+    return walk.fail(VESK_GHDR_LOST, {problem::null_entry_not_written, walk.seg});
   }
-  ++walk.result.nulls_added;
+  ++notes.nulls_added;
   return step::go_on;
 }
 
@@ -72,7 +71,8 @@ step step_over_damage(first_pass &walk) {
   walk.corrupted += VESK_DAMAGE_STEP;
   if (walk.corrupted > VESK_MAX_DAMAGE) {
     VESK_ERROR("ERROR: corrupted size %d is beyond max %d\n", walk.corrupted, VESK_MAX_DAMAGE);
-    return walk.break_off({problem::no_entry_in_damage, walk.seg, VESK_MAX_DAMAGE});
+    return walk.fail(VESK_GHDR_BROKEN_OFF,
+                     {problem::no_entry_in_damage, walk.seg, VESK_MAX_DAMAGE});
   }
   walk.curr += VESK_DAMAGE_STEP;
   if (walk.curr <= walk.max - VESK_EHDR_SIZE) {
@@ -83,7 +83,7 @@ step step_over_damage(first_pass &walk) {
   const uint32_t room = walk.max - walk.seg;
   if (room <= VESK_EHDR_SIZE) {
     VESK_ERROR("ERROR: No space to add NULL ent Can't recover file \n");
-    return walk.give_up({problem::tail_without_room, walk.seg});
+    return walk.fail(VESK_GHDR_LOST, {problem::tail_without_room, walk.seg});
   }
   cover(walk, room);
   return step::finish;
@@ -94,7 +94,7 @@ step cover_gap(first_pass &walk) {
   const uint32_t gap = walk.curr - walk.seg;
   if (gap <= VESK_EHDR_SIZE) {
     VESK_ERROR("ERROR: No space %d to add header %d Remove file. \n", gap, walk.seg);
-    return walk.give_up({problem::gap_without_room, walk.seg, gap});
+    return walk.fail(VESK_GHDR_LOST, {problem::gap_without_room, walk.seg, gap});
   }
   if (cover(walk, gap) == step::finish) return step::finish;
   rewrite_prev_size(walk, gap - VESK_EHDR_SIZE);
@@ -104,14 +104,14 @@ step cover_gap(first_pass &walk) {
 // In a file that may have wrapped, the oldest entry is the one where time steps back. Within one
 // second it is the other way round: a later entry moves the prediction.
 void predict(first_pass &walk, const vesk_ehdr &hdr) {
-  if (walk.result.entry_count < 2 || walk.end < walk.max) return;
+  if (walk.count < 2 || walk.end < walk.max) return;
   const double difference = static_cast<double>(hdr.secs) - static_cast<double>(walk.prev_secs);
   if (difference < 0) {
-    walk.result.predicted_start = walk.curr;
-    VESK_TRACE("TRACE:secs LT Predict start moved to %d\n", walk.result.predicted_start);
+    walk.predicted_start = walk.curr;
+    VESK_TRACE("TRACE:secs LT Predict start moved to %d\n", walk.predicted_start);
   } else if (difference == 0 && hdr.usecs > walk.prev_usecs) {
-    walk.result.predicted_start = walk.curr;
-    VESK_TRACE("TRACE:usecs LT Predict start moved to %d\n", walk.result.predicted_start);
+    walk.predicted_start = walk.curr;
+    VESK_TRACE("TRACE:usecs LT Predict start moved to %d\n", walk.predicted_start);
   }
 }
 
@@ -120,13 +120,13 @@ step step_over_entry(first_pass &walk, const vesk_ehdr &hdr) {
   // Compared as it was read: a rewrite a moment ago is overwritten where the old value differs.
   if (hdr.prev_size != walk.prev_size) rewrite_prev_size(walk, walk.prev_size);
   if (hdr.type != VESK_NULL_ENTRY_TYPE) {
-    ++walk.result.entry_count;
+    ++walk.count;
     predict(walk, hdr);
   }
   const uint32_t next = walk.curr + vesk::entry_span(hdr.size);
   if (next > walk.max) {
     VESK_ERROR("ERROR: Curr %d is greater than max %d \n", next, walk.max);
-    return walk.give_up({problem::entry_beyond_capacity, walk.curr, next});
+    return walk.fail(VESK_GHDR_LOST, {problem::entry_beyond_capacity, walk.curr, next});
   }
   walk.prev_size = hdr.size;
   walk.prev_secs = hdr.secs;
@@ -145,10 +145,10 @@ step one_step(first_pass &walk) {
       return step_over_damage(walk);
     case probe::seek_failed:
       VESK_ERROR("ERROR: lseek failed to seek %d, errno = %d\n", walk.curr, errno);
-      return walk.break_off({problem::no_entry_in_file, walk.curr});
+      return walk.fail(VESK_GHDR_BROKEN_OFF, {problem::no_entry_in_file, walk.curr});
     case probe::short_read:
       VESK_ERROR("ERROR: ehdr read failed errno %d seek %d\n", errno, walk.curr);
-      return walk.break_off({problem::no_entry_in_file, walk.curr});
+      return walk.fail(VESK_GHDR_BROKEN_OFF, {problem::no_entry_in_file, walk.curr});
   }
   return step::finish;
 }
@@ -199,77 +199,57 @@ chain_walk follow_chain(int32_t fd, uint32_t start, uint32_t max, uint32_t entry
 }
 
 // The new end lies behind a start that is not the first slot. Walks once more from the start,
-// without wrapping, over the entry at the new end as well: what lies behind that is the new start.
-void move_start_behind_end(int32_t fd, uint32_t start, uint32_t max,
-                           vesk::second_pass_result *result) {
+// without wrapping, over the entry at `new_end` as well: what lies behind that is the new start.
+uint32_t start_behind_end(int32_t fd, uint32_t start, uint32_t new_end, uint32_t max,
+                          uint32_t *reason) {
   uint32_t curr = start;
-  while (curr <= result->new_end) {
+  while (curr <= new_end) {
     const vesk::slot slot = vesk::probe_slot(fd, curr);
     if (slot.found != probe::good) {
       report_failed_probe(slot, curr);
       if (slot.found == probe::bad_checksum) {
         VESK_ERROR("ERROR: ehdr checksum failed at %d \n", curr);
       }
-      result->why = {problem::chain_broken, curr, result->new_end};
+      *reason = VESK_GHDR_LOST;
+      notes.found = {problem::chain_broken, curr, new_end};
       break;
     }
     curr += vesk::entry_span(slot.hdr.size);
   }
-  result->new_start = curr == max ? VESK_GHEADER_SIZE : curr;
+  return curr == max ? VESK_GHEADER_SIZE : curr;
 }
 
 }  // namespace
 
-vesk::first_pass_result vesk::run_first_pass(int32_t fd, uint32_t start, uint32_t end,
-                                             uint32_t max) {
-  VESK_ERROR("gheader recovery start first phase  %d end %d max %d \n", start, end, max);
-  first_pass walk{.fd = fd,
-                  .end = end,
-                  .max = max,
-                  .result = {.predicted_start = start},
-                  .curr = start,
-                  .seg = start};
-  while (walk.curr < end && one_step(walk) == step::go_on) {
-  }
-  first_pass_result &result = walk.result;
-  if (result.predicted_start == max) result.predicted_start = VESK_GHEADER_SIZE;
-  if (result.reason == VESK_GHDR_BROKEN_OFF && result.entry_count == 0) {
-    result.reason = VESK_GHDR_LOST;
-  }
-  return result;
-}
-
 int32_t vesk_ghdr_recovery_first_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                                       uint32_t *reason, uint32_t *entry_count,
                                       uint32_t *predicted_start) {
-  const vesk::first_pass_result result = vesk::run_first_pass(fd, start, end, max);
-  *reason = result.reason;
-  *entry_count = result.entry_count;
-  *predicted_start = result.predicted_start;
+  VESK_ERROR("gheader recovery start first phase  %d end %d max %d \n", start, end, max);
+  first_pass walk{
+      .fd = fd, .end = end, .max = max, .predicted_start = start, .curr = start, .seg = start};
+  while (walk.curr < end && one_step(walk) == step::go_on) {
+  }
+  *entry_count = walk.count;
+  *predicted_start = walk.predicted_start == max ? VESK_GHEADER_SIZE : walk.predicted_start;
+  const bool nothing_found = walk.reason == VESK_GHDR_BROKEN_OFF && walk.count == 0;
+  *reason = nothing_found ? VESK_GHDR_LOST : walk.reason;
   return *reason == VESK_GHDR_RECOVERED ? 0 : -1;
-}
-
-vesk::second_pass_result vesk::run_second_pass(int32_t fd, uint32_t start, uint32_t end,
-                                               uint32_t max, uint32_t entry_count) {
-  VESK_ERROR("gheader recovery second pass start %d end %d max %d \n", start, end, max);
-  const chain_walk chain = follow_chain(fd, start, max, entry_count);
-  second_pass_result result{.new_end = chain.next, .last_entry = chain.last};
-  VESK_TRACE("TRACE: reason %d entry_count %d \n", chain.reason, chain.seen);
-  if (chain.reason == VESK_GHDR_BROKEN_OFF) VESK_TRACE("TRACE:New end for file %d\n", chain.next);
-
-  if (start == VESK_GHEADER_SIZE) return result;
-  if (result.new_end == start) result.new_end = chain.last;  // a closed ring ends at its last entry
-  if (start < result.new_end) move_start_behind_end(fd, start, max, &result);
-  return result;
 }
 
 int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                                        uint32_t *reason, uint32_t *new_end, uint32_t *new_start,
                                        uint32_t *last_entry, uint32_t entry_count) {
-  const vesk::second_pass_result result = vesk::run_second_pass(fd, start, end, max, entry_count);
-  *reason = result.reason();
-  *new_end = result.new_end;
-  *last_entry = result.last_entry;
-  if (result.new_start) *new_start = *result.new_start;
+  *reason = VESK_GHDR_RECOVERED;
+  VESK_ERROR("gheader recovery second pass start %d end %d max %d \n", start, end, max);
+  const chain_walk chain = follow_chain(fd, start, max, entry_count);
+  *last_entry = chain.last;
+  *new_end = chain.next;
+  VESK_TRACE("TRACE: reason %d entry_count %d \n", chain.reason, chain.seen);
+  if (chain.reason == VESK_GHDR_BROKEN_OFF) VESK_TRACE("TRACE:New end for file %d\n", chain.next);
+
+  if (start == VESK_GHEADER_SIZE) return 0;
+  if (*new_end == start) *new_end = chain.last;  // a closed ring ends at its last entry
+  if (start >= *new_end) return 0;
+  *new_start = start_behind_end(fd, start, *new_end, max, reason);
   return *reason == VESK_GHDR_RECOVERED ? 0 : -1;
 }

@@ -2,9 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-
-#include "recovery/vesk_problem.h"
 
 // What the passes store in `reason`.
 
@@ -28,37 +25,10 @@ int32_t vesk_ghdr_recovery_first_pass(int32_t fd, uint32_t start, uint32_t end, 
 // not null; where it stops is the new end. `end` is only logged. Writes nothing to the file.
 //
 // Stores `*reason`, `*new_end` and `*last_entry` always, `*new_start` only where the start has to
-// move. Returns 0 when `*reason` is 0, else -1. Where the chain breaks is the
-// new end, and no failure, unless it breaks behind a start other than the first slot.
+// move. Returns 0 when `*reason` is 0, else -1. Where the chain breaks is the new end, and no
+// failure, unless it breaks behind a start other than the first slot.
 int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                                        uint32_t *reason, uint32_t *new_end, uint32_t *new_start,
                                        uint32_t *last_entry, uint32_t entry_count);
 
 }  // extern "C"
-
-namespace vesk {
-
-// The same passes, and more of what they have found and done.
-
-struct first_pass_result {
-  uint32_t reason = VESK_GHDR_RECOVERED;
-  finding why = {};  // where `reason` is another one
-  uint32_t entry_count = 0;
-  uint32_t predicted_start;
-  uint32_t headers_rewritten = 0;
-  uint32_t nulls_added = 0;
-};
-first_pass_result run_first_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max);
-
-struct second_pass_result {
-  finding why = {};  // where the file is beyond repair
-  uint32_t new_end;
-  std::optional<uint32_t> new_start = {};  // where the start has to move
-  uint32_t last_entry;
-
-  uint32_t reason() const { return why ? VESK_GHDR_LOST : VESK_GHDR_RECOVERED; }
-};
-second_pass_result run_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
-                                   uint32_t entry_count);
-
-}  // namespace vesk

@@ -11,9 +11,10 @@ namespace vesk {
 namespace {
 
 finding check_identity(const vesk_gheader &header, uint32_t capacity) {
-  if (std::memcmp(header.magic, VESK_MAGIC, sizeof header.magic) != 0) return {problem::bad_magic};
   if (vesk_check_gheader(&header) != 0) {
-    return {problem::bad_gheader_sum, offsetof(vesk_gheader, checksum)};
+    const bool magic = std::memcmp(header.magic, VESK_MAGIC, sizeof header.magic) == 0;
+    return magic ? finding{problem::bad_gheader_sum, offsetof(vesk_gheader, checksum)}
+                 : finding{problem::bad_magic};
   }
   if (header.max != capacity) return {problem::wrong_capacity, offsetof(vesk_gheader, max)};
   return {};

@@ -56,8 +56,18 @@ struct finding {
   bool operator==(const finding &) const = default;
 };
 
-// What start-up does with a file in which it finds this. What a repair then fails at costs the
-// file, whatever it is.
+// What the last examination or repair came upon, beside the codes that its operations return. The
+// daemon writes it and never reads it: it is there for those who predict what a start would do.
+struct recovery_notes {
+  finding found = {};
+  uint32_t start = 0;  // of the ring that a rebuilt global header comes to
+  uint32_t end = 0;
+  uint32_t headers_rewritten = 0;
+  uint32_t nulls_added = 0;
+};
+inline recovery_notes notes;
+
+// What start-up does with a file whose size or global header has this problem.
 constexpr file_fate fate_of(problem what) {
   switch (what) {
     case problem::none:
@@ -67,11 +77,6 @@ constexpr file_fate fate_of(problem what) {
     case problem::wrong_capacity:
     case problem::end_beyond_capacity:
     case problem::start_without_room:
-    case problem::start_meets_end:
-    case problem::bad_entry_sum:
-    case problem::entry_unreadable:
-    case problem::end_without_room:
-    case problem::no_last_entry:
       return file_fate::rebuild;
     default:
       return file_fate::remove;

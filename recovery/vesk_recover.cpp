@@ -31,7 +31,7 @@ bool sweep_type(uint32_t file_type) {
     return true;
   }
   const uint32_t mark = vesk_file_sanity[file_type];
-  const file_fate fate = vesk::repair_file(file_type, mark, fd.get(), file).fate;
+  const file_fate fate = vesk::repair_file(file_type, mark, fd.get(), file);
   if (fate == file_fate::stay_marked) {
     fd.release();  // left open on purpose
     return false;

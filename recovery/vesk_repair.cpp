@@ -61,40 +61,40 @@ void write_gheader(int32_t fd, uint32_t start, uint32_t end, uint32_t max) {
   vesk_update_gheader(fd, start, end, max, VESK_VERSION);
 }
 
-repair_result rebuild_gheader(int32_t fd, const file_info &file) {
-  repair_result result{.fate = file_fate::remove};
+file_fate rebuild_gheader(int32_t fd, const file_info &file) {
+  uint32_t reason = VESK_GHDR_RECOVERED;
+  uint32_t entry_count = 0;
+  uint32_t predicted_start = VESK_GHEADER_SIZE;
   VESK_TRACE("TRACE:Going to for first pass ghdr recovery %s.\n", file.path);
-  const first_pass_result first = run_first_pass(fd, VESK_GHEADER_SIZE, file.size, file.max_size);
-  result.headers_rewritten = first.headers_rewritten;
-  result.nulls_added = first.nulls_added;
-  result.failure = first.why;
-  if (first.reason != VESK_GHDR_RECOVERED) {
-    VESK_ERROR("ERROR: vesk_ghdr_recovery_first_pass returned error %dfor %s \n", first.reason,
+  if (vesk_ghdr_recovery_first_pass(fd, VESK_GHEADER_SIZE, file.size, file.max_size, &reason,
+                                    &entry_count, &predicted_start) != 0) {
+    VESK_ERROR("ERROR: vesk_ghdr_recovery_first_pass returned error %dfor %s \n", reason,
                file.path);
-    if (first.reason == VESK_GHDR_LOST) return result;
+    if (reason == VESK_GHDR_LOST) return file_fate::remove;
   }
-  result.failure = {problem::no_entries, VESK_GHEADER_SIZE};
-  if (first.entry_count == 0) return result;
+  if (entry_count == 0) {
+    notes.found = {problem::no_entries, VESK_GHEADER_SIZE};
+    return file_fate::remove;
+  }
 
-  VESK_TRACE("TRACE:Got num entries %d. going for 2nd pass %s \n", first.entry_count, file.path);
-  const second_pass_result second =
-      run_second_pass(fd, first.predicted_start, file.size, file.max_size, first.entry_count);
-  result.failure = second.why;
-  result.start = first.predicted_start;
-  result.end = second.new_end;
-  if (second.why) {
-    VESK_ERROR("ERROR: vesk_ghdr_recovery_second_pass returned error %dfor %s \n", second.reason(),
+  VESK_TRACE("TRACE:Got num entries %d. going for 2nd pass %s \n", entry_count, file.path);
+  uint32_t new_end = 0;
+  uint32_t new_start = notes.start = predicted_start;
+  uint32_t last_entry = VESK_GHEADER_SIZE;
+  if (vesk_ghdr_recovery_second_pass(fd, predicted_start, file.size, file.max_size, &reason,
+                                     &new_end, &new_start, &last_entry, entry_count) != 0) {
+    VESK_ERROR("ERROR: vesk_ghdr_recovery_second_pass returned error %dfor %s \n", reason,
                file.path);
-    return result;
+    return file_fate::remove;
   }
-  result.fate = file_fate::rebuild;
-  result.start = second.new_start.value_or(first.predicted_start);
+  notes.start = new_start;
+  notes.end = new_end;
   VESK_TRACE("TRACE:File %s ghdr recovery was successful \n", file.path);
-  write_gheader(fd, result.start, result.end, file.max_size);
-  return result;
+  write_gheader(fd, new_start, new_end, file.max_size);
+  return file_fate::rebuild;
 }
 
-repair_result repair_entries(int32_t fd, const vesk_gheader &header, const file_info &file) {
+file_fate repair_entries(int32_t fd, const vesk_gheader &header, const file_info &file) {
   const uint32_t start = header.start;
   const uint32_t end = header.end;
   const uint32_t max = header.max;
@@ -103,24 +103,26 @@ repair_result repair_entries(int32_t fd, const vesk_gheader &header, const file_
   uint32_t last_entry = VESK_GHEADER_SIZE;
   if (vesk_ehdr_recovery(fd, start, end, max, &reason, &new_start, &last_entry) != 0) {
     VESK_ERROR("ERROR: eheader file recovery returned error %d. for %s\n", reason, file.path);
-    return {.fate = file_fate::remove};
+    return file_fate::remove;
   }
   VESK_TRACE("TRACE:File %s recovery was successful \n", file.path);
   if (new_start != start) write_gheader(fd, new_start, end, max);
-  return {.fate = file_fate::rebuild};
+  return file_fate::rebuild;
 }
 
 }  // namespace
 
-repair_result repair_file(uint32_t file_type, uint32_t mark, int32_t fd, const file_info &file) {
+file_fate repair_file(uint32_t file_type, uint32_t mark, int32_t fd, const file_info &file) {
+  notes = {};
   vesk_gheader header{};
   finding found = read_gheader(fd, &header);
   if (!found) found = check_gheader_to_repair(header, file.max_size, file.size);
   if (found) {
     log_problem(found.what, header, file);
-    return {.fate = file_fate::remove, .failure = found};
+    notes.found = found;
+    return file_fate::remove;
   }
-  if (is_kernel_log(file_type)) return {.fate = file_fate::stay_marked};
+  if (is_kernel_log(file_type)) return file_fate::stay_marked;
   VESK_TRACE("TRACE:Going to recover corrupted file %s.\n", file.path);
   return mark == VESK_SANITY_CORRUPT ? rebuild_gheader(fd, file) : repair_entries(fd, header, file);
 }

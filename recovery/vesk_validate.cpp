@@ -17,25 +17,26 @@
 namespace {
 
 using vesk::file_fate;
-using vesk::finding;
 
-finding examine(uint32_t file_type, vesk::file_info *file) {
-  if (vesk_get_file_info(file_type, &file->max_size, &file->size, file->path) != 0) return {};
+file_fate examine(uint32_t file_type, vesk::file_info *file) {
+  if (vesk_get_file_info(file_type, &file->max_size, &file->size, file->path) != 0) {
+    return file_fate::keep;
+  }
   struct stat st;
-  if (vesk_stat_fs(file->path, &st) != 0) return {};
+  if (vesk_stat_fs(file->path, &st) != 0) return file_fate::keep;
   if (!S_ISREG(st.st_mode)) {
     VESK_ERROR("ERROR: %s exists, but not a regular file.\n", file->path);
-    return {};
+    return file_fate::keep;
   }
   file->size = vesk::size_of_file(st);
-  if (const finding found = vesk::check_file_size(file->size)) {
+  if (vesk::check_file_size(file->size)) {
     VESK_ERROR("ERROR: %s exists, but size is less than Gheader size.\n", file->path);
-    return found;
+    return file_fate::remove;
   }
   const vesk::unique_fd fd(open(file->path, O_RDWR, 0644));
   if (!fd) {
     VESK_ERROR("ERROR: Open of %s failed with errno %d.\n", file->path, errno);
-    return {vesk::problem::gheader_unreadable};
+    return file_fate::remove;
   }
   return vesk::examine_contents(file_type, fd.get(), *file);
 }
@@ -43,7 +44,8 @@ finding examine(uint32_t file_type, vesk::file_info *file) {
 // Whether the type needs recovery.
 bool validate_type(uint32_t file_type) {
   vesk::file_info file;
-  const file_fate fate = vesk::fate_of(examine(file_type, &file).what);
+  const file_fate fate = examine(file_type, &file);
+  if (fate == file_fate::stay_marked) return true;
   if (fate == file_fate::remove) vesk_remove_file(file.path);
   const bool marked = fate == file_fate::rebuild;
   vesk_file_sanity[file_type] = marked ? VESK_SANITY_CORRUPT : VESK_SANITY_CLEAN;

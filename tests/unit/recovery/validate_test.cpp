@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <optional>
 
 #include "store/vesk_state.h"
 #include "tests/unit/recovery/recovery_test.h"
@@ -11,12 +12,22 @@
 namespace vesk::test {
 namespace {
 
+// What the corruption check answers, where a test does not want it to look.
+struct check_answer {
+  int32_t result;
+  std::optional<uint32_t> reason = {};
+};
+std::optional<check_answer> checked;
+
 // A mark that nobody else sets.
 constexpr uint32_t old_mark = 9;
 
 class Validate : public RecoveryTest {
  protected:
-  Validate() { vesk_file_sanity.fill(old_mark); }
+  Validate() {
+    checked.reset();
+    vesk_file_sanity.fill(old_mark);
+  }
 
   // With a failed flash the sweep refuses, and the marks that validation has set can be seen.
   static void without_sweep() { bootflash_failure_flag = 1; }
@@ -470,6 +481,57 @@ TEST_F(Validate, unreadable_first_slot_removes_the_file_without_another_word) {
   EXPECT_EQ(faults.count(call::close), 1u);
 }
 
+TEST_F(Validate, one_two_and_three_are_the_reasons_that_set_a_mark) {
+  for (const uint32_t reason : {1u, 2u, 3u}) {
+    SCOPED_TRACE(reason);
+    platform.reset();
+    without_sweep();
+    vesk_file_sanity[7] = old_mark;
+    checked = {.result = -1, .reason = reason};
+    const log_file file = three_entries().make();
+    EXPECT_EQ(vesk_validate_files(), 0);
+    EXPECT_EQ(vesk_file_sanity[7], reason == 1 ? 0u : 3u);
+    EXPECT_EQ(platform.calls.size(), reason == 1 ? 1u : 0u);
+    EXPECT_EQ(errors().size(), reason == 1 ? 0u : 2u);
+  }
+}
+
+TEST_F(Validate, any_other_reason_keeps_the_mark_that_was_there) {
+  for (const uint32_t reason : {4u, 77u, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(reason);
+    platform.reset();
+    without_sweep();
+    vesk_file_sanity[7] = old_mark;
+    checked = {.result = 1, .reason = reason};
+    const log_file file = three_entries().make();
+    EXPECT_EQ(validation(), lines({"100 TRACE:Going to check if file is corruptedFILE.\n",
+                                   "101 ERROR: File FILE had internal error or is corrupted " +
+                                       std::to_string(static_cast<int32_t>(reason)) + ".\n"}) +
+                                no_sweep);
+    EXPECT_EQ(vesk_file_sanity[7], old_mark);
+  }
+}
+
+// The sweep is called all the same, and finds no mark.
+TEST_F(Validate, any_other_reason_after_start_up_leaves_nothing_to_sweep) {
+  vesk_file_sanity.fill(0);
+  checked = {.result = -1, .reason = 4};
+  const log_file file = three_entries().make();
+  const std::vector<uint8_t> before = file.bytes();
+  EXPECT_EQ(validation(), lines({"100 TRACE:Going to check if file is corruptedFILE.\n",
+                                 "101 ERROR: File FILE had internal error or is corrupted 4.\n",
+                                 "runctl_heartbeat(1)", "runctl_heartbeat(0)"}));
+  EXPECT_EQ(file.bytes(), before);
+}
+
+TEST_F(Validate, sound_file_is_clean_whatever_the_reason_holds) {
+  checked = {.result = 0, .reason = 2};
+  const log_file file = three_entries().damage(8).make();
+  EXPECT_EQ(validation(), (lines{"100 TRACE:Going to check if file is corruptedFILE.\n",
+                                 "100 TRACE:File FILE isn't corrupted\n"}));
+  EXPECT_EQ(vesk_file_sanity[7], 0u);
+}
+
 // --- the sweep at the end ---
 
 TEST_F(Validate, sweep_runs_once_and_after_all_files_were_looked_at) {
@@ -509,3 +571,18 @@ TEST_F(Validate, removals_alone_are_no_reason_to_sweep) {
 
 }  // namespace
 }  // namespace vesk::test
+
+extern "C" {
+
+int32_t __real_vesk_check_file_corrupted(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                                         uint32_t *reason);
+
+int32_t __wrap_vesk_check_file_corrupted(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
+                                         uint32_t *reason) {
+  const auto &answer = vesk::test::checked;
+  if (!answer) return __real_vesk_check_file_corrupted(fd, start, end, max, reason);
+  if (answer->reason) *reason = *answer->reason;
+  return answer->result;
+}
+
+}  // extern "C"
