@@ -14,6 +14,7 @@
 
 #include "protocol/vesk_exception.h"
 #include "protocol/vesk_messages.h"
+#include "tools/shared/text.h"
 #include "tools/veskctl/daemon.h"
 #include "tools/veskctl/listener.h"
 #include "tools/veskctl/output.h"
@@ -32,10 +33,9 @@ std::string exception_text(const std::vector<uint8_t> &payload) {
     return "cut short: " + std::to_string(payload.size()) + " bytes";
   }
   std::memcpy(&report, payload.data(), shown);
-  char head[96];
-  std::snprintf(head, sizeof head, "code 0x%08x severity %u identity %u at ", uint32_t{report.code},
-                unsigned{report.severity}, uint32_t{report.identity});
-  return head + time_text(report.secs, report.usecs) + ": " +
+  return shared::formatted("code 0x%08x severity %u identity %u at ", uint32_t{report.code},
+                           unsigned{report.severity}, uint32_t{report.identity}) +
+         time_text(report.secs, report.usecs) + ": " +
          printable({report.text, strnlen(report.text, sizeof report.text)});
 }
 

@@ -2,16 +2,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <map>
 
 #include "format/vesk_catalogue.h"
+#include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskctl/help.h"
 #include "tools/veskctl/output.h"
 
 namespace vesk::veskctl {
-
 namespace {
 
 constexpr uint32_t highest_file_type = VESK_MAX_FILE_TYPES - 1;
@@ -50,11 +49,8 @@ uint32_t file_type_of(const std::string &word, uint32_t highest) {
   for (const auto &row : vesk_file_catalogue) {
     if (word == row.name || word + ".log" == row.name) return row.file_type();
   }
-  uint32_t number = 0;
-  const char *end = word.data() + word.size();
-  const auto parsed = std::from_chars(word.data(), end, number);
-  const bool whole = parsed.ec == std::errc() && parsed.ptr == end;
-  return whole && number <= highest ? number : 0;
+  const uint32_t number = shared::number_in<uint32_t>(word).value_or(0);
+  return number <= highest ? number : 0;
 }
 
 // Turns a file's name, with or without ".log", or a file type of 1 to `highest` into the type;
@@ -280,21 +276,6 @@ void add_common(CLI::App &app, options &wanted) {
   app.fallthrough();  // the options above may also stand behind the subcommand
 }
 
-void add_subcommands(CLI::App &app, options &wanted, typed &words) {
-  add_send(app, wanted, words);
-  add_stats(app, wanted);
-  add_commands(app, wanted);
-  add_config(app, wanted, words);
-  add_recover(app, wanted);
-  add_fail_notice(app, wanted);
-  add_debug(app, words);
-  add_history(app, wanted);
-  add_monitor(app, wanted);
-  add_status(app, wanted);
-  add_snapshot(app, wanted);
-  add_metrics(app, wanted);
-}
-
 // --- what was typed becomes part of the options ---
 
 void settle_files(const typed &words, options &wanted) {
@@ -333,7 +314,18 @@ std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
   typed words;
   CLI::App app("Talk to a running Persistent Logger.", "veskctl");
   add_common(app, wanted);
-  add_subcommands(app, wanted, words);
+  add_send(app, wanted, words);
+  add_stats(app, wanted);
+  add_commands(app, wanted);
+  add_config(app, wanted, words);
+  add_recover(app, wanted);
+  add_fail_notice(app, wanted);
+  add_debug(app, words);
+  add_history(app, wanted);
+  add_monitor(app, wanted);
+  add_status(app, wanted);
+  add_snapshot(app, wanted);
+  add_metrics(app, wanted);
   try {
     app.parse(argc, argv);
     wanted.subcommand = app.get_subcommands().front()->get_name();
@@ -341,7 +333,8 @@ std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
   } catch (const CLI::Success &asked) {
     return app.exit(asked);
   } catch (const CLI::ParseError &error) {
-    return usage_error(reason_of(app, error));
+    complain(reason_of(app, error) + " (--help tells more)");
+    return 2;
   }
   return {};
 }
