@@ -188,7 +188,7 @@ int metrics(const options &wanted) {
              "Whether the flash is marked as mounted; if not, the daemon drops every message.");
   out.sample({}, flag(shared::is_marked_mounted()));
   expose_files(out, measure_files(wanted.directory));
-  return status_of(put_out(out.text(), wanted.metrics.output));
+  return status_of(put_out(out.text(), wanted.output));
 }
 
 }  // namespace vesk::veskctl

@@ -195,7 +195,7 @@ std::string absolute(const std::string &path) {
 
 int snapshot(const options &wanted) {
   const std::string &source = wanted.directory;
-  const std::string &target = wanted.snapshot.target;
+  const std::string &target = wanted.target;
   std::vector<shared::log_file> files;
   if (const auto why = find_files(source, files)) return status_of(why);
   if (const auto why = prepare(target)) return status_of(why);
