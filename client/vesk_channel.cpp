@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -25,8 +26,7 @@ uint32_t first_sequence() {
 // Milliseconds, rounded up, so that 0 means that the deadline has passed.
 int left_until(deadline until) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - monotonic_now());
-  if (left.count() <= 0) return 0;
-  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
+  return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
 }
 
 vesk_client_code send_failure() {
