@@ -43,6 +43,7 @@ vesk_client_code code_of_refusal(bytes payload) {
   constexpr vesk_client_code known[] = {VESK_CLIENT_HOST_REFUSED, VESK_CLIENT_HOST_BAD_VERSION,
                                         VESK_CLIENT_HOST_BAD_LENGTH, VESK_CLIENT_HOST_NOT_PERMITTED,
                                         VESK_CLIENT_HOST_BAD_REQUEST};
+  static_assert(std::size(known) == VESK_WIRE_BAD_REQUEST + 1);
   uint32_t reason = 0;
   if (payload.size() == sizeof reason) std::memcpy(&reason, payload.data(), sizeof reason);
   return reason < std::size(known) ? known[reason] : VESK_CLIENT_HOST_REFUSED;

@@ -38,6 +38,8 @@ void read_environment() {
   }
 }
 
+// --- what an operator may ask of a running process: other debug levels, and the event history ---
+
 bool is_level(uint8_t level) {
   return level <= VESK_WIRE_DEBUG_TRACE || level == VESK_WIRE_DEBUG_KEEP;
 }

@@ -29,7 +29,7 @@ using client_ptr = std::unique_ptr<vesk_client, close_client>;
 // anything else changes errno.
 [[nodiscard]] failure failure_of(const vesk_client &client, vesk_client_code code);
 
-// Whether the code says that nothing came back: the next request would fare no better.
+// Whether nobody answered (those codes lie side by side): the next request would fare no better.
 [[nodiscard]] constexpr bool out_of_reach(vesk_client_code code) {
   return code >= VESK_CLIENT_TIMED_OUT && code <= VESK_CLIENT_SYSTEM;
 }
