@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -25,22 +26,12 @@ uint32_t first_sequence() {
 // Milliseconds, rounded up, so that 0 means that the deadline has passed.
 int left_until(deadline until) {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - monotonic_now());
-  if (left.count() <= 0) return 0;
-  return left.count() > INT_MAX ? INT_MAX : static_cast<int>(left.count());
+  return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
 }
 
 vesk_client_code send_failure() {
-  switch (errno) {
-    case ENOENT:
-    case ENOTDIR:
-    case ECONNREFUSED:
-      return VESK_CLIENT_NO_DAEMON;
-    case EACCES:
-    case EPERM:
-      return VESK_CLIENT_NO_PERMISSION;
-    default:
-      return VESK_CLIENT_SYSTEM;
-  }
+  if (errno == ENOENT || errno == ENOTDIR || errno == ECONNREFUSED) return VESK_CLIENT_NO_DAEMON;
+  return errno == EACCES || errno == EPERM ? VESK_CLIENT_NO_PERMISSION : VESK_CLIENT_SYSTEM;
 }
 
 iovec piece(bytes b) {
@@ -48,20 +39,14 @@ iovec piece(bytes b) {
 }
 
 vesk_client_code code_of_refusal(bytes payload) {
+  // Indexed by vesk_wire_refusal, which begins with 1.
+  constexpr vesk_client_code known[] = {VESK_CLIENT_HOST_REFUSED, VESK_CLIENT_HOST_BAD_VERSION,
+                                        VESK_CLIENT_HOST_BAD_LENGTH, VESK_CLIENT_HOST_NOT_PERMITTED,
+                                        VESK_CLIENT_HOST_BAD_REQUEST};
+  static_assert(std::size(known) == VESK_WIRE_BAD_REQUEST + 1);
   uint32_t reason = 0;
   if (payload.size() == sizeof reason) std::memcpy(&reason, payload.data(), sizeof reason);
-  switch (reason) {
-    case VESK_WIRE_BAD_VERSION:
-      return VESK_CLIENT_HOST_BAD_VERSION;
-    case VESK_WIRE_BAD_LENGTH:
-      return VESK_CLIENT_HOST_BAD_LENGTH;
-    case VESK_WIRE_NOT_PERMITTED:
-      return VESK_CLIENT_HOST_NOT_PERMITTED;
-    case VESK_WIRE_BAD_REQUEST:
-      return VESK_CLIENT_HOST_BAD_REQUEST;
-    default:
-      return VESK_CLIENT_HOST_REFUSED;
-  }
+  return reason < std::size(known) ? known[reason] : VESK_CLIENT_HOST_REFUSED;
 }
 
 // Takes one datagram off the socket and stores its size in `size`; 0 for one that does not count.
@@ -87,17 +72,8 @@ bool settles(const channel &ch, size_t size, reply &out, vesk_client_code &code)
   if (size < sizeof header || header.length != size - sizeof header) return false;
   if (header.sequence != ch.sequence) return false;
   out = {kind, bytes(ch.received).subspan(sizeof header, header.length)};
-  switch (kind) {
-    case VESK_WIRE_ANSWER:
-    case VESK_WIRE_RECEIPT:
-      code = VESK_CLIENT_OK;
-      return true;
-    case VESK_WIRE_REFUSED:
-      code = code_of_refusal(out.payload);
-      return true;
-    default:
-      return false;
-  }
+  code = kind == VESK_WIRE_REFUSED ? code_of_refusal(out.payload) : VESK_CLIENT_OK;
+  return kind == VESK_WIRE_ANSWER || kind == VESK_WIRE_RECEIPT || kind == VESK_WIRE_REFUSED;
 }
 
 }  // namespace
@@ -126,13 +102,9 @@ vesk_client_code open_channel(channel &ch, const char *run_dir) {
 
 vesk_client_code send_request(channel &ch, uint32_t opcode, uint16_t flags, bytes head, bytes rest,
                               deadline until) {
-  vesk_wire_header header = {};
-  header.magic = VESK_WIRE_MAGIC;
-  header.version = VESK_WIRE_VERSION;
-  header.flags = flags;
-  header.opcode = opcode;
-  header.sequence = ++ch.sequence;
-  header.length = static_cast<uint32_t>(head.size() + rest.size());
+  const auto length = static_cast<uint32_t>(head.size() + rest.size());
+  vesk_wire_header header = {VESK_WIRE_MAGIC, VESK_WIRE_VERSION, 0, flags,
+                             opcode,          ++ch.sequence,     0, length};
   iovec parts[] = {{&header, sizeof header}, piece(head), piece(rest)};
   msghdr msg{};
   msg.msg_name = &ch.daemon;

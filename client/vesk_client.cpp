@@ -3,7 +3,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
@@ -29,14 +28,7 @@ struct vesk_client {
 
 namespace {
 
-using vesk::client::await_reply;
-using vesk::client::bytes;
-using vesk::client::check_record;
-using vesk::client::deadline;
-using vesk::client::monotonic_now;
-using vesk::client::open_channel;
-using vesk::client::reply;
-using vesk::client::send_request;
+using namespace vesk::client;
 
 deadline deadline_of(const vesk_client &client) {
   return monotonic_now() + std::chrono::milliseconds(client.timeout_ms);
@@ -85,14 +77,8 @@ vesk_client_code code_of_answer(const reply &back) {
   if (back.kind == VESK_WIRE_RECEIPT) return VESK_CLIENT_UNANSWERED;
   uint32_t word = UINT32_MAX;
   if (back.payload.size() == sizeof word) std::memcpy(&word, back.payload.data(), sizeof word);
-  switch (word) {
-    case 0:
-      return VESK_CLIENT_REFUSED;
-    case 1:
-      return VESK_CLIENT_OK;
-    default:
-      return VESK_CLIENT_BAD_ANSWER;
-  }
+  if (word > 1) return VESK_CLIENT_BAD_ANSWER;
+  return word == 1 ? VESK_CLIENT_OK : VESK_CLIENT_REFUSED;
 }
 
 }  // namespace

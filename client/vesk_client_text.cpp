@@ -1,13 +1,10 @@
+#include <utility>
+
 #include "client/vesk_client.h"
 
 namespace {
 
-struct code_text {
-  vesk_client_code code;
-  const char *text;
-};
-
-constexpr code_text texts[] = {
+constexpr std::pair<vesk_client_code, const char *> texts[] = {
     {VESK_CLIENT_OK, "done"},
     {VESK_CLIENT_REFUSED, "the daemon refused it; its log says why"},
     {VESK_CLIENT_UNANSWERED, "the daemon let it go without an answer: is the flash mounted?"},
@@ -41,8 +38,8 @@ constexpr code_text texts[] = {
 }  // namespace
 
 const char *vesk_client_error_text(vesk_client_code code) {
-  for (const code_text &known : texts) {
-    if (known.code == code) return known.text;
+  for (const auto &[known, text] : texts) {
+    if (known == code) return text;
   }
   return "unknown result code";
 }

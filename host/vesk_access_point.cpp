@@ -80,8 +80,10 @@ bool take_lock(uint32_t sap, const char *socket_path, int32_t &lock) {
   return errno == EWOULDBLOCK ? in_use(socket_path) : failed("lock", address.sun_path);
 }
 
-bool make_way(int32_t probe, const sockaddr_un &address) {
-  if (connect(probe, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
+bool remove_stale_socket(const sockaddr_un &address) {
+  const unique_fd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  if (!probe) return failed("make a socket for", address.sun_path);
+  if (connect(probe.get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0) {
     return in_use(address.sun_path);
   }
   if (errno == ENOENT) return true;
@@ -90,11 +92,6 @@ bool make_way(int32_t probe, const sockaddr_un &address) {
     return unlink(address.sun_path) == 0 || failed("remove the stale socket", address.sun_path);
   }
   return failed("replace", address.sun_path);
-}
-
-bool remove_stale_socket(const sockaddr_un &address) {
-  const unique_fd probe(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-  return probe ? make_way(probe.get(), address) : failed("make a socket for", address.sun_path);
 }
 
 bool open_socket(const sockaddr_un &address, gid_t group, int32_t &fd) {

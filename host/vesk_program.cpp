@@ -17,64 +17,46 @@ namespace {
 constexpr size_t max_arguments = 16;  // the program's path included
 using arguments = std::array<const char *, max_arguments + 1>;
 
-// What a child starts with: no input, no descriptor of ours beyond the standard ones, no signal
-// ignored or blocked.
-class child_setup {
- public:
-  child_setup() {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawnattr_init(&attributes_);
-  }
-  child_setup(const child_setup &) = delete;
-  child_setup &operator=(const child_setup &) = delete;
-  ~child_setup() {
-    posix_spawnattr_destroy(&attributes_);
-    posix_spawn_file_actions_destroy(&actions_);
-  }
+// No input, and no descriptor of ours beyond the standard ones; null for a file leaves the child
+// our own. 0 or an error number.
+int set_up_files(posix_spawn_file_actions_t &actions, const char *out, const char *err) {
+  constexpr int write_flags = O_WRONLY | O_CREAT | O_TRUNC;
+  const auto open_at = [&](int fd, const char *path, int flags) {
+    return posix_spawn_file_actions_addopen(&actions, fd, path, flags, 0644);
+  };
+  int failed = open_at(STDIN_FILENO, "/dev/null", O_RDONLY);
+  if (failed == 0 && out != nullptr) failed = open_at(STDOUT_FILENO, out, write_flags);
+  if (failed == 0 && err != nullptr) failed = open_at(STDERR_FILENO, err, write_flags);
+  return failed != 0 ? failed : posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+}
 
-  // 0 or an error number; null for a file leaves the child our own.
-  int prepare(const char *out, const char *err) {
-    int failed = open_at(STDIN_FILENO, "/dev/null", O_RDONLY);
-    if (failed == 0 && out != nullptr) failed = open_at(STDOUT_FILENO, out, write_flags);
-    if (failed == 0 && err != nullptr) failed = open_at(STDERR_FILENO, err, write_flags);
-    if (failed == 0) failed = posix_spawn_file_actions_addclosefrom_np(&actions_, 3);
-    return failed != 0 ? failed : reset_signals();
-  }
-
-  int spawn(pid_t &child, const arguments &args) const {
-    return posix_spawn(&child, args[0], &actions_, &attributes_,
-                       const_cast<char *const *>(args.data()), environ);
-  }
-
- private:
-  static constexpr int write_flags = O_WRONLY | O_CREAT | O_TRUNC;
-
-  int open_at(int fd, const char *path, int flags) {
-    return posix_spawn_file_actions_addopen(&actions_, fd, path, flags, 0644);
-  }
-
-  // SIGCHLD most of all: the daemon ignores it, and a child would inherit that and could not wait
-  // for children of its own.
-  int reset_signals() {
-    sigset_t to_default;
-    sigfillset(&to_default);
-    sigset_t blocked;
-    sigemptyset(&blocked);
-    posix_spawnattr_setsigdefault(&attributes_, &to_default);
-    posix_spawnattr_setsigmask(&attributes_, &blocked);
-    return posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-  }
-
-  posix_spawn_file_actions_t actions_;
-  posix_spawnattr_t attributes_;
-};
+// No signal is blocked or ignored. SIGCHLD most of all: the daemon ignores it, and a child would
+// inherit that and could not wait for children of its own. 0 or an error number.
+int reset_signals(posix_spawnattr_t &attributes) {
+  sigset_t to_default;
+  sigfillset(&to_default);
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  posix_spawnattr_setsigdefault(&attributes, &to_default);
+  posix_spawnattr_setsigmask(&attributes, &blocked);
+  return posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+}
 
 // The child's process id, or -1 with errno.
 pid_t start(const arguments &args, const char *out, const char *err) {
-  child_setup setup;
+  posix_spawn_file_actions_t actions;
+  posix_spawnattr_t attributes;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawnattr_init(&attributes);
   pid_t child = -1;
-  int failed = setup.prepare(out, err);
-  if (failed == 0) failed = setup.spawn(child, args);
+  int failed = set_up_files(actions, out, err);
+  if (failed == 0) failed = reset_signals(attributes);
+  if (failed == 0) {
+    failed = posix_spawn(&child, args[0], &actions, &attributes,
+                         const_cast<char *const *>(args.data()), environ);
+  }
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
   if (failed == 0) return child;
   errno = failed;
   return -1;

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace vesk {
 
@@ -11,20 +12,16 @@ class rate_limit {
   // The number of lines left out since the last one, when a line may be written at `now_usecs`;
   // nothing when this one is left out too.
   [[nodiscard]] constexpr std::optional<uint32_t> pass(uint64_t now_usecs) {
-    if (written_ && now_usecs - last_ < 1'000'000) {
+    if (now_usecs < next_) {
       ++left_out_;
       return std::nullopt;
     }
-    const uint32_t before = left_out_;
-    written_ = true;
-    last_ = now_usecs;
-    left_out_ = 0;
-    return before;
+    next_ = now_usecs + 1'000'000;
+    return std::exchange(left_out_, 0);
   }
 
  private:
-  bool written_ = false;
-  uint64_t last_ = 0;
+  uint64_t next_ = 0;  // when a line may be written again
   uint32_t left_out_ = 0;
 };
 

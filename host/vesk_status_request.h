@@ -1,8 +1,6 @@
 // What anybody who may send may ask: whether the process serves its queue, and what came and went.
 #pragma once
 
-#include <cstdint>
-
 #include "host/vesk_message.h"
 
 namespace vesk {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdarg>
-#include <cstddef>
 #include <string_view>
 
 namespace vesk {

@@ -21,12 +21,7 @@ constexpr const char *texts[] = {
 };
 static_assert(std::size(texts) == refusal_count);
 
-}  // namespace
-
-const char *refusal_text(refusal why) {
-  return texts[static_cast<size_t>(why)];
-}
-
+// What changes or destroys something, and requests to the host: for root and the daemon's own user.
 bool needs_privilege(uint32_t opcode) {
   switch (opcode) {
     case IPQ_OPC_VESK_COMMAND:
@@ -40,6 +35,12 @@ bool needs_privilege(uint32_t opcode) {
     default:
       return false;
   }
+}
+
+}  // namespace
+
+const char *refusal_text(refusal why) {
+  return texts[static_cast<size_t>(why)];
 }
 
 refusal check_datagram(const vesk_wire_header &header, size_t size, bool privileged) {

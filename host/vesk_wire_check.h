@@ -29,10 +29,6 @@ constexpr size_t refusal_count = 7;
 // What stands in the log when a datagram is refused.
 [[nodiscard]] const char *refusal_text(refusal why);
 
-// Whether only root and the daemon's own user may send this opcode: what changes or destroys
-// something, and requests to the host.
-[[nodiscard]] bool needs_privilege(uint32_t opcode);
-
 // Why a datagram of `size` bytes is refused, if it is. `header` holds its first bytes, with zeros
 // for those that did not come.
 [[nodiscard]] refusal check_datagram(const vesk_wire_header &header, size_t size, bool privileged);

@@ -11,16 +11,15 @@
 #include <cstdio>
 #include <cstdlib>
 
-inline constexpr char VESK_RUN_DIR_DEFAULT[] = "/run/vesk";
 inline constexpr char VESK_WIRE_SAP_PREFIX[] = "sap-";
 inline constexpr char VESK_WIRE_LISTENERS[] = "listeners";
 
 namespace vesk {
 
-// VESK_RUN_DIR of the environment, unless it is unset or empty; else the default.
+// VESK_RUN_DIR of the environment, unless it is unset or empty; else "/run/vesk".
 inline const char *run_dir() {
   const char *named = std::getenv("VESK_RUN_DIR");
-  return named != nullptr && named[0] != '\0' ? named : VESK_RUN_DIR_DEFAULT;
+  return named != nullptr && named[0] != '\0' ? named : "/run/vesk";
 }
 
 // Stores the address of `name` in the directory; false with ENAMETOOLONG when the path does not

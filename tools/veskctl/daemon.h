@@ -29,6 +29,11 @@ using client_ptr = std::unique_ptr<vesk_client, close_client>;
 // anything else changes errno.
 [[nodiscard]] failure failure_of(const vesk_client &client, vesk_client_code code);
 
+// Whether nobody answered (those codes lie side by side): the next request would fare no better.
+[[nodiscard]] constexpr bool out_of_reach(vesk_client_code code) {
+  return code >= VESK_CLIENT_TIMED_OUT && code <= VESK_CLIENT_SYSTEM;
+}
+
 // Sends a request whose answer always has the same size.
 template <typename Request, typename Answer>
 failure ask(vesk_client &client, uint32_t opcode, const Request &request, Answer &answer) {

@@ -11,7 +11,7 @@ namespace vesk::veskctl {
 int fail_notice(const options &wanted) {
   const client_ptr client = open_client(wanted);
   if (!client) return 1;
-  const uint32_t kind = wanted.fail_notice.kind;
+  const uint32_t kind = wanted.failure_kind;
   vesk_failure_notice notice{};
   notice.kind = kind;
   notice.slot = wanted.slot;

@@ -35,7 +35,7 @@ int history(const options &wanted) {
   std::vector<event> events;
   const auto code = fetch_events(*client, events);
   if (code != VESK_CLIENT_OK) return status_of(failure_of(*client, code));
-  const size_t newest = wanted.history.newest != 0 ? wanted.history.newest : events.size();
+  const size_t newest = wanted.newest != 0 ? wanted.newest : events.size();
   for (const event &e : std::span(events).last(std::min(newest, events.size()))) {
     std::printf("%s %s\n", time_text(e.head.secs, e.head.usecs).c_str(), what_happened(e).c_str());
   }

@@ -1,6 +1,8 @@
 // veskctl metrics: the state of the log files and of the daemon, for a monitoring system.
+#include <cinttypes>
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 
 #include "base/vesk_failure.h"
 #include "reader/vesk_ring_image.h"
@@ -48,17 +50,13 @@ std::vector<measured_file> measure_files(const std::string &directory) {
 }
 
 std::string hundredths(uint32_t percent) {
-  char text[24];
-  std::snprintf(text, sizeof text, "%u.%02u", percent / 100, percent % 100);
-  return text;
+  return shared::formatted("%u.%02u", percent / 100, percent % 100);
 }
 
-std::string seconds_text(const ring_entry &entry) {
-  const uint64_t stamp = stamp_of(entry);
-  char text[48];
-  std::snprintf(text, sizeof text, "%llu.%06llu", static_cast<unsigned long long>(stamp / 1000000),
-                static_cast<unsigned long long>(stamp % 1000000));
-  return text;
+std::string seconds_text(const std::optional<ring_entry> &entry) {
+  if (!entry) return {};
+  const uint64_t stamp = stamp_of(*entry);
+  return shared::formatted("%" PRIu64 ".%06" PRIu64, stamp / 1'000'000, stamp % 1'000'000);
 }
 
 std::string flag(bool value) {
@@ -86,13 +84,9 @@ constexpr file_family file_families[] = {
     {"vesk_file_entries", "Entries that can be read.",
      [](const measured_file &f) { return f.readable ? std::to_string(f.summary.entries) : ""; }},
     {"vesk_file_oldest_entry_timestamp_seconds", "Time stamp of the oldest entry.",
-     [](const measured_file &f) {
-       return f.summary.oldest ? seconds_text(*f.summary.oldest) : "";
-     }},
+     [](const measured_file &f) { return seconds_text(f.summary.oldest); }},
     {"vesk_file_newest_entry_timestamp_seconds", "Time stamp of the newest entry.",
-     [](const measured_file &f) {
-       return f.summary.newest ? seconds_text(*f.summary.newest) : "";
-     }},
+     [](const measured_file &f) { return seconds_text(f.summary.newest); }},
     {"vesk_file_wrapped", "Whether the newest entries lie before the oldest ones.",
      [](const measured_file &f) {
        return f.summary.state ? flag(f.summary.state->wrapped()) : "";
@@ -115,11 +109,8 @@ void expose_files(exposition &out, const std::vector<measured_file> &files) {
 // --- the daemon ---
 
 void expose_host(exposition &out, const vesk_wire_status &host) {
-  char uptime[48];
-  std::snprintf(uptime, sizeof uptime, "%.6f", static_cast<double>(host.uptime_usecs) / 1e6);
   out.family("vesk_uptime_seconds", metric_type::gauge, "Time since the daemon started.");
-  out.sample({}, uptime);
-
+  out.sample({}, shared::formatted("%.6f", static_cast<double>(host.uptime_usecs) / 1e6));
   const auto count = [&out](const char *name, const char *help, uint64_t value) {
     out.family(name, metric_type::counter, help);
     out.sample({}, value);
@@ -189,16 +180,15 @@ int metrics(const options &wanted) {
   const client_ptr client = open_client(wanted);
   if (!client) return 1;
   exposition out;
-  std::string directory;
-  shared::append_safely(directory, wanted.directory);
   out.family("vesk_metrics_info", metric_type::gauge, "Where these metrics come from.");
-  out.sample({{"directory", directory}, {"version", VESK_VERSION_TEXT}}, flag(true));
+  out.sample({{"directory", shared::safely(wanted.directory)}, {"version", VESK_VERSION_TEXT}},
+             flag(true));
   expose_daemon(out, *client);
   out.family("vesk_flash_marked", metric_type::gauge,
              "Whether the flash is marked as mounted; if not, the daemon drops every message.");
   out.sample({}, flag(shared::is_marked_mounted()));
   expose_files(out, measure_files(wanted.directory));
-  return status_of(put_out(out.text(), wanted.metrics.output));
+  return status_of(put_out(out.text(), wanted.output));
 }
 
 }  // namespace vesk::veskctl

@@ -2,16 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
 #include <map>
+#include <type_traits>
 
 #include "format/vesk_catalogue.h"
+#include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskctl/help.h"
 #include "tools/veskctl/output.h"
 
 namespace vesk::veskctl {
-
 namespace {
 
 constexpr uint32_t highest_file_type = VESK_MAX_FILE_TYPES - 1;
@@ -40,21 +40,13 @@ uint8_t number_of(const std::vector<std::string> &words, const std::string &word
   return static_cast<uint8_t>(std::find(words.begin(), words.end(), word) - words.begin());
 }
 
-template <typename T>
-CLI::Validator within(T lowest, T highest) {
-  return CLI::Range(lowest, highest).description("");
-}
-
 // The number behind a name or number, 0 when it is neither.
 uint32_t file_type_of(const std::string &word, uint32_t highest) {
   for (const auto &row : vesk_file_catalogue) {
     if (word == row.name || word + ".log" == row.name) return row.file_type();
   }
-  uint32_t number = 0;
-  const char *end = word.data() + word.size();
-  const auto parsed = std::from_chars(word.data(), end, number);
-  const bool whole = parsed.ec == std::errc() && parsed.ptr == end;
-  return whole && number <= highest ? number : 0;
+  const uint32_t number = shared::number_in<uint32_t>(word).value_or(0);
+  return number <= highest ? number : 0;
 }
 
 // Turns a file's name, with or without ".log", or a file type of 1 to `highest` into the type;
@@ -93,6 +85,14 @@ CLI::Validator is_time() {
 
 // --- the subcommands ---
 
+template <typename Number>
+CLI::Option *add_number(CLI::App &sub, const char *name, Number &value, const char *help,
+                        std::type_identity_t<Number> lowest, std::type_identity_t<Number> highest) {
+  return sub.add_option(name, value, help)
+      ->type_name("N")
+      ->check(CLI::Range(lowest, highest).description(""));
+}
+
 CLI::App &add(CLI::App &app, const char *name, const char *summary, const char *footer) {
   CLI::App *sub = app.add_subcommand(name, summary);
   sub->footer(footer);
@@ -108,18 +108,13 @@ void add_send(CLI::App &app, options &wanted, typed &words) {
       ->required()
       ->type_name("FILE")
       ->transform(file_type_up_to(VESK_MAX_REQ_FILE_TYPE));
-  sub.add_option("--uuid", given.uuid, "Service uuid of the sender, 1 to 2736")
-      ->required()
-      ->type_name("N")
-      ->check(within(uint32_t{1}, uint32_t{VESK_MAX_UUID}));
-  sub.add_option("--type", given.type, "Object type of the records, 1024 to 65535")
-      ->capture_default_str()
-      ->type_name("N")
-      ->check(within(uint32_t{VESK_MIN_OBJECT_TYPE}, uint32_t{UINT16_MAX}));
-  sub.add_option("--flags", given.flags, "Flags kept with each entry, 0 to 255")
-      ->capture_default_str()
-      ->type_name("N")
-      ->check(within(uint32_t{0}, uint32_t{UINT8_MAX}));
+  add_number(sub, "--uuid", given.uuid, "Service uuid of the sender, 1 to 2736", 1, VESK_MAX_UUID)
+      ->required();
+  add_number(sub, "--type", given.type, "Object type of the records, 1024 to 65535",
+             VESK_MIN_OBJECT_TYPE, UINT16_MAX)
+      ->capture_default_str();
+  add_number(sub, "--flags", given.flags, "Flags kept with each entry, 0 to 255", 0, UINT8_MAX)
+      ->capture_default_str();
   sub.add_option("--sync", words.sync,
                  "Wait for nothing, for the daemon's answer, or for the flash as well")
       ->capture_default_str()
@@ -165,9 +160,8 @@ void add_commands(CLI::App &app, options &wanted) {
 
 void add_config(CLI::App &app, options &wanted, typed &words) {
   CLI::App &sub = add(app, "config", "Send a module its configuration", config_help);
-  auto *slot = sub.add_option("--slot", wanted.slot, "The module's card slot, 0 to 255")
-                   ->type_name("N")
-                   ->check(within(uint32_t{0}, uint32_t{UINT8_MAX}));
+  auto *slot =
+      add_number(sub, "--slot", wanted.slot, "The module's card slot, 0 to 255", 0, UINT8_MAX);
   auto *enable =
       sub.add_option("--enable", words.enable, "The files to log; every other one is disabled")
           ->delimiter(',')
@@ -197,7 +191,7 @@ void add_fail_notice(CLI::App &app, options &wanted) {
   sub.add_option("--slot", wanted.slot, "Slot of the card; the daemon heeds only its own")
       ->required()
       ->type_name("N");
-  sub.add_option("--kind", wanted.fail_notice.kind,
+  sub.add_option("--kind", wanted.failure_kind,
                  "Kind of failure; the daemon heeds only 3, the flash")
       ->capture_default_str()
       ->type_name("N");
@@ -216,22 +210,18 @@ void add_debug(CLI::App &app, typed &words) {
 }
 
 void add_history(CLI::App &app, options &wanted) {
-  add(app, "history", "Show the daemon's event history, oldest first", history_help)
-      .add_option("-n", wanted.history.newest, "Only the newest N events")
-      ->type_name("N")
-      ->check(within(size_t{1}, size_t{UINT32_MAX}));
+  CLI::App &sub =
+      add(app, "history", "Show the daemon's event history, oldest first", history_help);
+  add_number(sub, "-n", wanted.newest, "Only the newest N events", 1, UINT32_MAX);
 }
 
 void add_monitor(CLI::App &app, options &wanted) {
   CLI::App &sub = add(app, "monitor",
                       "Show what the daemon tells everybody: that it is up, and exception reports",
                       monitor_help);
-  sub.add_option("--count", wanted.monitor.count, "End after this many messages")
-      ->type_name("N")
-      ->check(within(uint64_t{1}, uint64_t{UINT32_MAX}));
-  sub.add_option("--timeout", wanted.monitor.seconds, "End after this many seconds")
-      ->type_name("SECONDS")
-      ->check(within(0.001, 86400.0));
+  add_number(sub, "--count", wanted.monitor.count, "End after this many messages", 1, UINT32_MAX);
+  add_number(sub, "--timeout", wanted.monitor.seconds, "End after this many seconds", 0.001, 86400)
+      ->type_name("SECONDS");
 }
 
 void add_status(CLI::App &app, options &wanted) {
@@ -250,7 +240,7 @@ void add_snapshot(CLI::App &app, options &wanted) {
   CLI::App &sub = add(app, "snapshot",
                       "Copy all log files to a directory, each in one piece, while the daemon runs",
                       snapshot_help);
-  sub.add_option("directory", wanted.snapshot.target, "Where to: a new directory, or an empty one")
+  sub.add_option("directory", wanted.target, "Where to: a new directory, or an empty one")
       ->required()
       ->type_name("DIR");
   add_directory(sub, wanted);
@@ -261,7 +251,7 @@ void add_metrics(CLI::App &app, options &wanted) {
                       "Print the state of the log files and of the daemon for a monitoring system",
                       metrics_help);
   add_directory(sub, wanted);
-  sub.add_option("--output", wanted.metrics.output,
+  sub.add_option("--output", wanted.output,
                  "Write to this file in place of standard output, so that a reader meets it whole")
       ->type_name("FILE");
 }
@@ -271,28 +261,13 @@ void add_common(CLI::App &app, options &wanted) {
   app.add_option("--run-dir", wanted.run_dir,
                  "Directory of the daemon's sockets (default: VESK_RUN_DIR, or /run/vesk)")
       ->type_name("DIR");
-  app.add_option("--timeout", wanted.timeout, "Seconds to wait for the daemon, for each request")
+  add_number(app, "--timeout", wanted.timeout, "Seconds to wait for the daemon, for each request",
+             0.001, 86400)
       ->capture_default_str()
-      ->type_name("SECONDS")
-      ->check(within(0.001, 86400.0));
+      ->type_name("SECONDS");
   app.footer(program_help);
   app.require_subcommand(1);
   app.fallthrough();  // the options above may also stand behind the subcommand
-}
-
-void add_subcommands(CLI::App &app, options &wanted, typed &words) {
-  add_send(app, wanted, words);
-  add_stats(app, wanted);
-  add_commands(app, wanted);
-  add_config(app, wanted, words);
-  add_recover(app, wanted);
-  add_fail_notice(app, wanted);
-  add_debug(app, words);
-  add_history(app, wanted);
-  add_monitor(app, wanted);
-  add_status(app, wanted);
-  add_snapshot(app, wanted);
-  add_metrics(app, wanted);
 }
 
 // --- what was typed becomes part of the options ---
@@ -333,7 +308,18 @@ std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
   typed words;
   CLI::App app("Talk to a running Persistent Logger.", "veskctl");
   add_common(app, wanted);
-  add_subcommands(app, wanted, words);
+  add_send(app, wanted, words);
+  add_stats(app, wanted);
+  add_commands(app, wanted);
+  add_config(app, wanted, words);
+  add_recover(app, wanted);
+  add_fail_notice(app, wanted);
+  add_debug(app, words);
+  add_history(app, wanted);
+  add_monitor(app, wanted);
+  add_status(app, wanted);
+  add_snapshot(app, wanted);
+  add_metrics(app, wanted);
   try {
     app.parse(argc, argv);
     wanted.subcommand = app.get_subcommands().front()->get_name();
@@ -341,7 +327,8 @@ std::optional<int> parse_command_line(int argc, char **argv, options &wanted) {
   } catch (const CLI::Success &asked) {
     return app.exit(asked);
   } catch (const CLI::ParseError &error) {
-    return usage_error(reason_of(app, error));
+    complain(reason_of(app, error) + " (--help tells more)");
+    return 2;
   }
   return {};
 }

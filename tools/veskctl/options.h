@@ -28,6 +28,12 @@ struct options {
   bool json = false;       // stats, status
   std::string directory = shared::log_directory;  // metrics, snapshot: where the log files are
 
+  // Of one subcommand each.
+  uint32_t failure_kind = VESK_FLASH_FAILURE;  // fail-notice
+  size_t newest = 0;                           // history: how many events; 0: all
+  std::string output;                          // metrics: a file; empty: standard output
+  std::string target;                          // snapshot: a directory
+
   struct {
     uint32_t uuid = 0;
     uint32_t type = VESK_MIN_OBJECT_TYPE;
@@ -53,30 +59,14 @@ struct options {
   } recover;
 
   struct {
-    uint32_t kind = VESK_FLASH_FAILURE;
-  } fail_notice;
-
-  struct {
     uint8_t print = VESK_WIRE_DEBUG_KEEP;
     uint8_t record = VESK_WIRE_DEBUG_KEEP;
   } debug;
 
   struct {
-    size_t newest = 0;  // how many; 0: all
-  } history;
-
-  struct {
     uint64_t count = 0;  // of messages; 0: for ever
     double seconds = 0;  // 0: for ever
   } monitor;
-
-  struct {
-    std::string output;  // empty: standard output
-  } metrics;
-
-  struct {
-    std::string target;
-  } snapshot;
 };
 
 // Reads the command line. Returns nothing when the program is to go on, else the exit status, after

@@ -18,11 +18,6 @@ int status_of(const failure &why) {
   return 1;
 }
 
-int usage_error(const std::string &reason) {
-  complain(reason + " (--help tells more)");
-  return 2;
-}
-
 std::string file_label(uint32_t file_type) {
   const vesk_catalogue_row *row = find_file(file_type);
   return row != nullptr ? std::string(row->name) + " (" + std::to_string(file_type) + ")"
@@ -38,9 +33,7 @@ std::string time_text(uint32_t secs, uint32_t usecs) {
 
 std::string printable(std::string_view text) {
   const size_t end = text.find_last_not_of(std::string_view(" \n\0", 3));
-  std::string line;
-  shared::append_safely(line, text.substr(0, end + 1));
-  return line;
+  return shared::safely(text.substr(0, end + 1));
 }
 
 }  // namespace vesk::veskctl

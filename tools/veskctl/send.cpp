@@ -37,20 +37,6 @@ struct sender {
   shared::progress on_terminal{};
 };
 
-// Whether the next record would fare no better than this one.
-bool out_of_reach(vesk_client_code code) {
-  switch (code) {
-    case VESK_CLIENT_TIMED_OUT:
-    case VESK_CLIENT_BUSY:
-    case VESK_CLIENT_NO_DAEMON:
-    case VESK_CLIENT_NO_PERMISSION:
-    case VESK_CLIENT_SYSTEM:
-      return true;
-    default:
-      return false;
-  }
-}
-
 // Of many records that fail for the same reason, the first is worth a line.
 void complain_once(sender &s, const std::string &what, vesk_client_code code) {
   if (s.complained) return;

@@ -1,21 +1,118 @@
 // veskctl snapshot: a copy of the log files that holds together, while the daemon runs.
+#include <rapidjson/prettywriter.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 
 #include "base/vesk_failure.h"
 #include "reader/vesk_ring_image.h"
+#include "reader/vesk_ring_summary.h"
 #include "tools/shared/copy_note.h"
 #include "tools/shared/files.h"
+#include "tools/shared/json_member.h"
 #include "tools/shared/new_file.h"
-#include "tools/veskctl/manifest.h"
+#include "tools/shared/text.h"
 #include "tools/veskctl/output.h"
 #include "tools/veskctl/subcommands.h"
 
 namespace vesk::veskctl {
 namespace {
+
+struct copied_file {
+  const vesk_catalogue_row *row;
+  failure trouble;  // why there is no copy; the rest says nothing then
+  size_t size;
+  timespec modified;
+  std::string sha256;  // in hexadecimal
+  ring_summary summary;
+};
+
+struct copied_files {
+  timespec taken;
+  std::string directory;  // that was copied
+  std::vector<copied_file> files;
+
+  bool complete() const {  // whether there is a copy of every file
+    return std::all_of(files.begin(), files.end(),
+                       [](const copied_file &file) { return !file.trouble; });
+  }
+};
+
+// --- the two files that say what a snapshot holds ---
+
+constexpr char manifest_name[] = "MANIFEST.json";
+constexpr char sums_name[] = "SHA256SUMS";
+
+using shared::write_member;
+using json_writer = rapidjson::PrettyWriter<rapidjson::StringBuffer>;
+
+void write_ring(json_writer &writer, const ring_summary &ring) {
+  write_member(writer, "entries", ring.entries);
+  if (ring.state) {
+    write_member(writer, "capacity", ring.state->max);
+    write_member(writer, "start", ring.state->start);
+    write_member(writer, "end", ring.state->end);
+  }
+  write_member(writer, "sound", !ring.damage);
+  if (!ring.damage) return;
+  writer.Key("damage");
+  writer.StartObject();
+  write_member(writer, "offset", ring.damage->offset);
+  write_member(writer, "reason", ring.damage->reason);
+  writer.EndObject();
+}
+
+void write_file(json_writer &writer, const copied_file &file) {
+  writer.StartObject();
+  write_member(writer, "name", file.row->name);
+  write_member(writer, "type", file.row->file_type());
+  write_member(writer, "copied", !file.trouble);
+  if (file.trouble) {
+    write_member(writer, "trouble", file.trouble.reason);
+  } else {
+    write_member(writer, "size", file.size);
+    write_member(writer, "modified", shared::utc_text(file.modified));
+    write_member(writer, "sha256", file.sha256);
+    write_ring(writer, file.summary);
+  }
+  writer.EndObject();
+}
+
+std::string sum_line(const std::string &sum, const char *name) {
+  return sum + "  " + name + '\n';
+}
+
+std::string manifest_of(const copied_files &taken) {
+  rapidjson::StringBuffer written;
+  json_writer writer(written);
+  writer.SetIndent(' ', 2);
+  writer.StartObject();
+  write_member(writer, "taken", shared::utc_text(taken.taken));
+  write_member(writer, "directory", taken.directory);
+  write_member(writer, "version", VESK_VERSION_TEXT);
+  write_member(writer, "complete", taken.complete());
+  writer.Key("files");
+  writer.StartArray();
+  for (const copied_file &file : taken.files) write_file(writer, file);
+  writer.EndArray();
+  writer.EndObject();
+  return written.GetString() + std::string("\n");
+}
+
+// The sums of every copy and of the manifest, as sha256sum(1) reads them.
+std::string sums_of(const copied_files &taken, std::string_view manifest) {
+  std::string lines;
+  for (const copied_file &file : taken.files) {
+    if (!file.trouble) lines += sum_line(file.sha256, file.row->name);
+  }
+  return lines + sum_line(shared::sha256_of(manifest), manifest_name);
+}
+
+// --- the copies ---
 
 // Makes the directory, or finds it empty.
 failure prepare(const std::string &target) {
@@ -56,7 +153,7 @@ copied_file copy(const shared::log_file &file, const std::string &target) {
   std::vector<uint8_t> image;
   copied.trouble = read_ring_image(file.path, file.row->max_size, image);
   if (copied.trouble) return copied;
-  const std::string_view content(reinterpret_cast<const char *>(image.data()), image.size());
+  const std::string_view content = shared::characters_of(image);
   copied.size = image.size();
   copied.sha256 = shared::sha256_of(content);
   copied.summary = summarize(image, file.row->max_size);
@@ -98,7 +195,7 @@ std::string absolute(const std::string &path) {
 
 int snapshot(const options &wanted) {
   const std::string &source = wanted.directory;
-  const std::string &target = wanted.snapshot.target;
+  const std::string &target = wanted.target;
   std::vector<shared::log_file> files;
   if (const auto why = find_files(source, files)) return status_of(why);
   if (const auto why = prepare(target)) return status_of(why);
