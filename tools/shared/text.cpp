@@ -154,10 +154,10 @@ void append_data(std::string &out, std::span<const uint8_t> data) {
   append_safely(out, *text);
 }
 
-void append_hex(std::string &out, std::span<const uint8_t> data) {
+void append_hex(std::string &out, std::span<const uint8_t> data, size_t group) {
   constexpr char digits[] = "0123456789abcdef";
   for (size_t i = 0; i < data.size(); ++i) {
-    if (i > 0 && i % 4 == 0) out += ' ';
+    if (i > 0 && i % group == 0) out += ' ';
     out += digits[data[i] >> 4];
     out += digits[data[i] & 0xF];
   }

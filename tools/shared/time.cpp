@@ -245,13 +245,9 @@ std::optional<uint64_t> parse_since_1970(std::string_view typed) {
 
 // --- what people read ---
 
-// The decimal digits of a number from that of this worth on.
-void append_digits(std::string &out, uint32_t number, uint32_t worth) {
-  for (; worth > 0; worth /= 10) out += static_cast<char>('0' + number / worth % 10);
-}
-
 void append_two_digits(std::string &out, long number) {
-  append_digits(out, static_cast<uint32_t>(number), 10);
+  out += static_cast<char>('0' + number / 10);
+  out += static_cast<char>('0' + number % 10);
 }
 
 std::string in_units(uint64_t usecs, const unit &large, const unit &small) {
@@ -280,7 +276,8 @@ std::optional<uint64_t> parse_time(std::string_view typed, uint64_t now, time_zo
 
 void append_date_time(std::string &out, time_t secs, time_zone zone, char between) {
   const struct tm parts = parts_of(secs, place_of(zone));
-  append_digits(out, static_cast<uint32_t>(parts.tm_year + 1900), 1000);
+  append_two_digits(out, parts.tm_year / 100 + 19);
+  append_two_digits(out, parts.tm_year % 100);
   append_two_digits(out += '-', parts.tm_mon + 1);
   append_two_digits(out += '-', parts.tm_mday);
   append_two_digits(out += between, parts.tm_hour);
@@ -292,12 +289,14 @@ void append_usecs(std::string &out, uint32_t usecs) {
   if (usecs >= second) {
     out.append("+").append(std::to_string(usecs)).append("us");
   } else {
-    append_digits(out += '.', usecs, 100'000);
+    append_two_digits(out += '.', usecs / 10'000);
+    append_two_digits(out, usecs / 100 % 100);
+    append_two_digits(out, usecs % 100);
   }
 }
 
 void append_zone_offset(std::string &out, time_t secs, time_zone zone) {
-  const long east = parts_of(secs, place_of(zone)).tm_gmtoff;
+  const long east = zone == time_zone::utc ? 0 : parts_of(secs, {}).tm_gmtoff;
   const long minutes = std::abs(east) / 60;
   append_two_digits(out += east < 0 ? '-' : '+', minutes / 60);
   append_two_digits(out += ':', minutes % 60);

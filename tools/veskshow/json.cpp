@@ -44,7 +44,7 @@ void append_object(std::string &out, const shown_entry &shown, const entry_style
   value.clear();
   append_cursor(value, shown);
   write(writer, "__CURSOR", value);
-  write(writer, "__REALTIME_TIMESTAMP", std::to_string(stamp_of(shown.entry)));
+  write(writer, "__REALTIME_TIMESTAMP", decimal().of(stamp_of(shown.entry)));
   if (const auto message = message_of(shown.entry)) {
     write(writer, "MESSAGE", *message);
   } else {
