@@ -145,20 +145,6 @@ uint64_t stamp_of(const ring_entry &entry) {
          (entry.usecs < usecs_per_second ? entry.usecs : 0);
 }
 
-ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data) {
-  return {
-      .offset = offset,
-      .uuid = header.uuid,
-      .type = header.type,
-      .flags = header.flags,
-      .prev_size = header.prev_size,
-      .secs = header.secs,
-      .usecs = header.usecs,
-      .data = data,
-      .set_back_usecs = 0,
-  };
-}
-
 ring_entry entry_at(ring_bytes image, uint32_t offset) {
   vesk_ehdr header;
   std::memcpy(&header, image.data() + offset, sizeof header);
