@@ -1,5 +1,3 @@
-#include "tools/veskshow/export.h"
-
 #include <algorithm>
 
 #include "tools/veskshow/fields.h"

@@ -6,8 +6,7 @@
 #include <vector>
 
 #include "reader/vesk_ring_follow.h"
-#include "tools/veskshow/entries.h"
-#include "tools/veskshow/filter.h"
+#include "tools/veskshow/jobs.h"
 #include "tools/veskshow/watch.h"
 
 namespace vesk::veskshow {
@@ -20,7 +19,7 @@ constexpr size_t shown_at_first = 10;
 
 // The files that are followed, and what was new at the last look.
 struct followed {
-  std::vector<const shared::log_file *> files;
+  std::vector<shared::log_file> files;
   std::deque<ring_follower> rings;
   std::vector<ring_walk> walks;
   std::vector<news> found;
@@ -28,8 +27,8 @@ struct followed {
 
 followed follow(const std::vector<shared::log_file> &files) {
   followed all{by_type(files), {}, {}, {}};
-  for (const shared::log_file *file : all.files) {
-    all.rings.emplace_back(file->path, shared::capacity_of(*file));
+  for (const shared::log_file &file : all.files) {
+    all.rings.emplace_back(file.path, shared::capacity_of(file));
   }
   return all;
 }
@@ -44,7 +43,7 @@ void look_at_all(followed &all, const request &asked, bool first, output &out) {
   all.found.clear();
   for (size_t i = 0; i < all.rings.size(); ++i) {
     auto look = all.rings[i].look_again(ring_follower::clock::now());
-    const shared::log_file &file = *all.files[i];
+    const shared::log_file &file = all.files[i];
     if (first && look.trouble && !is_expected(asked, file)) {
       out.problem(file.path, look.trouble.reason);
     }
@@ -61,7 +60,7 @@ void show_news(followed &all, const request &asked, const choice &chosen, output
   for (size_t i = 0; i < all.rings.size(); ++i) {
     const ring_walk &walk = all.walks[i];
     if (all.found[i] != news::none) all.rings[i].went(walk);
-    if (walk.damage) out.problem(all.files[i]->path, shared::damage_text(*walk.damage));
+    if (walk.damage) out.problem(all.files[i].path, shared::damage_text(*walk.damage));
   }
   out.flush();
 }
@@ -79,7 +78,7 @@ void follow_entries(const request &asked, output &out) {
   followed all = follow(asked.files);
   if (all.files.empty()) return;
   std::vector<std::string> paths;
-  for (const shared::log_file *file : all.files) paths.push_back(file->path);
+  for (const shared::log_file &file : all.files) paths.push_back(file.path);
   change_watch watch(paths);
 
   look_at_all(all, asked, true, out);

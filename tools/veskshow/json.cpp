@@ -1,5 +1,3 @@
-#include "tools/veskshow/json.h"
-
 #include <rapidjson/prettywriter.h>
 #include <sodium.h>
 

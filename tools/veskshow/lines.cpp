@@ -1,5 +1,3 @@
-#include "tools/veskshow/lines.h"
-
 #include <algorithm>
 
 #include "tools/shared/text.h"
@@ -161,10 +159,13 @@ void append_dump(std::string &out, const shown_entry &shown, const entry_style &
   }
 }
 
-void append_remark(std::string &out, std::string_view remark, const entry_style &style) {
+void append_clock_jump(std::string &out, uint64_t usecs, const entry_style &style) {
+  using enum output_format;
+  constexpr output_format for_people[] = {short_full, short_iso, short_unix, verbose, hex};
+  if (std::count(std::begin(for_people), std::end(for_people), style.format) == 0) return;
   {
     const painted as(out, yellow, style);
-    out.append("-- ").append(remark).append(" --");
+    out += "-- the clock was set back by " + shared::duration_text(usecs) + " --";
   }
   out += '\n';
 }
