@@ -163,13 +163,9 @@ struct tm parts_of(time_t secs, place east) {
   return parts;
 }
 
-struct tm parts_of_now(uint64_t now, place east) {
-  return parts_of(static_cast<time_t>(now / second), east);
-}
-
 // Midnight, so many days after today.
 std::optional<uint64_t> midnight(uint64_t now, place east, int days) {
-  struct tm parts = parts_of_now(now, east);
+  struct tm parts = parts_of(static_cast<time_t>(now / second), east);
   parts.tm_mday += days;
   parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
   return since_1970(parts, east);
@@ -225,7 +221,7 @@ std::optional<uint64_t> parse_absolute(std::string_view typed, uint64_t now, pla
   if (time && !take_time(text, parts, usecs)) return {};
   if (!take_zone(text, east)) return {};
   if (!date) {
-    const struct tm today = parts_of_now(now, east);
+    const struct tm today = parts_of(static_cast<time_t>(now / second), east);
     parts.tm_year = today.tm_year;
     parts.tm_mon = today.tm_mon;
     parts.tm_mday = today.tm_mday;
