@@ -43,7 +43,7 @@ void append_short(std::string &out, const shown_entry &shown, const entry_style 
 void append_verbose(std::string &out, const shown_entry &shown, const entry_style &style);
 
 // The text alone with its line breaks, harmless to a terminal; or what append_data() gives for it.
-void append_text(std::string &out, const shown_entry &shown);
+void append_text(std::string &out, const shown_entry &shown, const entry_style &style);
 
 // The line of append_short() without the data, and below it all the data as they are stored, in
 // hexadecimal and as characters.

@@ -132,7 +132,7 @@ void append_verbose(std::string &out, const shown_entry &shown, const entry_styl
   out += '\n';
 }
 
-void append_text(std::string &out, const shown_entry &shown) {
+void append_text(std::string &out, const shown_entry &shown, const entry_style &) {
   const auto message = message_of(shown.entry);
   if (!message) {
     shared::append_data(out, shown.entry.data);
