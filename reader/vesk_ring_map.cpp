@@ -47,11 +47,6 @@ void add_entries(ring_map &map, ring_walk &walk) {
   if (!reached_end(walk)) add_break(map, walk.damage->offset);
 }
 
-void add_header(ring_map &map) {
-  const bool false_claim = map.damage && map.damage->offset < VESK_GHEADER_SIZE;
-  add(map, 0, VESK_GHEADER_SIZE, false_claim ? ring_part::damage : ring_part::header);
-}
-
 void add_what_is_not_live(ring_map &map, size_t file_size) {
   const ring_state &ring = *map.state;
   if (ring.wrapped()) {
@@ -72,7 +67,8 @@ ring_map map_ring(ring_bytes image, uint32_t capacity) {
   map.damage = walk.damage;
   if (!map.state) return map;
 
-  add_header(map);
+  const bool false_claim = map.damage && map.damage->offset < VESK_GHEADER_SIZE;
+  add(map, 0, VESK_GHEADER_SIZE, false_claim ? ring_part::damage : ring_part::header);
   add_what_is_not_live(map, image.size());
   std::sort(map.stretches.begin(), map.stretches.end(),
             [](const auto &a, const auto &b) { return a.begin < b.begin; });

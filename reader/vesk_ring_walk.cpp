@@ -14,8 +14,14 @@ ring_damage damage_at(size_t offset, std::string reason) {
   return {static_cast<uint32_t>(offset), std::move(reason)};
 }
 
-// What makes a global header unfit to walk by, if anything.
-std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
+// What makes the global header unfit to walk by, if anything.
+std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &ret_header) {
+  if (image.empty()) return damage_at(0, "the file is empty");
+  if (image.size() < sizeof ret_header) {
+    return damage_at(image.size(), "the file ends inside its global header");
+  }
+  std::memcpy(&ret_header, image.data(), sizeof ret_header);
+  const vesk_gheader &header = ret_header;
   if (std::memcmp(header.magic, "vesk", sizeof header.magic) != 0) {
     return damage_at(0, "not a log file: it does not begin with \"vesk\"");
   }
@@ -46,15 +52,6 @@ std::optional<ring_damage> gheader_damage(const vesk_gheader &header) {
         "start and end are both " + std::to_string(start) + ": no entry can be reached");
   }
   return {};
-}
-
-std::optional<ring_damage> gheader_damage(ring_bytes image, vesk_gheader &header) {
-  if (image.empty()) return damage_at(0, "the file is empty");
-  if (image.size() < sizeof header) {
-    return damage_at(image.size(), "the file ends inside its global header");
-  }
-  std::memcpy(&header, image.data(), sizeof header);
-  return gheader_damage(header);
 }
 
 // What a header of good checksum claims although the file shows otherwise. The entries may be sound
@@ -143,20 +140,6 @@ uint64_t stamp_of(const ring_entry &entry) {
   constexpr uint32_t usecs_per_second = 1'000'000;
   return uint64_t{entry.secs} * usecs_per_second +
          (entry.usecs < usecs_per_second ? entry.usecs : 0);
-}
-
-ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data) {
-  return {
-      .offset = offset,
-      .uuid = header.uuid,
-      .type = header.type,
-      .flags = header.flags,
-      .prev_size = header.prev_size,
-      .secs = header.secs,
-      .usecs = header.usecs,
-      .data = data,
-      .set_back_usecs = 0,
-  };
 }
 
 ring_entry entry_at(ring_bytes image, uint32_t offset) {

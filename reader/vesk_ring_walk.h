@@ -57,7 +57,19 @@ constexpr uint64_t clock_jump_usecs = 1'000'000;
 [[nodiscard]] uint64_t stamp_of(const ring_entry &entry);
 
 // The entry with this header, `offset` and data, as it is without an entry before it.
-ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data);
+inline ring_entry entry_of(const vesk_ehdr &header, uint32_t offset, ring_bytes data) {
+  return {
+      .offset = offset,
+      .uuid = header.uuid,
+      .type = header.type,
+      .flags = header.flags,
+      .prev_size = header.prev_size,
+      .secs = header.secs,
+      .usecs = header.usecs,
+      .data = data,
+      .set_back_usecs = 0,
+  };
+}
 
 // The entry at an offset where a walk over this image has found one. What the walk knew of the
 // entry before it, set_back_usecs, is not known here.

@@ -31,11 +31,6 @@ std::string time_left(double done, double seconds) {
                    left % 60);
 }
 
-size_t terminal_width() {
-  const size_t columns = columns_of_terminal(STDERR_FILENO);
-  return columns > 1 ? columns : 80;
-}
-
 }  // namespace
 
 std::string progress_text(const progress_counts &counts, std::optional<double> done, double seconds,
@@ -74,8 +69,10 @@ void progress::show(const progress_counts &counts) {
   next_ = now + redrawn_after;
   shown_ = true;
   const double seconds = std::chrono::duration<double>(now - begun_).count();
+  const size_t columns = columns_of_terminal(STDERR_FILENO);
   // A line that fills the terminal would put the cursor into the next one.
-  const std::string text = progress_text(counts, part_done(), seconds, terminal_width() - 1);
+  const size_t width = (columns > 1 ? columns : 80) - 1;
+  const std::string text = progress_text(counts, part_done(), seconds, width);
   std::fprintf(stderr, "\r\033[K%s", text.c_str());
 }
 

@@ -154,13 +154,16 @@ void append_data(std::string &out, std::span<const uint8_t> data) {
   append_safely(out, *text);
 }
 
-void append_hex(std::string &out, std::span<const uint8_t> data) {
+void append_hex(std::string &out, std::span<const uint8_t> data, size_t group) {
   constexpr char digits[] = "0123456789abcdef";
+  size_t end = out.size();
+  out.resize(end + 3 * data.size());
   for (size_t i = 0; i < data.size(); ++i) {
-    if (i > 0 && i % 4 == 0) out += ' ';
-    out += digits[data[i] >> 4];
-    out += digits[data[i] & 0xF];
+    if (i > 0 && i % group == 0) out[end++] = ' ';
+    out[end++] = digits[data[i] >> 4];
+    out[end++] = digits[data[i] & 0xF];
   }
+  out.resize(end);
 }
 
 }  // namespace vesk::shared

@@ -48,7 +48,7 @@ void append_safely(std::string &out, std::string_view text);
 // its length and its first bytes in hexadecimal.
 void append_data(std::string &out, std::span<const uint8_t> data);
 
-// Appends all bytes in hexadecimal, in groups of four: "01020304 05".
-void append_hex(std::string &out, std::span<const uint8_t> data);
+// Appends all bytes in hexadecimal, in groups of so many: "01020304 05".
+void append_hex(std::string &out, std::span<const uint8_t> data, size_t group = 4);
 
 }  // namespace vesk::shared

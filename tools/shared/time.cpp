@@ -163,13 +163,9 @@ struct tm parts_of(time_t secs, place east) {
   return parts;
 }
 
-struct tm parts_of_now(uint64_t now, place east) {
-  return parts_of(static_cast<time_t>(now / second), east);
-}
-
 // Midnight, so many days after today.
 std::optional<uint64_t> midnight(uint64_t now, place east, int days) {
-  struct tm parts = parts_of_now(now, east);
+  struct tm parts = parts_of(static_cast<time_t>(now / second), east);
   parts.tm_mday += days;
   parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
   return since_1970(parts, east);
@@ -225,7 +221,7 @@ std::optional<uint64_t> parse_absolute(std::string_view typed, uint64_t now, pla
   if (time && !take_time(text, parts, usecs)) return {};
   if (!take_zone(text, east)) return {};
   if (!date) {
-    const struct tm today = parts_of_now(now, east);
+    const struct tm today = parts_of(static_cast<time_t>(now / second), east);
     parts.tm_year = today.tm_year;
     parts.tm_mon = today.tm_mon;
     parts.tm_mday = today.tm_mday;
@@ -245,13 +241,9 @@ std::optional<uint64_t> parse_since_1970(std::string_view typed) {
 
 // --- what people read ---
 
-// The decimal digits of a number from that of this worth on.
-void append_digits(std::string &out, uint32_t number, uint32_t worth) {
-  for (; worth > 0; worth /= 10) out += static_cast<char>('0' + number / worth % 10);
-}
-
 void append_two_digits(std::string &out, long number) {
-  append_digits(out, static_cast<uint32_t>(number), 10);
+  out += static_cast<char>('0' + number / 10);
+  out += static_cast<char>('0' + number % 10);
 }
 
 std::string in_units(uint64_t usecs, const unit &large, const unit &small) {
@@ -280,7 +272,8 @@ std::optional<uint64_t> parse_time(std::string_view typed, uint64_t now, time_zo
 
 void append_date_time(std::string &out, time_t secs, time_zone zone, char between) {
   const struct tm parts = parts_of(secs, place_of(zone));
-  append_digits(out, static_cast<uint32_t>(parts.tm_year + 1900), 1000);
+  append_two_digits(out, parts.tm_year / 100 + 19);
+  append_two_digits(out, parts.tm_year % 100);
   append_two_digits(out += '-', parts.tm_mon + 1);
   append_two_digits(out += '-', parts.tm_mday);
   append_two_digits(out += between, parts.tm_hour);
@@ -292,12 +285,14 @@ void append_usecs(std::string &out, uint32_t usecs) {
   if (usecs >= second) {
     out.append("+").append(std::to_string(usecs)).append("us");
   } else {
-    append_digits(out += '.', usecs, 100'000);
+    append_two_digits(out += '.', usecs / 10'000);
+    append_two_digits(out, usecs / 100 % 100);
+    append_two_digits(out, usecs % 100);
   }
 }
 
 void append_zone_offset(std::string &out, time_t secs, time_zone zone) {
-  const long east = parts_of(secs, place_of(zone)).tm_gmtoff;
+  const long east = zone == time_zone::utc ? 0 : parts_of(secs, {}).tm_gmtoff;
   const long minutes = std::abs(east) / 60;
   append_two_digits(out += east < 0 ? '-' : '+', minutes / 60);
   append_two_digits(out += ':', minutes % 60);

@@ -1,5 +1,3 @@
-#include "tools/veskshow/entries.h"
-
 #include <algorithm>
 #include <cstdint>
 #include <deque>
@@ -9,6 +7,7 @@
 
 #include "reader/vesk_ring_merge.h"
 #include "tools/veskshow/filter.h"
+#include "tools/veskshow/jobs.h"
 
 namespace vesk::veskshow {
 
@@ -23,11 +22,11 @@ struct place {
 
 class printer {
  public:
-  printer(const request &asked, const std::vector<const shared::log_file *> &files, output &out)
+  printer(const request &asked, const std::vector<shared::log_file> &files, output &out)
       : asked_(asked), files_(files), out_(out) {}
 
   void show(const ring_entry &entry, size_t source) {
-    append_entry(out_.text, entry_in(*files_[source], entry), asked_.style);
+    append_entry(out_.text, entry_in(files_[source], entry), asked_.style);
     out_.flush_when_large();
   }
 
@@ -39,7 +38,7 @@ class printer {
 
  private:
   const request &asked_;
-  const std::vector<const shared::log_file *> &files_;
+  const std::vector<shared::log_file> &files_;
   output &out_;
 };
 
@@ -92,10 +91,10 @@ bool broke_off(const ring_walk &walk) {
   return walk.damage && walk.state && walk.damage->offset == walk.offset;
 }
 
-void report_damage(const std::vector<const shared::log_file *> &files,
-                   const std::vector<ring_walk> &walks, bool quiet, output &out) {
+void report_damage(const std::vector<shared::log_file> &files, const std::vector<ring_walk> &walks,
+                   bool quiet, output &out) {
   for (size_t i = 0; i < files.size(); ++i) {
-    if (walks[i].damage) out.problem(files[i]->path, shared::damage_text(*walks[i].damage));
+    if (walks[i].damage) out.problem(files[i].path, shared::damage_text(*walks[i].damage));
   }
   if (!quiet && std::any_of(walks.begin(), walks.end(), broke_off)) {
     out.note("-- Entries behind damage are not shown; try --verify and --salvage --");
@@ -104,19 +103,15 @@ void report_damage(const std::vector<const shared::log_file *> &files,
 
 }  // namespace
 
-std::vector<const shared::log_file *> by_type(const std::vector<shared::log_file> &files) {
-  std::vector<const shared::log_file *> sorted;
-  for (const shared::log_file &file : files) sorted.push_back(&file);
-  const auto place = [](const auto *file) {
-    return file->row ? shared::type_of(*file) : UINT32_MAX;
-  };
-  std::stable_sort(sorted.begin(), sorted.end(),
-                   [&](const auto *a, const auto *b) { return place(a) < place(b); });
-  return sorted;
+std::vector<shared::log_file> by_type(std::vector<shared::log_file> files) {
+  const auto place = [](const auto &file) { return file.row ? type_of(file) : UINT32_MAX; };
+  std::stable_sort(files.begin(), files.end(),
+                   [&](const auto &a, const auto &b) { return place(a) < place(b); });
+  return files;
 }
 
 size_t show_walks(const request &asked, const choice &chosen,
-                  const std::vector<const shared::log_file *> &files, std::vector<ring_walk> &walks,
+                  const std::vector<shared::log_file> &files, std::vector<ring_walk> &walks,
                   output &out) {
   printer print(asked, files, out);
   ring_merge merge(std::move(walks));
@@ -134,15 +129,15 @@ size_t show_walks(const request &asked, const choice &chosen,
 }
 
 void show_entries(const request &asked, output &out) {
-  std::vector<const shared::log_file *> files;
+  std::vector<shared::log_file> files;
   std::list<std::vector<uint8_t>> images;
   std::vector<ring_walk> walks;
-  for (const shared::log_file *file : by_type(asked.files)) {
+  for (const shared::log_file &file : by_type(asked.files)) {
     std::vector<uint8_t> image;
-    if (!read_image(*file, image, out)) continue;
+    if (!read_image(file, image, out)) continue;
     files.push_back(file);
     images.push_back(std::move(image));
-    walks.push_back(begin_walk(images.back(), shared::capacity_of(*file)));
+    walks.push_back(begin_walk(images.back(), shared::capacity_of(file)));
   }
 
   const choice chosen{asked.wanted.last, asked.wanted.reverse};

@@ -1,5 +1,3 @@
-#include "tools/veskshow/export.h"
-
 #include <algorithm>
 
 #include "tools/veskshow/fields.h"
@@ -39,7 +37,8 @@ void append_field(std::string &out, std::string_view name, std::string_view valu
 void append_export(std::string &out, const shown_entry &shown, const entry_style &style) {
   const ring_entry &entry = shown.entry;
   constexpr uint64_t first_valid_stamp = 1;
-  const std::string stamp = std::to_string(std::max(stamp_of(entry), first_valid_stamp));
+  decimal text;
+  const std::string_view stamp = text.of(std::max(stamp_of(entry), first_valid_stamp));
   out += "__CURSOR=";
   append_cursor(out, shown);
   out += '\n';

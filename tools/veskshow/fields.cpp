@@ -4,11 +4,12 @@ namespace vesk::veskshow {
 
 void append_cursor(std::string &out, const shown_entry &shown) {
   const ring_entry &entry = shown.entry;
-  out.append("o=").append(std::to_string(shown.base + entry.offset));
-  out.append(";s=").append(std::to_string(entry.secs));
-  out.append(";m=").append(std::to_string(entry.usecs));
-  out.append(";u=").append(std::to_string(entry.uuid));
-  out.append(";t=").append(std::to_string(entry.type));
+  decimal text;
+  out.append("o=").append(text.of(shown.base + entry.offset));
+  out.append(";s=").append(text.of(entry.secs));
+  out.append(";m=").append(text.of(entry.usecs));
+  out.append(";u=").append(text.of(entry.uuid));
+  out.append(";t=").append(text.of(entry.type));
   out.append(";f=");
   shared::append_safely(out, shown.file);
 }

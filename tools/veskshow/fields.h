@@ -11,8 +11,8 @@
 //   VESK_OFFSET               where in the log file the entry's header lies
 //   VESK_PREV_SIZE            as stored; the size of the entry before it, where the writer knew it
 //   VESK_SECS, VESK_USECS     the sender's time stamp, as stored
-//   VESK_CLOCK_SET_BACK_USEC  by how much the clock was set back before the entry; only where it
-//   was VESK_CERTAINTY            how sure a salvaged entry is; only for one of those
+//   VESK_CLOCK_SET_BACK_USEC  by how much the clock was set back before the entry; only where so
+//   VESK_CERTAINTY            how sure a salvaged entry is; only for one of those
 //
 // All numbers are decimal. The machine-readable forms have three more fields in front of these:
 //
@@ -22,6 +22,7 @@
 //                             where they are no text, VESK_DATA_BASE64 or VESK_DATA has all of them
 #pragma once
 
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -41,13 +42,25 @@ void append_cursor(std::string &out, const shown_entry &shown);
 // data are no text.
 [[nodiscard]] std::optional<std::string_view> message_of(const ring_entry &entry);
 
+// Numbers in decimal; each is there until the next one is asked for.
+class decimal {
+ public:
+  std::string_view of(uint64_t number) {
+    return {digits_, std::to_chars(digits_, digits_ + sizeof digits_, number).ptr};
+  }
+
+ private:
+  char digits_[20];
+};
+
 // Calls show(name, value) for every field of the upper list, in its order. Values are UTF-8 without
 // control characters except tabs, and hold until the call returns.
 template <typename Show>
 void each_field(const shown_entry &shown, const entry_style &style, const Show &show) {
   const ring_entry &entry = shown.entry;
-  const auto show_number = [&show](std::string_view name, uint64_t number) {
-    show(name, std::to_string(number));
+  decimal text;
+  const auto show_number = [&](std::string_view name, uint64_t number) {
+    show(name, text.of(number));
   };
   const std::string *sender = find_name(style.names->uuids, entry.uuid);
   const std::string *type = find_name(style.names->types, entry.type);

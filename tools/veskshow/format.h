@@ -31,6 +31,35 @@ struct shown_entry {
 // Appends the entry in the style's form: a line or a record, ended as its form has it.
 void append_entry(std::string &out, const shown_entry &shown, const entry_style &style);
 
+// --- the forms ---
+
+// "2026-01-31 12:00:00.000001 kernel 510[1024]: text": the time, the log file, the sender and the
+// object type, by name where they have one. The text as append_data() gives it, behind how sure a
+// salvaged entry is: "(likely) text".
+void append_short(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// The time and the cursor, and below it each field of fields.h indented on a line of its own, all
+// of the data among them.
+void append_verbose(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// The text alone with its line breaks, harmless to a terminal; or what append_data() gives for it.
+void append_text(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// The line of append_short() without the data, and below it all the data as they are stored, in
+// hexadecimal and as characters.
+void append_dump(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// One object on a line of its own, with the fields of fields.h. All values are strings.
+void append_json(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// The same object, each field on a line of its own.
+void append_pretty_json(std::string &out, const shown_entry &shown, const entry_style &style);
+
+// In the export format of the system journal: the fields of fields.h, and those without which
+// nothing can be imported: all entries claim to be of one boot, whose monotonic clock shows the
+// microseconds since 1970. An empty line ends the entry.
+void append_export(std::string &out, const shown_entry &shown, const entry_style &style);
+
 // What stands between entries where the time stamps step back by `usecs` although the ring's order
 // goes on: a line of its own in the forms that are read by people, nothing in the others, which say
 // it in the entry.

@@ -2,6 +2,8 @@
 // every file, reports the others with output::problem(), and goes on.
 #pragma once
 
+#include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "tools/shared/files.h"
@@ -39,5 +41,20 @@ void show_preserved(const request &asked, output &out);
 
 // The entry as one of this file, which has to outlive it.
 [[nodiscard]] shown_entry entry_in(const shared::log_file &file, const ring_entry &entry);
+
+// The files in the order of their types; those that the catalogue does not know come behind.
+[[nodiscard]] std::vector<shared::log_file> by_type(std::vector<shared::log_file> files);
+
+struct choice {
+  std::optional<size_t> last;  // this many at most, the newest of those that the filter lets pass
+  bool reverse = false;        // the newest first
+};
+
+// Shows the entries that the walks yield, one walk for each file, in the order of time. Where a
+// file's clock was set back, a line says so between the two entries. Returns how many entries the
+// filter let pass, shown or not. The walks have ended then, and have their damage.
+size_t show_walks(const request &asked, const choice &chosen,
+                  const std::vector<shared::log_file> &files, std::vector<ring_walk> &walks,
+                  output &out);
 
 }  // namespace vesk::veskshow

@@ -1,22 +1,12 @@
-#include "tools/veskshow/json.h"
-
 #include <rapidjson/prettywriter.h>
 #include <sodium.h>
 
-#include "tools/shared/json.h"
+#include "tools/shared/json_member.h"
 #include "tools/veskshow/fields.h"
 
 namespace vesk::veskshow {
 
 namespace {
-
-// What writing an object takes in memory, kept for the next one.
-template <typename Writer>
-struct workshop {
-  rapidjson::StringBuffer written;
-  Writer writer{written};
-  std::string value;
-};
 
 template <typename Writer>
 void write(Writer &writer, std::string_view name, std::string_view value) {
@@ -33,10 +23,10 @@ void store_base64(std::string &out, ring_bytes data) {
 
 template <typename Writer>
 void append_object(std::string &out, const shown_entry &shown, const entry_style &style) {
-  thread_local workshop<Writer> shop;
-  rapidjson::StringBuffer &written = shop.written;
-  Writer &writer = shop.writer;
-  std::string &value = shop.value;
+  // What this takes in memory is kept for the next one.
+  thread_local rapidjson::StringBuffer written;
+  thread_local Writer writer(written);
+  thread_local std::string value;
   written.Clear();
   writer.Reset(written);
 
@@ -44,16 +34,15 @@ void append_object(std::string &out, const shown_entry &shown, const entry_style
   value.clear();
   append_cursor(value, shown);
   write(writer, "__CURSOR", value);
-  write(writer, "__REALTIME_TIMESTAMP", std::to_string(stamp_of(shown.entry)));
+  write(writer, "__REALTIME_TIMESTAMP", decimal().of(stamp_of(shown.entry)));
   if (const auto message = message_of(shown.entry)) {
     write(writer, "MESSAGE", *message);
   } else {
     store_base64(value, shown.entry.data);
     write(writer, "VESK_DATA_BASE64", value);
   }
-  each_field(shown, style, [&writer](std::string_view name, std::string_view text) {
-    write(writer, name, text);
-  });
+  each_field(shown, style,
+             [](std::string_view name, std::string_view text) { write(writer, name, text); });
   writer.EndObject();
   out.append(written.GetString(), written.GetSize()).append("\n");
 }

@@ -1,5 +1,3 @@
-#include "tools/veskshow/lines.h"
-
 #include <algorithm>
 
 #include "tools/shared/text.h"
@@ -90,19 +88,21 @@ void append_field(std::string &out, std::string_view name, std::string_view valu
 }
 
 // "00000010  67 61 6d 6d 61 20 72 61  79 00 00 00              |gamma ray...|"
-void append_dump_line(std::string &out, size_t offset, ring_bytes bytes) {
+void append_dump_line(std::string &out, uint32_t offset, ring_bytes bytes) {
   constexpr size_t half = 8, text_column = 60;
-  std::string line = shared::formatted("%08zx ", offset);
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    line += i == half ? "  " : " ";
-    shared::append_hex(line, bytes.subspan(i, 1));
-  }
-  line.resize(text_column, ' ');
-  line += '|';
-  for (const uint8_t byte : bytes) {
-    line += byte >= 0x20 && byte < 0x7F ? static_cast<char>(byte) : '.';
-  }
-  out.append(line).append("|\n");
+  const size_t first = std::min(half, bytes.size());
+  be32 place{};
+  place = offset;
+  const size_t line = out.size();
+  shared::append_hex(out, place.b);
+  shared::append_hex(out += "  ", bytes.first(first), 1);
+  shared::append_hex(out += "  ", bytes.subspan(first), 1);
+  out.resize(line + text_column, ' ');
+  out.append("|").append(shared::characters_of(bytes));
+  std::replace_if(
+      out.end() - static_cast<ptrdiff_t>(bytes.size()), out.end(),
+      [](uint8_t c) { return c < 0x20 || c >= 0x7F; }, '.');
+  out += "|\n";
 }
 
 }  // namespace
@@ -123,15 +123,16 @@ void append_verbose(std::string &out, const shown_entry &shown, const entry_styl
     append_field(out, name, value);
   });
   if (const auto message = message_of(shown.entry)) {
-    append_field(out, "MESSAGE", shared::safely(*message));
+    out += "    MESSAGE=";
+    shared::append_safely(out, *message);
   } else {
     out += "    VESK_DATA=";
     shared::append_hex(out, shown.entry.data);
-    out += '\n';
   }
+  out += '\n';
 }
 
-void append_text(std::string &out, const shown_entry &shown) {
+void append_text(std::string &out, const shown_entry &shown, const entry_style &) {
   const auto message = message_of(shown.entry);
   if (!message) {
     shared::append_data(out, shown.entry.data);
@@ -153,14 +154,18 @@ void append_dump(std::string &out, const shown_entry &shown, const entry_style &
   out += '\n';
   const ring_bytes data = shown.entry.data;
   for (size_t i = 0; i < data.size(); i += bytes_per_line) {
-    append_dump_line(out, i, data.subspan(i, std::min(bytes_per_line, data.size() - i)));
+    append_dump_line(out, static_cast<uint32_t>(i),
+                     data.subspan(i, std::min(bytes_per_line, data.size() - i)));
   }
 }
 
-void append_remark(std::string &out, std::string_view remark, const entry_style &style) {
+void append_clock_jump(std::string &out, uint64_t usecs, const entry_style &style) {
+  using enum output_format;
+  constexpr output_format for_people[] = {short_full, short_iso, short_unix, verbose, hex};
+  if (std::count(std::begin(for_people), std::end(for_people), style.format) == 0) return;
   {
     const painted as(out, yellow, style);
-    out.append("-- ").append(remark).append(" --");
+    out += "-- the clock was set back by " + shared::duration_text(usecs) + " --";
   }
   out += '\n';
 }

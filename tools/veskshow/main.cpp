@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <ctime>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -47,24 +48,12 @@ std::vector<shared::log_file> wanted_files(const options &wanted, output &out) {
 }
 
 void do_job(const request &asked, output &out) {
-  switch (asked.wanted.what) {
-    case job::entries:
-      return asked.wanted.follow ? follow_entries(asked, out) : show_entries(asked, out);
-    case job::list:
-      return show_list(asked, out);
-    case job::header:
-      return show_headers(asked, out);
-    case job::verify:
-      return show_fates(asked, out);
-    case job::map:
-      return show_maps(asked, out);
-    case job::salvage:
-      return show_salvage(asked, out);
-    case job::stats:
-      return show_statistics(asked, out);
-    case job::preserve:
-      return show_preserved(asked, out);
-  }
+  constexpr decltype(&do_job) in_order_of_jobs[] = {show_entries,    show_list,     show_headers,
+                                                    show_fates,      show_maps,     show_salvage,
+                                                    show_statistics, show_preserved};
+  static_assert(std::size(in_order_of_jobs) == static_cast<size_t>(job::preserve) + 1);
+  const auto show = in_order_of_jobs[static_cast<size_t>(asked.wanted.what)];
+  asked.wanted.follow ? follow_entries(asked, out) : show(asked, out);
 }
 
 bool wants_color(const options &wanted) {

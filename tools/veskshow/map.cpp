@@ -1,14 +1,10 @@
-#include "tools/veskshow/map.h"
-
-#include <unistd.h>
-
+// --map: a ring as a picture in characters.
 #include <algorithm>
-#include <cstdlib>
 #include <iterator>
 #include <string_view>
 #include <vector>
 
-#include "tools/shared/terminal.h"
+#include "reader/vesk_ring_map.h"
 #include "tools/shared/text.h"
 #include "tools/veskshow/jobs.h"
 #include "tools/veskshow/table.h"
@@ -19,8 +15,6 @@ namespace {
 
 constexpr size_t rows_at_most = 8;
 constexpr size_t cells_step = 8;
-constexpr size_t default_columns = 80;
-constexpr size_t columns_at_most = 1000;
 constexpr size_t gap = 2;  // between an offset and its row
 
 // How a cell is drawn; the colour is the parameter of a control sequence.
@@ -38,6 +32,26 @@ constexpr mark mark_of(ring_part part) {
                                         {'o', "34"}, {'#', "32"}, {'!', "1;31"}};
   static_assert(std::size(in_order_of_parts) == static_cast<size_t>(ring_part::damage) + 1);
   return in_order_of_parts[static_cast<size_t>(part)];
+}
+
+// --- how it fits ---
+
+// How a map fits a terminal: each character is so many bytes, a power of two, so that a ring takes
+// at most eight rows.
+struct map_scale {
+  uint32_t bytes_per_cell;
+  size_t cells_per_row;  // a multiple of eight
+  size_t offset_width;   // of the offset before each row
+};
+
+map_scale scale_of(uint32_t capacity, size_t columns) {
+  const size_t offset_width = std::to_string(capacity).size();
+  const size_t edge = offset_width + gap;
+  const size_t room = columns > edge ? columns - edge : 0;
+  const size_t cells_per_row = std::max(cells_step, room / cells_step * cells_step);
+  uint32_t bytes_per_cell = VESK_DAMAGE_STEP;
+  while (uint64_t{bytes_per_cell} * cells_per_row * rows_at_most < capacity) bytes_per_cell *= 2;
+  return {bytes_per_cell, cells_per_row, offset_width};
 }
 
 // --- the picture ---
@@ -107,52 +121,7 @@ void append_totals(std::string &out, const ring_map &map) {
   out += '\n';
 }
 
-// --- the job ---
-
-struct picture_style {
-  size_t columns;
-  bool color;
-};
-
-void append_heading(std::string &out, const shared::log_file &file, uint32_t capacity,
-                    uint32_t bytes_per_cell) {
-  out += "\n" + shared::safely(file.path) + ": " + std::to_string(capacity) + " bytes, " +
-         std::to_string(bytes_per_cell) + " to a character\n";
-}
-
-// Returns whether there was a ring to draw. The first one follows the legend.
-bool show_map(const shared::log_file &file, ring_bytes image, const picture_style &style,
-              bool first, output &out) {
-  const ring_map map = map_ring(image, shared::capacity_of(file));
-  if (!map.state) {
-    out.problem(file.path, "there is no ring to draw: " + shared::damage_text(*map.damage));
-    return false;
-  }
-  const map_scale scale = scale_of(map.state->max, style.columns);
-  if (first) append_legend(out.text, style.color);
-  append_heading(out.text, file, map.state->max, scale.bytes_per_cell);
-  append_map(out.text, map, scale, style.color);
-  if (map.damage) out.problem(file.path, shared::damage_text(*map.damage));
-  return true;
-}
-
-}  // namespace
-
-map_scale scale_of(uint32_t capacity, size_t columns) {
-  const size_t offset_width = std::to_string(capacity).size();
-  const size_t edge = offset_width + gap;
-  const size_t room = columns > edge ? columns - edge : 0;
-  const size_t cells_per_row = std::max(cells_step, room / cells_step * cells_step);
-  uint32_t bytes_per_cell = VESK_DAMAGE_STEP;
-  while (uint64_t{bytes_per_cell} * cells_per_row * rows_at_most < capacity) bytes_per_cell *= 2;
-  return {bytes_per_cell, cells_per_row, offset_width};
-}
-
-void append_map(std::string &out, const ring_map &map, const map_scale &scale, bool color) {
-  append_rows(out, marks_of(map, scale.bytes_per_cell), scale, color);
-  append_totals(out, map);
-}
-
+// What the characters mean.
 void append_legend(std::string &out, bool color) {
   const auto append = [&](const mark &what, const char *meaning) {
     append_marks(out, &what, &what + 1, color);
@@ -170,23 +139,40 @@ void append_legend(std::string &out, bool color) {
   append(start_and_end_mark, "both\n");
 }
 
-size_t terminal_columns() {
-  size_t columns = shared::columns_of_terminal(STDOUT_FILENO);
-  if (columns == 0) {
-    const char *variable = std::getenv("COLUMNS");
-    columns = variable ? shared::number_in<size_t>(variable).value_or(0)
-                       : shared::columns_of_terminal(STDIN_FILENO);
-  }
-  return columns == 0 ? default_columns : std::min(columns, columns_at_most);
+// --- the job ---
+
+void append_heading(std::string &out, const shared::log_file &file, uint32_t capacity,
+                    uint32_t bytes_per_cell) {
+  out += "\n" + shared::safely(file.path) + ": " + std::to_string(capacity) + " bytes, " +
+         std::to_string(bytes_per_cell) + " to a character\n";
 }
 
+// Returns whether there was a ring to draw. The first one follows the legend.
+bool show_map(const shared::log_file &file, ring_bytes image, size_t columns, bool first,
+              output &out) {
+  const ring_map map = map_ring(image, shared::capacity_of(file));
+  if (!map.state) {
+    out.problem(file.path, "there is no ring to draw: " + shared::damage_text(*map.damage));
+    return false;
+  }
+  const map_scale scale = scale_of(map.state->max, columns);
+  if (first) append_legend(out.text, out.color);
+  append_heading(out.text, file, map.state->max, scale.bytes_per_cell);
+  append_rows(out.text, marks_of(map, scale.bytes_per_cell), scale, out.color);
+  append_totals(out.text, map);
+  if (map.damage) out.problem(file.path, shared::damage_text(*map.damage));
+  return true;
+}
+
+}  // namespace
+
 void show_maps(const request &asked, output &out) {
-  const picture_style style{terminal_columns(), out.color};
+  const size_t columns = terminal_columns();
   std::vector<uint8_t> image;
   bool any = false;
   for (const shared::log_file &file : asked.files) {
     if (!read_image(file, image, out)) continue;
-    any = show_map(file, image, style, !any, out) || any;
+    any = show_map(file, image, columns, !any, out) || any;
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <functional>
 #include <map>
 #include <set>
 
@@ -61,34 +62,32 @@ const std::map<std::string, output_format> formats = {
 const std::map<std::string, when> whens = {
     {"auto", when::automatic}, {"always", when::always}, {"never", when::never}};
 
+// Why what was typed will not do, or nothing.
+using check = std::function<std::string(const std::string &)>;
+
 // One of the names; the help says by itself which there are.
 template <typename T>
-CLI::Validator one_of(const std::map<std::string, T> &names) {
-  return CLI::Validator(
-      [&names](const std::string &typed) {
-        std::string known;
-        for (const auto &[name, value] : names) {
-          if (typed == name) return std::string();
-          known.append(known.empty() ? "" : ", ").append(name);
-        }
-        return "'" + typed + "' is none of " + known;
-      },
-      "");
+check one_of(const std::map<std::string, T> &names) {
+  return [&names](const std::string &typed) {
+    std::string known;
+    for (const auto &[name, value] : names) {
+      if (typed == name) return std::string();
+      known.append(known.empty() ? "" : ", ").append(name);
+    }
+    return "'" + typed + "' is none of " + known;
+  };
 }
 
-CLI::Validator not_empty() {
-  return CLI::Validator(
-      [](const std::string &typed) { return typed.empty() ? "is empty" : std::string(); }, "");
+std::string not_empty(const std::string &typed) {
+  return typed.empty() ? "is empty" : "";
 }
 
-CLI::Validator is_number(size_t least, size_t most, const std::string &meaning) {
-  return CLI::Validator(
-      [=](const std::string &typed) {
-        const auto number = shared::number_in<size_t>(typed);
-        const bool fits = number && *number >= least && *number <= most;
-        return fits ? std::string() : "'" + typed + "' is no number of " + meaning;
-      },
-      "");
+check is_number(size_t least, size_t most, const std::string &meaning) {
+  return [=](const std::string &typed) {
+    const auto number = shared::number_in<size_t>(typed);
+    const bool fits = number && *number >= least && *number <= most;
+    return fits ? std::string() : "'" + typed + "' is no number of " + meaning;
+  };
 }
 
 template <typename T>
@@ -102,7 +101,7 @@ void add_word(CLI::App &app, const char *names, const std::map<std::string, T> &
 
 void add_text(CLI::App &app, const char *names, std::string &ret_value, const char *meaning,
               const char *help) {
-  app.add_option(names, ret_value, help)->type_name(meaning)->check(not_empty());
+  app.add_option(names, ret_value, help)->type_name(meaning)->check(not_empty);
 }
 
 void add_texts(CLI::App &app, const char *names, std::vector<std::string> &ret_values,
@@ -115,12 +114,12 @@ void add_texts(CLI::App &app, const char *names, std::vector<std::string> &ret_v
 }
 
 void add_number(CLI::App &app, const char *names, std::optional<size_t> &ret_value,
-                const char *meaning, const CLI::Validator &check, const char *help) {
+                const char *meaning, const check &fits, const char *help) {
   app.add_option_function<std::string>(
          names, [&](const std::string &typed) { ret_value = shared::number_in<size_t>(typed); },
          help)
       ->type_name(meaning)
-      ->check(check);
+      ->check(fits);
 }
 
 void add_what(CLI::App &app, options &ret_wanted) {

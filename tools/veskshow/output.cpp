@@ -2,11 +2,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/vesk_failure.h"
+#include "tools/shared/terminal.h"
 #include "tools/shared/text.h"
 
 namespace vesk::veskshow {
@@ -19,6 +21,17 @@ int usage_error(std::string_view reason) {
 bool shows_on_terminal() {
   const char *kind = std::getenv("TERM");
   return isatty(STDOUT_FILENO) == 1 && kind && std::string_view(kind) != "dumb";
+}
+
+size_t terminal_columns() {
+  constexpr size_t default_columns = 80, columns_at_most = 1000;
+  size_t columns = shared::columns_of_terminal(STDOUT_FILENO);
+  if (columns == 0) {
+    const char *variable = std::getenv("COLUMNS");
+    columns = variable ? shared::number_in<size_t>(variable).value_or(0)
+                       : shared::columns_of_terminal(STDIN_FILENO);
+  }
+  return columns == 0 ? default_columns : std::min(columns, columns_at_most);
 }
 
 void output::flush() {

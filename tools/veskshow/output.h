@@ -19,6 +19,11 @@ enum exit_status {
 // Whether standard output is a terminal, and one that understands control sequences.
 [[nodiscard]] bool shows_on_terminal();
 
+// How many characters fit on a line: of the terminal that standard output is, else as the
+// environment has it in COLUMNS. Where that says nothing, of the terminal that standard input is: a
+// pager lies between this program and the terminal then. Else 80. Never more than 1000.
+[[nodiscard]] size_t terminal_columns();
+
 class output {
  public:
   std::string text;  // to be shown; append to it, and call flush_when_large() now and then

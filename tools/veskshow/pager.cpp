@@ -30,14 +30,9 @@ constexpr int shell_not_found = 127;
 pid_t process = -1;
 
 bool is_for_people(const options &wanted) {
-  switch (wanted.format) {
-    case output_format::json:
-    case output_format::journal_export:
-    case output_format::raw:
-      return false;
-    default:
-      return !wanted.follow;
-  }
+  using enum output_format;
+  return !wanted.follow && wanted.format != json && wanted.format != journal_export &&
+         wanted.format != raw;
 }
 
 bool is_installed(const std::string &program) {

@@ -24,32 +24,21 @@ void append_cell(std::string &line, std::string_view text, size_t width, alignme
   if (side == alignment::left) line.append(blanks, ' ');
 }
 
-void end_line(std::string &out, std::string &line) {
-  line.erase(line.find_last_not_of(' ') + 1);
-  out.append(line).append("\n");
-  line.clear();
-}
-
 }  // namespace
 
 void table::append_to(std::string &out) const {
-  std::vector<size_t> widths;
-  for (size_t i = 0; i < columns_.size(); ++i) {
-    size_t width = width_of(columns_[i].head);
-    for (const auto &row : rows_) width = std::max(width, width_of(row[i]));
-    widths.push_back(width);
+  std::vector<size_t> widths(columns_.size());
+  for (const auto &row : rows_) {
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
   }
-
-  std::string line;
-  const auto append_row = [&](const auto &cell_of) {
-    for (size_t i = 0; i < columns_.size(); ++i) {
-      if (i > 0) line.append(gap, ' ');
-      append_cell(line, cell_of(i), widths[i], columns_[i].side);
+  for (const auto &row : rows_) {
+    for (size_t i = 0; i < row.size(); ++i) {
+      if (i > 0) out.append(gap, ' ');
+      append_cell(out, row[i], widths[i], columns_[i].side);
     }
-    end_line(out, line);
-  };
-  append_row([&](size_t i) { return columns_[i].head; });
-  for (const auto &row : rows_) append_row([&](size_t i) { return std::string_view(row[i]); });
+    out.erase(out.find_last_not_of(' ') + 1);
+    out += '\n';
+  }
 }
 
 std::string bytes_text(uint64_t count) {

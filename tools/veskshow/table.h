@@ -21,7 +21,9 @@ struct column {
 
 class table {
  public:
-  explicit table(std::vector<column> columns) : columns_(std::move(columns)) {}
+  explicit table(std::vector<column> columns) : columns_(std::move(columns)), rows_(1) {
+    for (const column &each : columns_) rows_[0].emplace_back(each.head);
+  }
 
   // As many cells as there are columns; they go to a terminal as they are.
   void add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
@@ -32,7 +34,7 @@ class table {
 
  private:
   std::vector<column> columns_;
-  std::vector<std::vector<std::string>> rows_;
+  std::vector<std::vector<std::string>> rows_;  // the heads come first
 };
 
 // What stands in a cell where nothing is known.

@@ -1,5 +1,5 @@
 // Entries in the export format of the system journal, byte for byte.
-#include "tools/veskshow/export.h"
+#include "tools/veskshow/format.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Entries as JSON: one object an entry, all values strings.
-#include "tools/veskshow/json.h"
+#include "tools/veskshow/format.h"
 
 #include <gtest/gtest.h>
 

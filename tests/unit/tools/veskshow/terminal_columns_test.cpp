@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "tools/veskshow/map.h"
+#include "tools/veskshow/output.h"
 
 namespace vesk::test {
 
