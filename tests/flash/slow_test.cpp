@@ -54,8 +54,8 @@ TEST_F(SlowFlash, loses_none_of_many) {
     expected.push_back("record " + std::to_string(i));
     input += expected.back() + "\n";
   }
-  const outcome sent = run({"veskctl", "send", "--file", "vesk", "--uuid", "25"}, input);
-  EXPECT_EQ(sent.output, "200 accepted, 0 refused, 0 unanswered\n");
+  const ended sent = run({"veskctl", "send", "--file", "vesk", "--uuid", "25"}, {.input = input});
+  EXPECT_EQ(sent.output(), "200 accepted, 0 refused, 0 unanswered\n");
   EXPECT_EQ(shown_data("vesk"), expected);
 }
 

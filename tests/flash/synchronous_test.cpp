@@ -39,7 +39,7 @@ class SynchronousRecord : public flash_test {
 
   // The first line of what veskshow foretells of vesk.log.
   static std::string foretold() {
-    return lines_of(run({"veskshow", "--verify", "vesk"}).output).at(0);
+    return lines_of(run({"veskshow", "--verify", "vesk"}).out).at(0);
   }
 };
 

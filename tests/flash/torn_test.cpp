@@ -91,8 +91,8 @@ TEST_P(PowerCut, ends_as_foretold) {
   const cut &which = GetParam();
   cut_off(which, which.update ? update_of_first() : third_record());
   const std::string left = flash.on_chip("vesk.log");
-  const outcome verify = run({"veskshow", "--verify", "vesk"});
-  EXPECT_EQ(lines_of(verify.output).at(0), words_of(which.foretold));
+  const ended verify = run({"veskshow", "--verify", "vesk"});
+  EXPECT_EQ(lines_of(verify.out).at(0), words_of(which.foretold));
   boot();
   if (which.foretold == doomed) {
     EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));

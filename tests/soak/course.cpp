@@ -1,6 +1,5 @@
 #include "tests/soak/course.h"
 
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +11,7 @@
 #include <thread>
 
 #include "tests/soak/sender.h"
-#include "tests/support/program.h"
+#include "tests/support/process.h"
 
 namespace vesk::soak {
 namespace {
@@ -24,13 +23,7 @@ class senders {
  public:
   senders(const part &of, ledger &notes) {
     for (uint32_t sender = 0; sender < of.senders; ++sender) {
-      const pid_t parent = getpid();
-      const pid_t process = fork();
-      if (process == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        _exit(getppid() == parent ? send_all(of, notes, sender) : 127);
-      }
-      processes_.push_back(process);
+      processes_.push_back(test::start_process([&] { return send_all(of, notes, sender); }));
     }
   }
   senders(const senders &) = delete;

@@ -4,23 +4,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <stdexcept>
 
 namespace vesk::test {
-
-run_dir::run_dir() {
-  char name[] = "/tmp/vesk-client-XXXXXX";
-  if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = name;
-}
-
-run_dir::~run_dir() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 int bind_access_point(const run_dir &dir) {
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);

@@ -1,10 +1,8 @@
 #include "tests/support/file_bytes.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
@@ -95,19 +93,6 @@ void store(const std::string &path, std::string_view bytes) {
   if (!file || utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) {
     throw std::runtime_error("cannot store " + path);
   }
-}
-
-scratch_directory::scratch_directory() : path_("/tmp/reader-XXXXXX") {
-  if (!mkdtemp(path_.data())) throw std::runtime_error("cannot make " + path_);
-}
-
-scratch_directory::~scratch_directory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string scratch_directory::operator/(std::string_view name) const {
-  return path_ + "/" + std::string(name);
 }
 
 }  // namespace vesk::test

@@ -18,8 +18,8 @@ class BadInput : public daemon_test {
   void TearDown() override {
     EXPECT_TRUE(stores(sender, good_record("still at work")));
     EXPECT_EQ(shown_data("vesk").back(), "still at work");
-    const outcome listed = run({"veskshow", "--list"});
-    EXPECT_EQ(listed.status, 0) << listed.output;
+    const ended listed = run({"veskshow", "--list"});
+    EXPECT_EQ(listed.status, 0) << listed;
     daemon_test::TearDown();
   }
 

@@ -7,15 +7,14 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 
 namespace vesk::test {
 namespace {
 
 constexpr std::array<uint32_t, 6> bind_block = {1, 1, 400, 293, 0, 15};
 
-const temporary_directory &service_directory() {
-  static const temporary_directory directory;
+const scratch_directory &service_directory() {
+  static const scratch_directory directory;
   return directory;
 }
 
@@ -57,16 +56,6 @@ setting::~setting() {
   } else {
     unsetenv(name_.c_str());
   }
-}
-
-temporary_directory::temporary_directory() {
-  char name[] = "/tmp/vesk-host-XXXXXX";
-  if (mkdtemp(name) != nullptr) path_ = name;
-}
-
-temporary_directory::~temporary_directory() {
-  std::error_code ignored;
-  if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
 }
 
 stderr_capture::stderr_capture()
