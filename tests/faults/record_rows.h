@@ -15,8 +15,6 @@ namespace vesk::test {
 inline const std::string file_7 = "/mnt/vesk/temperature_err.log";      // 8 KiB
 inline const std::string file_6 = "/mnt/vesk/temperature_history.log";  // 128 KiB
 
-constexpr uint32_t capacity_7 = 0x2000, capacity_6 = 0x20000;
-
 inline const event_list not_added = {"! ERROR: Failed to add the new entry."};
 
 // Sent with secs 3000 by the sender 77, of type 1026.

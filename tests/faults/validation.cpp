@@ -1,9 +1,9 @@
 // The examination of the files at a first start. Three are there, and all of them are sound.
 #include "recovery/vesk_validate.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 #include "tests/support/trial.h"
 
 namespace vesk::test {
@@ -48,7 +48,7 @@ const present_file nruda = {2, "/mnt/vesk/nruda.log", ", gone nruda.log",
                             sweep_of("/mnt/vesk/nruda.log", "104", {20, 80}, {20, 80}, "20..104")};
 
 image nruda_ring() {
-  return ring_image(0x40000, links::right).entry(1024, 40, 1001).entry(1025, 4, 1002).file(20, 104);
+  return ring(2).chained().entry(1024, 40, 1001).entry(1025, 4, 1002).bytes();
 }
 
 // A ring that has wrapped: from 20 on seven entries of 500 bytes, 476 bytes at 3520, 24 at 3996;
@@ -63,17 +63,18 @@ const present_file temperature = {
     sweep_of(file_7, "8192", newer + older, older + newer, "4020..3996")};
 
 image temperature_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
+  ring file(7);
+  file.chained();
+  for (uint32_t i = 0; i < 7; ++i) file.entry(1024, 480, 5001 + i);
+  file.entry(1025, 456, 5008).entry(1026, 4, 5009);
+  for (uint32_t i = 0; i < 8; ++i) file.entry(1024, 480, 1401 + i);
+  return file.null(152, 2000).start(4520).end(4020).bytes();
 }
 
 const present_file kernel = {21, "/mnt/vesk/kernel.log", ", gone kernel.log", "", {}};
 
 image kernel_ring() {
-  return ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80);
+  return ring(21).entry(1024, 40, 1001).bytes();
 }
 
 const std::vector<const present_file *> present_files = {&nruda, &temperature, &kernel};

@@ -1,9 +1,9 @@
 // A sweep that rebuilds the global header of a ring that has wrapped.
 #include "tests/faults/gheader_rows.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -13,11 +13,12 @@ namespace {
 // older, eight of 500 bytes from 4020 on, and a null entry at 8020. The first of the older ones is
 // not in the ring any longer.
 image wrapped_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
+  ring file(7);
+  file.chained();
+  for (uint32_t i = 0; i < 7; ++i) file.entry(1024, 480, 5001 + i);
+  file.entry(1025, 456, 5008).entry(1026, 4, 5009);
+  for (uint32_t i = 0; i < 8; ++i) file.entry(1024, 480, 1401 + i);
+  return file.null(152, 2000).start(4520).end(4020).bytes();
 }
 
 const std::vector<uint32_t> newer = {20, 520, 1020, 1520, 2020, 2520, 3020, 3520, 3996};

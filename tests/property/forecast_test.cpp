@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -183,25 +182,17 @@ void expect_same(const forecasts &foretold, const start_result &done) {
   EXPECT_EQ(left_open, done.open_files);
 }
 
-// What a file looks like, by the one printer of pictures, which wants a real file.
-std::string picture_of(uint32_t file_type, const image &file) {
-  std::ofstream(path_of(file_type), std::ios::binary)
-      .write(reinterpret_cast<const char *>(file.data()),
-             static_cast<std::streamsize>(file.size()));
-  return std::to_string(file.size()) + " bytes: " + log_file(path_of(file_type)).picture();
-}
-
 std::string story_of(const directory &files, const forecasts &foretold, const start_result &done) {
   std::ostringstream out;
   for (const auto &[file_type, file] : files) {
     const file_forecast &one = foretold.at(file_type);
     const left_file &left = done.files.at(file_type);
-    out << path_of(file_type) << "\n  before: " << picture_of(file_type, file)
+    out << path_of(file_type) << "\n  before: " << picture_of(file)
         << "\n  foretold: " << fate_name(one.fate) << ", offset " << one.offset << ": "
         << one.reason << (one.repair_failure.empty() ? "" : "; ") << one.repair_failure
         << "\n  done: " << fate_name(left.fate) << "\n";
-    if (!one.rebuilt.empty()) out << "  foretold: " << picture_of(file_type, one.rebuilt) << "\n";
-    if (left.bytes) out << "  done: " << picture_of(file_type, *left.bytes) << "\n";
+    if (!one.rebuilt.empty()) out << "  foretold: " << picture_of(one.rebuilt) << "\n";
+    if (left.bytes) out << "  done: " << picture_of(*left.bytes) << "\n";
   }
   return out.str();
 }

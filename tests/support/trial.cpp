@@ -1,7 +1,6 @@
 #include "tests/support/trial.h"
 
 #include <algorithm>
-#include <fstream>
 #include <sstream>
 #include <string_view>
 
@@ -43,13 +42,9 @@ std::string told(const log_lines &lines) {
   return out.str();
 }
 
-// What the file looks like, by the one printer of pictures; that one wants a real file.
-std::string picture_of(const std::string &path, const image *file) {
+std::string look_of(const image *file) {
   if (file == nullptr) return "(no file)";
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(file->data()),
-             static_cast<std::streamsize>(file->size()));
-  return std::to_string(file->size()) + " bytes: " + log_file(path).picture();
+  return std::to_string(file->size()) + " bytes: " + picture_of(*file);
 }
 
 // How much of a run is kept. Log lines take most of the time, and pictures more than that: a run
@@ -182,7 +177,7 @@ void trial_run::begin(const std::string &step, uint64_t allowance) {
   writes_ = 0;
   platform.forget();
   if (kept_ == detail::story) {
-    result_.story += step + "\n  before: " + picture_of(path_, file()) + "\n";
+    result_.story += step + "\n  before: " + look_of(file()) + "\n";
   }
   flash_.allow(allowance);
 }
@@ -192,7 +187,7 @@ void trial_run::end() {
   const uint64_t used = flash_.calls() * 1000 / allowance_;
   result_.used = std::max(result_.used, static_cast<uint32_t>(used));
   if (kept_ == detail::story) {
-    result_.story += told(platform.history) + "  after: " + picture_of(path_, file()) + "\n";
+    result_.story += told(platform.history) + "  after: " + look_of(file()) + "\n";
   }
   expect(!flash_.overspent(),
          "it would not end: more than " + std::to_string(allowance_) + " calls");
