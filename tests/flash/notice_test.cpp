@@ -31,7 +31,7 @@ class FailureNotice : public flash_test {
   void SetUp() override {
     flash_test::SetUp();
     if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
+    ASSERT_EQ(send("before"), response::stored);
     before_ = flash.on_chip("vesk.log");
   }
 
@@ -54,15 +54,15 @@ class FailureNotice : public flash_test {
 TEST_F(FailureNotice, stops_everything) {
   give_notice();
   const uint32_t calls = flash.calls();
-  EXPECT_EQ(send("refused"), fate::refused);
-  EXPECT_EQ(send("refused", 21), fate::refused);
-  EXPECT_EQ(send_synchronous("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
+  EXPECT_EQ(send("refused", 21), response::refused);
+  EXPECT_EQ(send_synchronous("refused"), response::refused);
   EXPECT_EQ(command(enable, 5), -1);
   EXPECT_EQ(command(enable, 0), -1);
   EXPECT_EQ(command(clear, 5), -1);
   sender.request(1155, everything_enabled());
   sender.request(1158, words({5, 0}));
-  EXPECT_EQ(send("still refused"), fate::refused);
+  EXPECT_EQ(send("still refused"), response::refused);
   EXPECT_EQ(flash.calls(), calls) << "the flash was touched";
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
 }
@@ -91,7 +91,7 @@ TEST_F(FailureNotice, keeps_a_flash_that_reports_errors_from_being_mounted_anew)
   for (const flash_call call : {flash_call::status, flash_call::open, flash_call::write}) {
     flash.will({.call = call, .error = EIO, .times = always});
   }
-  EXPECT_EQ(send("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
   EXPECT_EQ(command(clear, 5), -1);
   EXPECT_TRUE(exists(mount_marker));
   EXPECT_EQ(flash.mounts_begun(), 1u);
@@ -100,7 +100,7 @@ TEST_F(FailureNotice, keeps_a_flash_that_reports_errors_from_being_mounted_anew)
 TEST_F(FailureNotice, of_another_slot_or_another_kind_changes_nothing) {
   give_notice(3, 4);
   give_notice(2, 3);
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
   EXPECT_EQ(command(enable, 5), 0);
 }
 
@@ -108,7 +108,7 @@ TEST_F(FailureNotice, is_forgotten_by_the_next_daemon) {
   give_notice();
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   daemon.start();
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
 }
 

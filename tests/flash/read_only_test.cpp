@@ -12,7 +12,7 @@ class ReadOnlyFlash : public flash_test {
   void SetUp() override {
     flash_test::SetUp();
     if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
+    ASSERT_EQ(send("before"), response::stored);
     before_ = flash.on_chip("vesk.log");
     ASSERT_TRUE(flash.turn_read_only());
   }
@@ -21,22 +21,22 @@ class ReadOnlyFlash : public flash_test {
 };
 
 TEST_F(ReadOnlyFlash, refuses_records_and_keeps_the_file) {
-  EXPECT_EQ(send("refused"), fate::refused);
-  EXPECT_EQ(send_synchronous("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
+  EXPECT_EQ(send_synchronous("refused"), response::refused);
   EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 30."));
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
   EXPECT_EQ(shown_data("vesk"), texts{"before"});
 }
 
 TEST_F(ReadOnlyFlash, gets_no_new_file) {
-  EXPECT_EQ(send("refused", 25), fate::refused);
+  EXPECT_EQ(send("refused", 25), response::refused);
   EXPECT_TRUE(prints("ERROR: Error acquiring status for /mnt/vesk/platform.log, errno 2"));
   EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/platform.log failed with errno 30."));
   EXPECT_FALSE(flash.has("platform.log"));
 }
 
 TEST_F(ReadOnlyFlash, is_not_mounted_anew) {
-  EXPECT_EQ(send("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
   EXPECT_TRUE(exists(mount_marker));
   EXPECT_EQ(flash.mounts_begun(), 1u);
 }
@@ -55,7 +55,7 @@ TEST_F(ReadOnlyFlash, survives_a_start) {
   EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 30.\n"));
   EXPECT_TRUE(prints("rm: cannot remove '/mnt/vesk/vesk.log': Read-only file system"));
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
-  EXPECT_EQ(send("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ class StartUp : public flash_test {
   void SetUp() override {
     flash_test::SetUp();
     if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
+    ASSERT_EQ(send("before"), response::stored);
     before_ = flash.on_chip("vesk.log");
     daemon.stop(SIGKILL);
   }
@@ -24,7 +24,7 @@ class StartUp : public flash_test {
     EXPECT_TRUE(eventually([] { return exists(mount_marker); }));
     EXPECT_TRUE(is_mounted());
     EXPECT_EQ(flash.on_chip("vesk.log"), before_);
-    EXPECT_EQ(send("after"), fate::stored);
+    EXPECT_EQ(send("after"), response::stored);
     EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
   }
 

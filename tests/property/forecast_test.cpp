@@ -8,7 +8,6 @@
 #include <sys/time.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -26,6 +25,7 @@
 #include "tests/property/random_directory.h"
 #include "tests/support/header_bytes.h"
 #include "tests/support/log_file.h"
+#include "tests/support/random_trial.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
 
@@ -35,12 +35,6 @@ namespace {
 constexpr uint64_t directories = 8'000;
 
 using forecasts = std::map<uint32_t, file_forecast>;
-
-std::optional<uint64_t> the_one_seed() {
-  const char *seed = std::getenv("VESK_SEED");
-  if (seed == nullptr) return std::nullopt;
-  return std::strtoull(seed, nullptr, 10);
-}
 
 // The tests' clock stands still.
 start_time now() {
@@ -100,20 +94,12 @@ file_fate fate_of(uint32_t file_type, const image *bytes, const writes &written)
   return written.any ? file_fate::rebuild : file_fate::keep;
 }
 
-void let_removals_happen(ram_flash &flash) {
-  platform.on_call = [&flash](const std::string &call) {
-    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(removal)) return;
-    flash.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
-  };
-}
-
 start_result start_with(directory files) {
   platform.reset();
   platform.printed.clear();
   platform.suppressed = {100, 101};
   ram_flash flash;
-  let_removals_happen(flash);
+  platform.on_removal([&](const std::string &path) { flash.remove(path); });
   std::map<std::string, writes> written;
   flash.on_write = [&](const std::string &path, uint32_t offset, std::span<const uint8_t> bytes) {
     written[path].see(offset, bytes);

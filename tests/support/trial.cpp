@@ -66,7 +66,7 @@ class trial_run {
   void run();
 
   bool wants_lines() const { return wants_lines_; }
-  finding &result() { return result_; }
+  trial_report &result() { return result_; }
 
  private:
   void begin(const std::string &step, uint64_t allowance);
@@ -89,7 +89,7 @@ class trial_run {
   const uint32_t capacity_ = capacity_of(trial_.file_type);
   const detail kept_;
   ram_flash flash_;
-  finding result_{};
+  trial_report result_{};
   bool wants_lines_ = false;
 
   // Of the step that is under way.
@@ -125,11 +125,7 @@ trial_run::trial_run(const trial &t, detail kept) : trial_(t), kept_(kept) {
   platform.reset();
   platform.printed.clear();
   if (kept == detail::none) platform.suppressed = {100, 101};
-  platform.on_call = [this](const std::string &call) {
-    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(removal)) return;
-    flash_.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
-  };
+  platform.on_removal([this](const std::string &path) { flash_.remove(path); });
   flash_.on_write = [this](const std::string &path, uint32_t offset,
                            std::span<const uint8_t> bytes) { look_at_write(path, offset, bytes); };
   flash_.put(path_, trial_.file);
@@ -156,11 +152,11 @@ void trial_run::run() {
   }
   const bool left_marked = vesk_file_sanity[trial_.file_type] != 0;
   if (file() == nullptr) {
-    result_.what_became = fate::removed;
+    result_.what_became = treatment::removed;
   } else if (left_marked) {
-    result_.what_became = fate::left_marked;
+    result_.what_became = treatment::left_marked;
   } else {
-    result_.what_became = *file() == trial_.file ? fate::left_alone : fate::repaired;
+    result_.what_became = *file() == trial_.file ? treatment::left_alone : treatment::repaired;
   }
   log(trial_.first);
   start();
@@ -339,7 +335,7 @@ uint32_t capacity_of(uint32_t file_type) {
   return find_file(file_type)->max_size;
 }
 
-finding run_trial(const trial &trial, bool tell) {
+trial_report run_trial(const trial &trial, bool tell) {
   for (const detail kept : {detail::none, detail::lines}) {
     if (tell) break;
     trial_run run(trial, kept);

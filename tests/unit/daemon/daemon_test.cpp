@@ -106,14 +106,4 @@ log_lines numbered(size_t count, const log_line &line) {
   return result;
 }
 
-log_lines operator+(log_lines left, const log_lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
-lines operator+(lines left, const lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
 }  // namespace vesk::test

@@ -44,8 +44,6 @@ bytes host32(uint32_t value);
 
 // `count` times the same line with the numbers 0, 1, 2... in place of "%".
 log_lines numbered(size_t count, const log_line &line);
-log_lines operator+(log_lines left, const log_lines &right);
-lines operator+(lines left, const lines &right);
 
 // What these leave in the journal.
 inline const lines remount = {"100 TRACE:going to remount filesystem \n",

@@ -78,7 +78,6 @@ class client {
   bool send_as(uid_t uid, uint32_t opcode, const std::string &payload = {});
   // Anything at all.
   bool send_bytes(const std::string &bytes);
-  bool send_message(msghdr &datagram);
 
   // What came back; nothing when nothing is there (within two seconds, or at once).
   std::optional<arrived> receive();
