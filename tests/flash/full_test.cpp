@@ -9,18 +9,9 @@ namespace {
 
 const std::string forty_letters(40, 'x');
 
-// vesk.log has one entry: 20 bytes of global header, 20 of its own header, 8 of data.
-class FullFlash : public flash_test {
+class FullFlash : public used_flash_test {
  protected:
   static constexpr size_t size_before = 48;
-
-  void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), response::stored);
-    before_ = flash.on_chip("vesk.log");
-    ASSERT_EQ(before_.size(), size_before);
-  }
 
   // There is room again, and the log goes on where it stood.
   void expect_the_log_to_go_on() {
@@ -28,14 +19,12 @@ class FullFlash : public flash_test {
     EXPECT_EQ(send("after"), response::stored);
     EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
   }
-
-  std::string before_;
 };
 
 TEST_F(FullFlash, refuses_a_record_and_keeps_the_file) {
   flash.leave_room(0);
   EXPECT_EQ(send(forty_letters), response::refused);
-  EXPECT_TRUE(prints("ERROR: Write failed etype 1024 len 40 errno 28."));
+  EXPECT_TRUE(daemon.prints("ERROR: Write failed etype 1024 len 40 errno 28."));
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
   EXPECT_EQ(flash.mounts_begun(), 1u) << "that is no reason to mount it anew";
   expect_the_log_to_go_on();
@@ -58,7 +47,7 @@ TEST_F(FullFlash, keeps_the_file_when_the_header_alone_has_room) {
 TEST_F(FullFlash, keeps_the_file_when_a_part_of_the_header_has_room) {
   flash.leave_room(8);
   EXPECT_EQ(send(forty_letters), response::refused);
-  EXPECT_TRUE(prints("ERROR: Write failed ret 8 ehdr entry type 1024."));
+  EXPECT_TRUE(daemon.prints("ERROR: Write failed ret 8 ehdr entry type 1024."));
   EXPECT_EQ(flash.on_chip("vesk.log").size(), size_before + 8);
   expect_the_log_to_go_on();
 }
@@ -75,7 +64,7 @@ TEST_F(FullFlash, keeps_the_file_when_up_to_19_bytes_of_data_have_room) {
 TEST_F(FullFlash, loses_the_file_when_20_bytes_of_data_have_room) {
   flash.leave_room(20 + 20);
   EXPECT_EQ(send(forty_letters), response::refused);
-  EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
+  EXPECT_TRUE(daemon.prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   flash.heal();
   EXPECT_EQ(send("after"), response::stored);
@@ -85,7 +74,8 @@ TEST_F(FullFlash, loses_the_file_when_20_bytes_of_data_have_room) {
 TEST_F(FullFlash, keeps_the_file_when_a_part_of_the_padding_has_room) {
   flash.leave_room(20 + 5 + 1);
   EXPECT_EQ(send("fiver"), response::refused);
-  EXPECT_TRUE(prints("ERROR: Persistent Logger : write failed to align etype 1024 len 3, errno "));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Persistent Logger : write failed to align etype 1024 len 3, errno "));
   expect_the_log_to_go_on();
 }
 
@@ -107,14 +97,14 @@ TEST_F(FullFlash, loses_a_file_at_a_start_whose_last_padding_had_no_room) {
   EXPECT_EQ(lines_of(foretold.out).at(0),
             "vesk.log: damaged; the next first start would remove it");
   boot();
-  EXPECT_TRUE(prints("ERROR: start 20 or end 76 is greater than file size 73"));
+  EXPECT_TRUE(daemon.prints("ERROR: start 20 or end 76 is greater than file size 73"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
 }
 
 TEST_F(FullFlash, keeps_no_new_file) {
   flash.leave_room(0);
   EXPECT_EQ(send("refused", 25), response::refused);
-  EXPECT_TRUE(prints("ERROR: ghdr read fails errno "));
+  EXPECT_TRUE(daemon.prints("ERROR: ghdr read fails errno "));
   EXPECT_TRUE(eventually([&] { return !flash.has("platform.log"); }));
   flash.heal();
   EXPECT_EQ(send("after", 25), response::stored);

@@ -26,15 +26,8 @@ std::vector<uint8_t> everything_enabled() {
   return std::vector<uint8_t>(256 * 65, 1);
 }
 
-class FailureNotice : public flash_test {
+class FailureNotice : public used_flash_test {
  protected:
-  void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), response::stored);
-    before_ = flash.on_chip("vesk.log");
-  }
-
   // The daemon runs in slot 3.
   void give_notice(uint8_t kind = 3, uint8_t slot = 3) {
     EXPECT_EQ(sender.request(6024, notice(kind, slot)).header.flags, VESK_WIRE_RECEIPT);
@@ -47,8 +40,6 @@ class FailureNotice : public flash_test {
     if (got.payload.size() == 8) std::memcpy(&result, &got.payload[4], sizeof result);
     return result;
   }
-
-  std::string before_;
 };
 
 TEST_F(FailureNotice, stops_everything) {
@@ -73,10 +64,13 @@ TEST_F(FailureNotice, is_the_reason_that_is_given) {
   command(clear, 5);
   sender.request(1155, everything_enabled());
   sender.request(1158, words({5, 0}));
-  EXPECT_TRUE(prints("ERROR: Cannot enable logging for filetype 5 due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Couldn't clear /mnt/vesk/vesk.log due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Can't enable logging for file type 63 due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Cannot recover vesk file due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Cannot enable logging for filetype 5 due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Couldn't clear /mnt/vesk/vesk.log due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Can't enable logging for file type 63 due to bootflash failure.\n"));
+  EXPECT_TRUE(daemon.prints("ERROR: Cannot recover vesk file due to bootflash failure.\n"));
 }
 
 TEST_F(FailureNotice, leaves_what_needs_no_flash) {

@@ -14,13 +14,11 @@ namespace {
 
 constexpr uint16_t clear_logging = 3;
 
-class Remount : public flash_test {
+class Remount : public used_flash_test {
  protected:
   void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), response::stored);
-    flash.hold_mount_program();
+    used_flash_test::SetUp();
+    if (ready()) flash.hold_mount_program();
   }
 
   // The marker is gone, and the mount program was started once.
@@ -41,7 +39,7 @@ class Remount : public flash_test {
 TEST_F(Remount, follows_a_status_that_fails) {
   flash.will({.call = flash_call::status, .error = EIO});
   send("hit");
-  EXPECT_TRUE(prints("ERROR: Error acquiring status for /mnt/vesk/vesk.log, errno 5"));
+  EXPECT_TRUE(daemon.prints("ERROR: Error acquiring status for /mnt/vesk/vesk.log, errno 5"));
   EXPECT_FALSE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -51,7 +49,7 @@ TEST_F(Remount, follows_a_status_that_fails) {
 TEST_F(Remount, follows_an_open_that_fails) {
   flash.will({.call = flash_call::open, .error = EIO});
   EXPECT_EQ(send("hit"), response::refused);
-  EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5."));
+  EXPECT_TRUE(daemon.prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5."));
   EXPECT_FALSE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -62,8 +60,8 @@ TEST_F(Remount, follows_an_open_that_fails) {
 TEST_F(Remount, follows_a_read_that_fails) {
   flash.will({.call = flash_call::read, .error = EIO});
   EXPECT_EQ(send("hit"), response::refused);
-  EXPECT_TRUE(prints("ERROR: ghdr read fails errno 5."));
-  EXPECT_TRUE(prints("target is busy"));
+  EXPECT_TRUE(daemon.prints("ERROR: ghdr read fails errno 5."));
+  EXPECT_TRUE(daemon.prints("target is busy"));
   EXPECT_TRUE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -72,8 +70,8 @@ TEST_F(Remount, follows_a_read_that_fails) {
 TEST_F(Remount, follows_a_write_that_fails) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
   EXPECT_EQ(send("hit"), response::refused);
-  EXPECT_TRUE(prints("ERROR: Write failed etype 1024 len 3 errno 5."));
-  EXPECT_TRUE(prints("target is busy"));
+  EXPECT_TRUE(daemon.prints("ERROR: Write failed etype 1024 len 3 errno 5."));
+  EXPECT_TRUE(daemon.prints("target is busy"));
   EXPECT_TRUE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -127,7 +125,7 @@ TEST_F(Remount, drops_every_message_until_the_marker_is_back) {
 TEST_F(Remount, costs_the_log_file_when_a_read_failed) {
   flash.will({.call = flash_call::read, .error = EIO});
   EXPECT_EQ(send("hit"), response::refused);
-  EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
+  EXPECT_TRUE(daemon.prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   expect_service_to_resume();
   EXPECT_EQ(shown_data("vesk"), texts{"after"});
@@ -136,7 +134,7 @@ TEST_F(Remount, costs_the_log_file_when_a_read_failed) {
 TEST_F(Remount, costs_the_log_file_when_data_could_not_be_written) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
   EXPECT_EQ(send("hit"), response::refused);
-  EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
+  EXPECT_TRUE(daemon.prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   expect_service_to_resume();
   EXPECT_EQ(shown_data("vesk"), texts{"after"});

@@ -15,16 +15,8 @@ constexpr uint32_t data = 1;
 constexpr uint32_t padding = 2;
 constexpr uint32_t global_header = 3;
 
-// vesk.log has one entry and ends at 48.
-class SynchronousRecord : public flash_test {
+class SynchronousRecord : public used_flash_test {
  protected:
-  void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), response::stored);
-    ASSERT_EQ(flash.on_chip("vesk.log").size(), 48u);
-  }
-
   // One write fails with an I/O error, and those behind it succeed; after `keep` bytes of it.
   void fail_write(uint32_t which, uint32_t keep = 0) {
     flash.hold_mount_program();

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +10,7 @@
 #include "recovery/vesk_recover.h"
 #include "recovery/vesk_validate.h"
 #include "store/vesk_state.h"
+#include "tests/support/files.h"
 #include "tests/support/random_trial.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
@@ -47,15 +46,11 @@ work_done in_memory(const trial &t) {
 
 work_done on_disk(const trial &t) {
   const std::string path = path_of(t.file_type);
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(t.file.data()),
-             static_cast<std::streamsize>(t.file.size()));
+  write_file(path, t.file);
   platform.reset();
   platform.remove_for_real();
   work_done done = work_on(t);
-  if (std::ifstream file(path, std::ios::binary); file) {
-    done.file.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
+  if (exists(path)) done.file = read_file(path);
   unlink(path.c_str());
   return done;
 }

@@ -1,10 +1,7 @@
 #include "tests/soak/service.h"
 
-#include <signal.h>
-
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include "client/vesk_client.hpp"

@@ -1,8 +1,6 @@
 #include "tests/soak/sighting.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <variant>
 
 #include "forecast/vesk_forecast_judgement.h"
@@ -66,11 +64,6 @@ std::vector<author> search(ring_bytes image, const volume &of, const ledger &not
     }
   }
   return found;
-}
-
-std::vector<uint8_t> bytes_of_file(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace vesk::soak

@@ -23,6 +23,17 @@ std::string contents_of(const std::string &path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::vector<uint8_t> read_file(const std::string &path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void write_file(const std::string &path, const std::vector<uint8_t> &content) {
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char *>(content.data()),
+             static_cast<std::streamsize>(content.size()));
+}
+
 void empty_directory(const std::string &path) {
   fs::create_directories(path);
   for (const auto &entry : fs::directory_iterator(path)) fs::remove_all(entry.path());

@@ -1,8 +1,10 @@
 // Files and directories as tests make and look at them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vesk::test {
 
@@ -10,6 +12,10 @@ bool exists(const std::string &path);
 
 // The whole of a file; empty when there is none.
 std::string contents_of(const std::string &path);
+
+// The same as bytes, and the way back.
+std::vector<uint8_t> read_file(const std::string &path);
+void write_file(const std::string &path, const std::vector<uint8_t> &content);
 
 // Makes the directory where it is missing, and takes everything out of it.
 void empty_directory(const std::string &path);

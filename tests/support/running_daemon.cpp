@@ -38,6 +38,10 @@ std::string running_daemon::printed() const {
   return contents_of(log_of_daemon);
 }
 
+bool running_daemon::prints(const std::string &text) const {
+  return eventually([&] { return contains(printed(), text); });
+}
+
 void daemon_test::SetUp() {
   empty_directory("/mnt/vesk");
   empty_directory("/run");

@@ -41,6 +41,8 @@ class running_daemon {
 
   // What it has printed since the test began.
   std::string printed() const;
+  // Whether it prints this text, now or soon.
+  bool prints(const std::string &text) const;
 
  private:
   std::optional<program> program_;

@@ -71,7 +71,7 @@ TEST_F(Commands, clear_of_all_types_answers_no_and_keeps_the_statistics) {
   expect_answer(sender.request(1153, half_words({3, 0})), 3, 0, -1);
   EXPECT_TRUE(eventually(
       [] { return !exists("/mnt/vesk/vesk.log") && !exists("/mnt/vesk/platform.log"); }));
-  EXPECT_NE(run({"veskctl", "stats"}).out.find("    77            2 "), std::string::npos);
+  EXPECT_TRUE(contains(run({"veskctl", "stats"}).out, "    77            2 "));
 }
 
 TEST_F(Commands, clear_of_what_is_not_there) {
@@ -111,22 +111,21 @@ TEST_F(Commands, history_tells_what_was_recorded) {
   ASSERT_FALSE(stores(sender, {{.type = 1023, .len = 4, .file_type = 5, .sync = 1}}));
   const ended history = run({"veskctl", "history"});
   EXPECT_EQ(history.status, 0);
-  EXPECT_NE(history.out.find("received message 1151"), std::string::npos) << history;
-  EXPECT_NE(history.out.find("trace TRACE:Got an entry update message"), std::string::npos);
-  EXPECT_NE(history.out.find("error ERROR: Unknown object type 1023 requested."),
-            std::string::npos);
+  EXPECT_TRUE(contains(history.out, "received message 1151")) << history;
+  EXPECT_TRUE(contains(history.out, "trace TRACE:Got an entry update message")) << history;
+  EXPECT_TRUE(contains(history.out, "error ERROR: Unknown object type 1023 requested.")) << history;
 }
 
 TEST_F(Commands, debug_level_decides_what_is_printed) {
   constexpr char trace[] = "TRACE:Got an entry update message\n";
   ASSERT_EQ(run({"veskctl", "debug", "--print", "error"}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("not traced")));
-  EXPECT_EQ(daemon.printed().find(trace), std::string::npos);
+  EXPECT_FALSE(contains(daemon.printed(), trace));
   const ended answer = run({"veskctl", "debug", "--print", "trace"});
   EXPECT_EQ(answer.status, 0);
   EXPECT_EQ(lines_of(answer.out)[0], "print: trace");
   ASSERT_TRUE(stores(sender, good_record("traced")));
-  EXPECT_TRUE(eventually([&] { return daemon.printed().find(trace) != std::string::npos; }));
+  EXPECT_TRUE(daemon.prints(trace));
 }
 
 TEST_F(Commands, tools_say_that_no_daemon_is_there) {
@@ -134,7 +133,7 @@ TEST_F(Commands, tools_say_that_no_daemon_is_there) {
   for (const char *command : {"stats", "history", "debug"}) {
     const ended result = run({"veskctl", command});
     EXPECT_EQ(result.status, 1) << command;
-    EXPECT_NE(result.err.find("is vesk_sup running?"), std::string::npos) << result;
+    EXPECT_TRUE(contains(result.err, "is vesk_sup running?")) << result;
   }
   EXPECT_EQ(run({"veskctl", "no-such-command"}).status, 2);
 }

@@ -22,7 +22,7 @@ constexpr char socket_path[] = "/run/vesk/sap-1016";
 TEST_F(Life, second_daemon_is_refused_and_the_first_goes_on) {
   const ended second = run({"vesk_sup"});
   EXPECT_EQ(second.status, 4);
-  EXPECT_NE(second.err.find("/run/vesk/sap-1016"), std::string::npos) << second;
+  EXPECT_TRUE(contains(second.err, "/run/vesk/sap-1016")) << second;
   EXPECT_TRUE(stores(sender, good_record("first")));
 }
 
@@ -99,15 +99,14 @@ TEST_F(Life, unknown_slot_is_a_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   const ended result = run({"env", "VESK_SLOT=left", "vesk_sup"});
   EXPECT_EQ(result.status, 8);
-  EXPECT_NE(result.err.find("ERROR: Failed to get card slot num  errno 22\n"), std::string::npos)
-      << result;
+  EXPECT_TRUE(contains(result.err, "ERROR: Failed to get card slot num  errno 22\n")) << result;
 }
 
 TEST_F(Life, missing_log_directory_is_no_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove_all("/mnt/vesk");
   daemon.start();
-  EXPECT_NE(daemon.printed().find("ERROR: Failed to stat dir /mnt/vesk/ 2\n"), std::string::npos);
+  EXPECT_TRUE(contains(daemon.printed(), "ERROR: Failed to stat dir /mnt/vesk/ 2\n"));
   EXPECT_FALSE(stores(sender, good_record("nowhere to go")));
   std::filesystem::create_directory("/mnt/vesk");
   EXPECT_TRUE(stores(sender, good_record("there again")));

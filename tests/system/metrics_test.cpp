@@ -12,7 +12,7 @@ namespace {
 using Metrics = daemon_test;
 
 bool has_line(const std::string &text, const std::string &line) {
-  return text.find("\n" + line + "\n") != std::string::npos;
+  return contains(text, "\n" + line + "\n");
 }
 
 TEST_F(Metrics, count_what_was_stored) {

@@ -29,8 +29,8 @@ TEST_F(Snapshots, are_read_by_veskshow_and_checked_by_sha256sum) {
   ASSERT_TRUE(stores(sender, good_record("too late")));
   const ended shown = run({"veskshow", "-D", target_, "vesk"});
   EXPECT_EQ(shown.status, 0) << shown;
-  EXPECT_NE(shown.out.find("kept\n"), std::string::npos) << shown;
-  EXPECT_EQ(shown.out.find("too late"), std::string::npos) << shown;
+  EXPECT_TRUE(contains(shown.out, "kept\n")) << shown;
+  EXPECT_FALSE(contains(shown.out, "too late")) << shown;
   const ended checked = run({"sh", "-c", "cd " + target_ + " && sha256sum -c SHA256SUMS"});
   EXPECT_EQ(checked.status, 0) << checked;
 }
@@ -52,7 +52,7 @@ TEST_F(Snapshots, hold_together_while_the_daemon_writes) {
     const uint32_t before = sent;
     const ended end = run({"veskctl", "snapshot", target_});
     EXPECT_EQ(end.status, 0) << end;
-    EXPECT_NE(end.out.find(" sound\n"), std::string::npos) << end;
+    EXPECT_TRUE(contains(end.out, " sound\n")) << end;
     EXPECT_EQ(run({"veskshow", "-D", target_, "temperature_err"}).status, 0);
     EXPECT_GT(sent, before) << "the writer was at it";
   }

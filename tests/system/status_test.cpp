@@ -72,10 +72,9 @@ TEST_F(Status, is_told_while_the_flash_is_not_mounted) {
   EXPECT_EQ(status_from(sender).pid, static_cast<uint32_t>(daemon.process()));
   const ended shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 1);
-  EXPECT_NE(shown.out.find(", process " + std::to_string(daemon.process()) + ", up 0:00:"),
-            std::string::npos)
+  EXPECT_TRUE(contains(shown.out, ", process " + std::to_string(daemon.process()) + ", up 0:00:"))
       << shown;
-  EXPECT_NE(shown.out.find("/kyte_mounted is missing"), std::string::npos) << shown;
+  EXPECT_TRUE(contains(shown.out, "/kyte_mounted is missing")) << shown;
 }
 
 TEST_F(Status, leaves_nothing_in_the_daemons_log_and_history) {
@@ -83,8 +82,8 @@ TEST_F(Status, leaves_nothing_in_the_daemons_log_and_history) {
   const std::string before = run({"veskctl", "history"}).out;
   for (int i = 0; i < 50; ++i) status_from(sender);
   const std::string after = run({"veskctl", "history"}).out;
-  EXPECT_EQ(after.find("ERROR"), std::string::npos) << after;
-  EXPECT_EQ(after.find("60004"), std::string::npos) << after;
+  EXPECT_FALSE(contains(after, "ERROR")) << after;
+  EXPECT_FALSE(contains(after, "60004")) << after;
   EXPECT_EQ(daemon.printed(), "");
 }
 
@@ -115,7 +114,7 @@ TEST_F(Status, of_a_daemon_that_has_gone_fails) {
   const ended shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 1);
   EXPECT_EQ(shown.out.rfind("daemon:    no daemon answers at /run/vesk/sap-1016", 0), 0u) << shown;
-  EXPECT_NE(shown.out.find("received:  not known\n"), std::string::npos) << shown;
+  EXPECT_TRUE(contains(shown.out, "received:  not known\n")) << shown;
 }
 
 TEST_F(Status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
@@ -127,10 +126,10 @@ TEST_F(Status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
       as_nobody([] { return wire_socket().request(60004, {}).payload.size() == 104 ? 0 : 1; }), 0);
   ASSERT_EQ(as_nobody([] {
               const ended shown = run({"veskctl", "status"});
-              const bool all = shown.out.find("received:  3\n") != std::string::npos &&
-                               shown.out.find(
-                                   "errors:    not known: only root and the daemon's "
-                                   "own user may do this\n") != std::string::npos;
+              const bool all = contains(shown.out, "received:  3\n") &&
+                               contains(shown.out,
+                                        "errors:    not known: only root and the daemon's "
+                                        "own user may do this\n");
               return all ? shown.status : 77;
             }),
             0);

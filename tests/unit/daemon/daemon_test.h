@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/files.h"
 #include "tests/support/recorder.h"
 
 namespace vesk::test {
@@ -27,9 +28,6 @@ class daemon_test : public ::testing::Test {
 template <typename Value>
 using each = std::initializer_list<Value>;
 
-bool exists(const std::string &path);
-void write_file(const std::string &path, const bytes &content);
-bytes read_file(const std::string &path);
 void make_dir(const std::string &path);
 void remove_all(const std::string &path);
 

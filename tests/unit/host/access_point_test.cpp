@@ -85,7 +85,7 @@ TEST_F(AccessPoint, refuses_a_second_claim_also_while_there_is_no_socket_to_see)
   const stderr_capture captured;
   access_point second;
   EXPECT_FALSE(claim_access_point(1016, second));
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
 }
 
 TEST_F(AccessPoint, refuses_a_socket_that_somebody_serves_without_the_lock) {
@@ -95,7 +95,7 @@ TEST_F(AccessPoint, refuses_a_socket_that_somebody_serves_without_the_lock) {
   ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
   const stderr_capture captured;
   EXPECT_FALSE(claim());
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
   EXPECT_EQ(mode_of(socket_) & S_IFMT, static_cast<mode_t>(S_IFSOCK)) << "it was taken away";
   close(other);
 }

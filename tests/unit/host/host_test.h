@@ -14,6 +14,7 @@
 #include "platform/ipq.h"
 #include "protocol/vesk_wire.h"
 #include "tests/support/files.h"
+#include "tests/support/text.h"
 
 namespace vesk::test {
 

@@ -305,8 +305,8 @@ TEST(Ipq, refuses_what_another_user_may_not_send) {
     expect_nothing_for_the_daemon();
     expect_refusal(sender, 3);
   }
-  EXPECT_NE(quiet.text().find("of user 65534: only root and the daemon's own user may send this"),
-            std::string::npos)
+  EXPECT_TRUE(
+      contains(quiet.text(), "of user 65534: only root and the daemon's own user may send this"))
       << quiet.text();
 }
 
@@ -458,7 +458,7 @@ TEST(Ipq, refuses_a_second_bind_and_keeps_the_first) {
   client sender;
   const stderr_capture captured;
   EXPECT_EQ(ipq_bind(1, 1016, nullptr, "another"), -1);
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
   sender.send(1151, "x");
   ipq_drop(queue(), next_message());
 }
