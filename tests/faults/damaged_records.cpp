@@ -2,8 +2,8 @@
 #include <cerrno>
 
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -18,11 +18,11 @@ const sequel null_entry_failed =
 
 // Like a full ring, but the second oldest entry, at 5020, has 24 bytes of data and is damaged.
 image ring_with_damage() {
-  ring_image ring(capacity_6, links::none);
-  for (uint32_t i = 0; i < 10; ++i) ring.entry(1024, 480, i < 8 ? 2001 + i : 1001 + i);
-  ring.damage(44);
-  for (uint32_t i = 0; i < 251; ++i) ring.entry(1024, 480, 1020 + i);
-  return ring.null(488, 1300).file(4520, 4020);
+  ring file(6);
+  for (uint32_t i = 0; i < 10; ++i) file.entry(1024, 480, i < 8 ? 2001 + i : 1001 + i);
+  file.damage(44);
+  for (uint32_t i = 0; i < 251; ++i) file.entry(1024, 480, 1020 + i);
+  return file.null(488, 1300).start(4520).end(4020).bytes();
 }
 
 // The null entry over the damage.

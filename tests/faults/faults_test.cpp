@@ -11,7 +11,7 @@
 #include "platform/program.h"
 #include "tests/faults/event_text.h"
 #include "tests/faults/report.h"
-#include "tests/faults/ring_image.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -30,7 +30,7 @@ workload named(const std::string &name) {
 workload made_of(std::function<int32_t()> operation, call_table expected, ending ends = {}) {
   return {.name = "test",
           .file_type = 7,
-          .files = {{7, ring_image(8192, links::none).entry(1024, 40, 1).file(20, 80)}},
+          .files = {{7, ring(7).entry(1024, 40, 1).bytes()}},
           .operate = [operation](scene &) { return operation(); },
           .expected = std::move(expected),
           .ends = std::move(ends)};
@@ -214,8 +214,8 @@ TEST(Faults, a_read_of_a_header_fails_in_every_way) {
 }
 
 TEST(Faults, a_write_is_told_by_its_bytes) {
-  const image ring = ring_image(8192, links::none).entry(1026, 4, 1).null(8, 1).file(20, 72);
-  const std::span bytes(ring);
+  const image file = ring(7).entry(1026, 4, 1).null(8, 1).bytes();
+  const std::span bytes(file);
   EXPECT_EQ(text_of_write(0, bytes.first(20)), "write header 20..72");
   EXPECT_EQ(text_of_write(20, bytes.subspan(20, 20)), "write E1026/4 at 20");
   EXPECT_EQ(text_of_write(40, bytes.subspan(40, 4)), "write 4 bytes at 40");

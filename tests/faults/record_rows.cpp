@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "tests/faults/remount.h"
-#include "tests/faults/ring_image.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -31,11 +31,7 @@ std::function<int32_t(scene &)> serving(const record_fields &fields) {
 }
 
 image short_ring() {
-  return ring_image(capacity_7, links::none)
-      .entry(1024, 40, 1001)
-      .entry(1030, 60, 1002)
-      .entry(1025, 40, 1003)
-      .file(20, 220);
+  return ring(7).entry(1024, 40, 1001).entry(1030, 60, 1002).entry(1025, 40, 1003).bytes();
 }
 
 sequel answered(uint32_t answer, const ending &ends) {

@@ -24,8 +24,6 @@ inline const std::string file_21 = "/mnt/vesk/kernel.log";              // 8 MiB
 inline const std::vector<uint32_t> known_types = {1,  2,  3,  4,  5,  6,  7,  21,
                                                   22, 25, 29, 30, 33, 34, 35, 36};
 
-constexpr uint32_t capacity_7 = 0x2000, capacity_6 = 0x20000;
-
 // The file of a record, as the record finds it.
 struct record_file {
   std::string path;

@@ -2,8 +2,8 @@
 #include <cerrno>
 
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -74,9 +74,9 @@ workload create() {
 
 // Sixteen entries of 500 bytes each from 20 on, and the end at 8020: 172 bytes are left.
 image nearly_full_ring() {
-  ring_image ring(capacity_7, links::none);
-  for (uint32_t i = 0; i < 16; ++i) ring.entry(1024, 480, 1001 + i);
-  return ring.file(20, 8020);
+  ring file(7);
+  for (uint32_t i = 0; i < 16; ++i) file.entry(1024, 480, 1001 + i);
+  return file.bytes();
 }
 
 // The ring wraps: 150 bytes do not fit before the file's end. Space is made from 20 on, 4096 bytes
@@ -107,9 +107,9 @@ workload append_wrap() {
 // 262 entries of 500 bytes from 20 on and a null entry for the tail, wrapped so far that 500 bytes
 // are left between the end at 4020 and the start at 4520.
 image full_ring() {
-  ring_image ring(capacity_6, links::none);
-  for (uint32_t i = 0; i < 262; ++i) ring.entry(1024, 480, i < 8 ? 2001 + i : 1001 + i);
-  return ring.null(32, 1300).file(4520, 4020);
+  ring file(6);
+  for (uint32_t i = 0; i < 262; ++i) file.entry(1024, 480, i < 8 ? 2001 + i : 1001 + i);
+  return file.null(32, 1300).start(4520).end(4020).bytes();
 }
 
 // 480 bytes need 524. Nine of the oldest entries are given up, up to 9020.

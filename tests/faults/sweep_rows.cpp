@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "tests/faults/ring_image.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -69,15 +69,16 @@ call_table sweep_gheader_rows(const swept_file &file, const std::string &header,
 }
 
 image wrapped_ring() {
-  ring_image ring(capacity_7, links::right);
-  for (uint32_t i = 0; i < 7; ++i) ring.entry(1024, 480, 5001 + i);
-  ring.entry(1025, 456, 5008).entry(1026, 4, 5009);
-  for (uint32_t i = 0; i < 8; ++i) ring.entry(1024, 480, 1401 + i);
-  return ring.null(152, 2000).file(4520, 4020);
+  ring file(7);
+  file.chained();
+  for (uint32_t i = 0; i < 7; ++i) file.entry(1024, 480, 5001 + i);
+  file.entry(1025, 456, 5008).entry(1026, 4, 5009);
+  for (uint32_t i = 0; i < 8; ++i) file.entry(1024, 480, 1401 + i);
+  return file.null(152, 2000).start(4520).end(4020).bytes();
 }
 
 image kernel_ring() {
-  return ring_image(0x800000, links::none).entry(1024, 40, 1001).file(20, 80);
+  return ring(21).entry(1024, 40, 1001).bytes();
 }
 
 event_list probes(const offsets &probed) {

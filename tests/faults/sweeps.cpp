@@ -3,9 +3,9 @@
 #include "store/vesk_state.h"
 #include "tests/faults/gheader_rows.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 
@@ -17,12 +17,13 @@ const swept_file without_message = {file_7, 7, {"heartbeat 0"}};
 
 // 20: 40 bytes, 80: 44 bytes of damage, 124: 40 bytes, 184: 40 bytes, and the end at 244.
 image ring_with_gap() {
-  return ring_image(capacity_7, links::right)
+  return ring(7)
+      .chained()
       .entry(1024, 40, 1001)
       .damage(44)
       .entry(1025, 40, 1002)
       .entry(1026, 40, 1003)
-      .file(20, 244);
+      .bytes();
 }
 
 const std::string adding = "! Adding NULL entry at 80 with size 24 \n";
@@ -209,11 +210,8 @@ workload recover_mark_1() {
 
 // 60 bytes of damage from the start on: the start moves to 80, and nothing else is written.
 workload recover_start() {
-  const image ring = ring_image(capacity_7, links::right)
-                         .damage(60)
-                         .entry(1030, 60, 1002)
-                         .entry(1025, 40, 1003)
-                         .file(20, 220);
+  const image file =
+      ring(7).chained().damage(60).entry(1030, 60, 1002).entry(1025, 40, 1003).bytes();
   const sequel unreadable = event_list{entries_failed(1)} + given_up(swept_7);
   call_table rows = sweep_head_rows();
   add(rows, sweep_open_rows(swept_7));
@@ -230,7 +228,7 @@ workload recover_start() {
   add(rows, sweep_tail_rows());
   return {.name = "recover-start",
           .file_type = 7,
-          .files = {{7, ring}},
+          .files = {{7, file}},
           .operate = asking_for(7, 2),
           .expected = rows};
 }

@@ -3,9 +3,9 @@
 
 #include "recovery/vesk_validate.h"
 #include "tests/faults/record_rows.h"
-#include "tests/faults/ring_image.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 #include "tests/support/trial.h"
 
 namespace vesk::test {
@@ -49,7 +49,7 @@ const present_file nruda = {2, file_2,
                             sweep_of({file_2, 0x40000, 104, {20, 80}, {20, 80}, 20, 104})};
 
 image nruda_ring() {
-  return ring_image(0x40000, links::right).entry(1024, 40, 1001).entry(1025, 4, 1002).file(20, 104);
+  return ring(2).chained().entry(1024, 40, 1001).entry(1025, 4, 1002).bytes();
 }
 
 // A sweep that meets the older ones again takes them for a part of the ring.

@@ -5,6 +5,7 @@
 #include "tests/faults/record_rows.h"
 #include "tests/faults/sweep_rows.h"
 #include "tests/faults/workload.h"
+#include "tests/support/ring_builder.h"
 
 namespace vesk::test {
 

@@ -1,9 +1,7 @@
 #include "tests/flash/broken_flash.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -11,8 +9,8 @@
 #include <filesystem>
 
 #include "tests/flash/mount_point.h"
+#include "tests/support/files.h"
 #include "tests/support/poll.h"
-#include "tests/support/program.h"
 #include "tests/support/running_daemon.h"
 
 namespace vesk::test {
@@ -23,15 +21,6 @@ namespace fs = std::filesystem;
 
 constexpr char log_of_flash[] = "/tmp/flash/log";
 constexpr char mount_program[] = "/vamo/bin/kytemount";
-
-std::string setting(const char *name) {
-  const char *value = std::getenv(name);
-  return value == nullptr ? "" : value;
-}
-
-bool without_mounts() {
-  return setting("VESK_ROOT_WAY") == "chroot";
-}
 
 // Also a mount whose process was killed goes.
 void unmount_all() {
@@ -48,7 +37,7 @@ void start_afresh() {
   fs::create_directory(mount_point);
   fs::remove(mount_marker);
   fs::remove(mount_program);
-  fs::create_symlink(setting("VESK_BIN_DIR") + "/vesk_flash", mount_program);
+  fs::create_symlink(std::string(std::getenv("VESK_BIN_DIR")) + "/vesk_flash", mount_program);
 }
 
 uint64_t bytes_on_chip() {
@@ -60,7 +49,7 @@ uint64_t bytes_on_chip() {
 }  // namespace
 
 broken_flash::~broken_flash() {
-  if (process_ > 0) unmount();
+  if (process_) unmount();
 }
 
 void broken_flash::mount_new() {
@@ -68,18 +57,15 @@ void broken_flash::mount_new() {
   start_afresh();
   plan_ = new_plan();
   ASSERT_NE(plan_, nullptr) << std::strerror(errno);
-  process_ = start({mount_program}, log_of_flash);
-  int status = 0;
-  bool ended = false;
-  eventually([&] {
-    ended = waitpid(process_, &status, WNOHANG) == process_;
-    return ended || exists(mount_marker);
-  });
-  if (ended) process_ = 0;
-  if (ended && WIFEXITED(status) && WEXITSTATUS(status) == no_mount_here) {
-    GTEST_SKIP() << contents_of(log_of_flash);
+  process_.emplace(std::vector<std::string>{mount_program},
+                   start_options{.output_file = log_of_flash});
+  eventually([&] { return !process_->running() || exists(mount_marker); });
+  if (!process_->running()) {
+    const int status = process_->wait().status;
+    process_.reset();
+    if (status == no_mount_here) GTEST_SKIP() << contents_of(log_of_flash);
   }
-  ASSERT_TRUE(!ended && is_mounted()) << contents_of(log_of_flash);
+  ASSERT_TRUE(process_ && is_mounted()) << contents_of(log_of_flash);
 }
 
 // A mount that is still to come would stay for the next test. The first process is ours to end; the
@@ -88,9 +74,7 @@ void broken_flash::unmount() {
   heal();
   let_mount_program_go();
   unmount_all();
-  kill(process_, SIGKILL);
-  wait_for(process_);
-  process_ = 0;
+  process_.reset();
 }
 
 void broken_flash::will(const fault &next) {

@@ -1,13 +1,13 @@
 // The test's side of the flash: mounts it, and tells it how to misbehave.
 #pragma once
 
-#include <sys/types.h>
-
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tests/flash/flash_plan.h"
+#include "tests/support/program.h"
 
 namespace vesk::test {
 
@@ -58,7 +58,7 @@ class broken_flash {
 
  private:
   flash_plan *plan_ = nullptr;
-  pid_t process_ = 0;
+  std::optional<program> process_;
 };
 
 }  // namespace vesk::test

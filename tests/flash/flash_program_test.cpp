@@ -12,6 +12,7 @@
 #include "tests/flash/broken_flash.h"
 #include "tests/flash/mount_point.h"
 #include "tests/support/poll.h"
+#include "tests/support/process.h"
 #include "tests/support/program.h"
 #include "tests/support/running_daemon.h"
 
@@ -132,13 +133,13 @@ TEST_F(FlashProgram, stays_broken_when_it_is_mounted_anew) {
   close(file_);
   ASSERT_EQ(umount2(mount_point, 0), 0);
   ASSERT_EQ(unlink(mount_marker), 0);
-  const pid_t again = start({"/vamo/bin/kytemount"}, "/tmp/flash/log");
+  program again({"/vamo/bin/kytemount"});
   ASSERT_TRUE(eventually([] { return exists(mount_marker); }));
   EXPECT_EQ(flash.mounts_begun(), 2u);
   EXPECT_EQ(opens(), 0);
   EXPECT_EQ(opens(), -EIO);
   ASSERT_EQ(umount2(mount_point, 0), 0);
-  EXPECT_EQ(wait_for(again), 0);
+  EXPECT_EQ(again.wait().status, 0);
 }
 
 // Two processes of the flash: one that serves, and a mount program that waits and whose parent is
@@ -150,14 +151,12 @@ TEST(FlashLeftovers, end_with_the_test_that_they_serve) {
   flash.unmount();
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
-  const pid_t killed_test = fork();
-  if (killed_test == 0) {
+  const pid_t killed_test = start_process([&] {
     flash.mount_new();
     flash.hold_mount_program();
     if (fork() != 0) pause();
-    execl("/vamo/bin/kytemount", "kytemount", nullptr);
-    _exit(127);
-  }
+    return execl("/vamo/bin/kytemount", "kytemount", nullptr);
+  });
   close(ends[1]);
   const unique_fd alive(ends[0]);
   EXPECT_TRUE(eventually([] {

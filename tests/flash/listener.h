@@ -14,7 +14,9 @@ class listener {
   listener();
 
   // What comes next, if anything does within the time.
-  std::optional<reply> hear(std::chrono::milliseconds limit = std::chrono::seconds(10));
+  std::optional<reply> hear(std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    return receive_from(fd_, limit);
+  }
 
  private:
   unique_fd fd_;

@@ -26,15 +26,8 @@ std::vector<uint8_t> everything_enabled() {
   return std::vector<uint8_t>(256 * 65, 1);
 }
 
-class FailureNotice : public flash_test {
+class FailureNotice : public used_flash_test {
  protected:
-  void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
-    before_ = flash.on_chip("vesk.log");
-  }
-
   // The daemon runs in slot 3.
   void give_notice(uint8_t kind = 3, uint8_t slot = 3) {
     EXPECT_EQ(sender.request(6024, notice(kind, slot)).header.flags, VESK_WIRE_RECEIPT);
@@ -47,22 +40,20 @@ class FailureNotice : public flash_test {
     if (got.payload.size() == 8) std::memcpy(&result, &got.payload[4], sizeof result);
     return result;
   }
-
-  std::string before_;
 };
 
 TEST_F(FailureNotice, stops_everything) {
   give_notice();
   const uint32_t calls = flash.calls();
-  EXPECT_EQ(send("refused"), fate::refused);
-  EXPECT_EQ(send("refused", 21), fate::refused);
-  EXPECT_EQ(send_synchronous("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
+  EXPECT_EQ(send("refused", 21), response::refused);
+  EXPECT_EQ(send_synchronous("refused"), response::refused);
   EXPECT_EQ(command(enable, 5), -1);
   EXPECT_EQ(command(enable, 0), -1);
   EXPECT_EQ(command(clear, 5), -1);
   sender.request(1155, everything_enabled());
   sender.request(1158, words({5, 0}));
-  EXPECT_EQ(send("still refused"), fate::refused);
+  EXPECT_EQ(send("still refused"), response::refused);
   EXPECT_EQ(flash.calls(), calls) << "the flash was touched";
   EXPECT_EQ(flash.on_chip("vesk.log"), before_);
 }
@@ -73,10 +64,13 @@ TEST_F(FailureNotice, is_the_reason_that_is_given) {
   command(clear, 5);
   sender.request(1155, everything_enabled());
   sender.request(1158, words({5, 0}));
-  EXPECT_TRUE(prints("ERROR: Cannot enable logging for filetype 5 due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Couldn't clear /mnt/vesk/vesk.log due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Can't enable logging for file type 63 due to bootflash failure.\n"));
-  EXPECT_TRUE(prints("ERROR: Cannot recover vesk file due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Cannot enable logging for filetype 5 due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Couldn't clear /mnt/vesk/vesk.log due to bootflash failure.\n"));
+  EXPECT_TRUE(
+      daemon.prints("ERROR: Can't enable logging for file type 63 due to bootflash failure.\n"));
+  EXPECT_TRUE(daemon.prints("ERROR: Cannot recover vesk file due to bootflash failure.\n"));
 }
 
 TEST_F(FailureNotice, leaves_what_needs_no_flash) {
@@ -91,7 +85,7 @@ TEST_F(FailureNotice, keeps_a_flash_that_reports_errors_from_being_mounted_anew)
   for (const flash_call call : {flash_call::status, flash_call::open, flash_call::write}) {
     flash.will({.call = call, .error = EIO, .times = always});
   }
-  EXPECT_EQ(send("refused"), fate::refused);
+  EXPECT_EQ(send("refused"), response::refused);
   EXPECT_EQ(command(clear, 5), -1);
   EXPECT_TRUE(exists(mount_marker));
   EXPECT_EQ(flash.mounts_begun(), 1u);
@@ -100,7 +94,7 @@ TEST_F(FailureNotice, keeps_a_flash_that_reports_errors_from_being_mounted_anew)
 TEST_F(FailureNotice, of_another_slot_or_another_kind_changes_nothing) {
   give_notice(3, 4);
   give_notice(2, 3);
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
   EXPECT_EQ(command(enable, 5), 0);
 }
 
@@ -108,7 +102,7 @@ TEST_F(FailureNotice, is_forgotten_by_the_next_daemon) {
   give_notice();
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   daemon.start();
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
 }
 

@@ -14,13 +14,11 @@ namespace {
 
 constexpr uint16_t clear_logging = 3;
 
-class Remount : public flash_test {
+class Remount : public used_flash_test {
  protected:
   void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
-    flash.hold_mount_program();
+    used_flash_test::SetUp();
+    if (ready()) flash.hold_mount_program();
   }
 
   // The marker is gone, and the mount program was started once.
@@ -33,7 +31,7 @@ class Remount : public flash_test {
   void expect_service_to_resume() {
     EXPECT_TRUE(flash.let_mount_program_go());
     EXPECT_TRUE(is_mounted());
-    EXPECT_EQ(send("after"), fate::stored);
+    EXPECT_EQ(send("after"), response::stored);
     EXPECT_EQ(flash.mounts_begun(), 2u) << "the mount program was started once more";
   }
 };
@@ -41,7 +39,7 @@ class Remount : public flash_test {
 TEST_F(Remount, follows_a_status_that_fails) {
   flash.will({.call = flash_call::status, .error = EIO});
   send("hit");
-  EXPECT_TRUE(prints("ERROR: Error acquiring status for /mnt/vesk/vesk.log, errno 5"));
+  EXPECT_TRUE(daemon.prints("ERROR: Error acquiring status for /mnt/vesk/vesk.log, errno 5"));
   EXPECT_FALSE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -50,8 +48,8 @@ TEST_F(Remount, follows_a_status_that_fails) {
 
 TEST_F(Remount, follows_an_open_that_fails) {
   flash.will({.call = flash_call::open, .error = EIO});
-  EXPECT_EQ(send("hit"), fate::refused);
-  EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5."));
+  EXPECT_EQ(send("hit"), response::refused);
+  EXPECT_TRUE(daemon.prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5."));
   EXPECT_FALSE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -61,9 +59,9 @@ TEST_F(Remount, follows_an_open_that_fails) {
 // The daemon's own descriptor keeps the flash busy, so that it stays mounted.
 TEST_F(Remount, follows_a_read_that_fails) {
   flash.will({.call = flash_call::read, .error = EIO});
-  EXPECT_EQ(send("hit"), fate::refused);
-  EXPECT_TRUE(prints("ERROR: ghdr read fails errno 5."));
-  EXPECT_TRUE(prints("target is busy"));
+  EXPECT_EQ(send("hit"), response::refused);
+  EXPECT_TRUE(daemon.prints("ERROR: ghdr read fails errno 5."));
+  EXPECT_TRUE(daemon.prints("target is busy"));
   EXPECT_TRUE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -71,9 +69,9 @@ TEST_F(Remount, follows_a_read_that_fails) {
 
 TEST_F(Remount, follows_a_write_that_fails) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
-  EXPECT_EQ(send("hit"), fate::refused);
-  EXPECT_TRUE(prints("ERROR: Write failed etype 1024 len 3 errno 5."));
-  EXPECT_TRUE(prints("target is busy"));
+  EXPECT_EQ(send("hit"), response::refused);
+  EXPECT_TRUE(daemon.prints("ERROR: Write failed etype 1024 len 3 errno 5."));
+  EXPECT_TRUE(daemon.prints("target is busy"));
   EXPECT_TRUE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();
@@ -82,9 +80,9 @@ TEST_F(Remount, follows_a_write_that_fails) {
 TEST_F(Remount, follows_no_other_error) {
   for (const int other : {ENOMEM, EACCES, ENXIO}) {
     flash.will({.call = flash_call::status, .error = other});
-    EXPECT_EQ(send("hit"), fate::refused);
+    EXPECT_EQ(send("hit"), response::refused);
     flash.will({.call = flash_call::open, .error = other});
-    EXPECT_EQ(send("hit"), fate::refused);
+    EXPECT_EQ(send("hit"), response::refused);
   }
   EXPECT_TRUE(exists(mount_marker));
   EXPECT_EQ(flash.mounts_begun(), 1u);
@@ -94,7 +92,7 @@ TEST_F(Remount, follows_no_other_error) {
 // Every write of the record fails, and by the second one the marker is gone.
 TEST_F(Remount, is_not_begun_again_while_the_marker_is_gone) {
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
-  EXPECT_EQ(send("hit"), fate::refused);
+  EXPECT_EQ(send("hit"), response::refused);
   EXPECT_EQ(flash.hits(flash_call::write), 2u);
   expect_a_remount_under_way();
   flash.heal();
@@ -104,13 +102,13 @@ TEST_F(Remount, is_not_begun_again_while_the_marker_is_gone) {
 // The configuration and the notice would have stopped the daemon from storing anything.
 TEST_F(Remount, drops_every_message_until_the_marker_is_back) {
   flash.will({.call = flash_call::open, .error = EIO});
-  EXPECT_EQ(send("hit"), fate::refused);
+  EXPECT_EQ(send("hit"), response::refused);
   const auto dropped = [&](uint32_t opcode, const std::vector<uint8_t> &payload) {
     const reply got = sender.request(opcode, payload);
     return got.header.flags == VESK_WIRE_RECEIPT && got.payload.empty();
   };
-  EXPECT_EQ(send("dropped"), fate::dropped);
-  EXPECT_EQ(send_synchronous("dropped as well"), fate::dropped);
+  EXPECT_EQ(send("dropped"), response::dropped);
+  EXPECT_EQ(send_synchronous("dropped as well"), response::dropped);
   EXPECT_TRUE(dropped(1152, {}));
   EXPECT_TRUE(dropped(1153, half_words({clear_logging, 5})));
   EXPECT_TRUE(dropped(1155, std::vector<uint8_t>(65 * 4)));
@@ -126,8 +124,8 @@ TEST_F(Remount, drops_every_message_until_the_marker_is_back) {
 
 TEST_F(Remount, costs_the_log_file_when_a_read_failed) {
   flash.will({.call = flash_call::read, .error = EIO});
-  EXPECT_EQ(send("hit"), fate::refused);
-  EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
+  EXPECT_EQ(send("hit"), response::refused);
+  EXPECT_TRUE(daemon.prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   expect_service_to_resume();
   EXPECT_EQ(shown_data("vesk"), texts{"after"});
@@ -135,8 +133,8 @@ TEST_F(Remount, costs_the_log_file_when_a_read_failed) {
 
 TEST_F(Remount, costs_the_log_file_when_data_could_not_be_written) {
   flash.will({.call = flash_call::write, .error = EIO, .skip = 1});
-  EXPECT_EQ(send("hit"), fate::refused);
-  EXPECT_TRUE(prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
+  EXPECT_EQ(send("hit"), response::refused);
+  EXPECT_TRUE(daemon.prints("ERROR: /mnt/vesk/vesk.log was removed due to errors"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   expect_service_to_resume();
   EXPECT_EQ(shown_data("vesk"), texts{"after"});
@@ -146,7 +144,7 @@ TEST_F(Remount, costs_the_log_file_when_data_could_not_be_written) {
 // was mounted a moment ago, and will be again.
 TEST_F(Remount, hides_the_record_whose_status_failed) {
   flash.will({.call = flash_call::status, .error = EIO});
-  EXPECT_EQ(send("hidden"), fate::stored);
+  EXPECT_EQ(send("hidden"), response::stored);
   EXPECT_EQ(shown_data("vesk"), texts{"hidden"});
   expect_service_to_resume();
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
@@ -158,7 +156,7 @@ TEST_F(Remount, of_a_busy_flash_after_a_status_that_failed_costs_the_entries) {
   const unique_fd reader(open("/mnt/vesk/vesk.log", O_RDONLY | O_CLOEXEC));
   ASSERT_TRUE(reader);
   flash.will({.call = flash_call::status, .error = EIO});
-  EXPECT_EQ(send("hit"), fate::stored);
+  EXPECT_EQ(send("hit"), response::stored);
   EXPECT_TRUE(is_mounted());
   expect_a_remount_under_way();
   expect_service_to_resume();

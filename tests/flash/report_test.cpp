@@ -21,7 +21,7 @@ class ExceptionReport : public flash_test {
   // One record that cannot be stored, one remount, and the marker is back.
   void remount_once() {
     flash.will({.call = flash_call::open, .error = EIO});
-    EXPECT_EQ(send("hit"), fate::refused);
+    EXPECT_EQ(send("hit"), response::refused);
     EXPECT_TRUE(eventually([] { return exists(mount_marker); }));
   }
 
@@ -47,7 +47,7 @@ TEST_F(ExceptionReport, is_sent_from_the_fourth_remount_on) {
   remount(1);
   EXPECT_TRUE(ear.hear());
   EXPECT_EQ(flash.mounts_begun(), 6u);
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
 }
 
 TEST_F(ExceptionReport, holds_what_has_happened_and_when) {
@@ -97,7 +97,7 @@ TEST_F(ExceptionReport, is_sent_by_a_new_daemon_only_after_three_more_remounts) 
 // Nobody listens, and the daemon goes on all the same.
 TEST_F(ExceptionReport, needs_no_listener) {
   remount(5);
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
 }
 
 }  // namespace

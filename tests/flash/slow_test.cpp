@@ -23,11 +23,11 @@ class SlowFlash : public flash_test {
 };
 
 TEST_F(SlowFlash, answers_late) {
-  ASSERT_EQ(send("before"), fate::stored);
+  ASSERT_EQ(send("before"), response::stored);
   for (const flash_call call : {flash_call::status, flash_call::open, flash_call::write}) {
     flash.will({.call = call, .stay = 100ms});
     const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(send("late"), fate::stored);
+    EXPECT_EQ(send("late"), response::stored);
     EXPECT_GE(std::chrono::steady_clock::now() - begin, 100ms);
   }
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "late", "late", "late"}));
@@ -54,8 +54,8 @@ TEST_F(SlowFlash, loses_none_of_many) {
     expected.push_back("record " + std::to_string(i));
     input += expected.back() + "\n";
   }
-  const outcome sent = run({"veskctl", "send", "--file", "vesk", "--uuid", "25"}, input);
-  EXPECT_EQ(sent.output, "200 accepted, 0 refused, 0 unanswered\n");
+  const ended sent = run({"veskctl", "send", "--file", "vesk", "--uuid", "25"}, {.input = input});
+  EXPECT_EQ(sent.output(), "200 accepted, 0 refused, 0 unanswered\n");
   EXPECT_EQ(shown_data("vesk"), expected);
 }
 
@@ -67,14 +67,14 @@ TEST_F(SlowFlash, keeps_the_order_of_records_that_nobody_waits_for) {
     const record quiet({.len = 9, .file_type = 5, .sync = 0, .data = expected.back()});
     ASSERT_NE(sender.send(1151, quiet.bytes(), 0), 0u);
   }
-  ASSERT_EQ(send("the last"), fate::stored);
+  ASSERT_EQ(send("the last"), response::stored);
   expected.emplace_back("the last");
   EXPECT_EQ(shown_data("vesk"), expected);
 }
 
 // The daemon ends when the write of the entry's header is done, and before that of its data.
 TEST_F(SlowFlash, is_waited_for_by_an_orderly_end) {
-  ASSERT_EQ(send("before"), fate::stored);
+  ASSERT_EQ(send("before"), response::stored);
   const size_t size = flash.on_chip("vesk.log").size();
   flash.will({.call = flash_call::write, .stay = 10s});
   ASSERT_NE(sender.send(1151, good_record("never").bytes()), 0u);
@@ -84,7 +84,7 @@ TEST_F(SlowFlash, is_waited_for_by_an_orderly_end) {
   EXPECT_EQ(daemon.stop(SIGTERM), 3);
   EXPECT_EQ(flash.on_chip("vesk.log").size(), size + 20);
   boot();
-  EXPECT_EQ(send("after"), fate::stored);
+  EXPECT_EQ(send("after"), response::stored);
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
 }
 

@@ -10,25 +10,20 @@ namespace vesk::test {
 
 namespace {
 
-class StartUp : public flash_test {
+class StartUp : public used_flash_test {
  protected:
   void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
-    before_ = flash.on_chip("vesk.log");
-    daemon.stop(SIGKILL);
+    used_flash_test::SetUp();
+    if (ready()) daemon.stop(SIGKILL);
   }
 
   void expect_the_log_to_go_on() {
     EXPECT_TRUE(eventually([] { return exists(mount_marker); }));
     EXPECT_TRUE(is_mounted());
     EXPECT_EQ(flash.on_chip("vesk.log"), before_);
-    EXPECT_EQ(send("after"), fate::stored);
+    EXPECT_EQ(send("after"), response::stored);
     EXPECT_EQ(shown_data("vesk"), (texts{"before", "after"}));
   }
-
-  std::string before_;
 };
 
 TEST_F(StartUp, mounts_the_flash_anew_when_a_status_fails) {
@@ -51,7 +46,7 @@ TEST_F(StartUp, keeps_a_file_whose_header_cannot_be_read_for_a_moment) {
 TEST_F(StartUp, removes_a_file_that_cannot_be_opened) {
   flash.will({.call = flash_call::open, .error = EIO});
   boot();
-  EXPECT_TRUE(prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5.\n"));
+  EXPECT_TRUE(daemon.prints("ERROR: Open of /mnt/vesk/vesk.log failed with errno 5.\n"));
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   EXPECT_EQ(flash.mounts_begun(), 1u);
 }

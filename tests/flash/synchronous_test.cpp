@@ -15,16 +15,8 @@ constexpr uint32_t data = 1;
 constexpr uint32_t padding = 2;
 constexpr uint32_t global_header = 3;
 
-// vesk.log has one entry and ends at 48.
-class SynchronousRecord : public flash_test {
+class SynchronousRecord : public used_flash_test {
  protected:
-  void SetUp() override {
-    flash_test::SetUp();
-    if (!ready()) return;
-    ASSERT_EQ(send("before"), fate::stored);
-    ASSERT_EQ(flash.on_chip("vesk.log").size(), 48u);
-  }
-
   // One write fails with an I/O error, and those behind it succeed; after `keep` bytes of it.
   void fail_write(uint32_t which, uint32_t keep = 0) {
     flash.hold_mount_program();
@@ -39,43 +31,43 @@ class SynchronousRecord : public flash_test {
 
   // The first line of what veskshow foretells of vesk.log.
   static std::string foretold() {
-    return lines_of(run({"veskshow", "--verify", "vesk"}).output).at(0);
+    return lines_of(run({"veskshow", "--verify", "vesk"}).out).at(0);
   }
 };
 
 TEST_F(SynchronousRecord, is_refused_when_no_write_succeeds) {
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
 }
 
 TEST_F(SynchronousRecord, is_refused_when_no_write_into_a_new_file_succeeds) {
   ASSERT_EQ(run({"veskctl", "clear", "vesk"}).status, 0);
   ASSERT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   flash.will({.call = flash_call::write, .error = EIO, .times = always});
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
 }
 
 TEST_F(SynchronousRecord, is_refused_when_its_data_cannot_be_written) {
   fail_write(data);
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
 }
 
 TEST_F(SynchronousRecord, is_refused_when_the_write_of_its_data_is_torn) {
   for (const uint32_t keep : {1u, 4u, 5u}) {
     fail_write(data, keep);
-    EXPECT_EQ(send_synchronous("fiver"), fate::refused) << keep;
+    EXPECT_EQ(send_synchronous("fiver"), response::refused) << keep;
     wait_for_remount();
     ASSERT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
-    ASSERT_EQ(send("before"), fate::stored);
+    ASSERT_EQ(send("before"), response::stored);
   }
 }
 
 TEST_F(SynchronousRecord, is_refused_when_the_file_cannot_be_read_or_opened) {
   flash.will({.call = flash_call::open, .error = EIO});
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
   ASSERT_TRUE(eventually([] { return exists(mount_marker); }));
   flash.will({.call = flash_call::read, .error = EIO});
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
 }
 
 // A write that fails altogether passes for a complete one, except that of the data. So for these
@@ -83,16 +75,16 @@ TEST_F(SynchronousRecord, is_refused_when_the_file_cannot_be_read_or_opened) {
 
 TEST_F(SynchronousRecord, is_answered_with_success_although_its_padding_is_missing) {
   fail_write(padding);
-  EXPECT_EQ(send_synchronous("fiver"), fate::stored);
+  EXPECT_EQ(send_synchronous("fiver"), response::stored);
   wait_for_remount();
   EXPECT_EQ(flash.on_chip("vesk.log").size(), 48u + 20 + 5);
-  ASSERT_EQ(send("after"), fate::stored);
+  ASSERT_EQ(send("after"), response::stored);
   EXPECT_EQ(shown_data("vesk"), (texts{"before", "fiver", "after"}));
 }
 
 TEST_F(SynchronousRecord, is_answered_with_success_although_the_log_does_not_lead_to_it) {
   fail_write(global_header);
-  EXPECT_EQ(send_synchronous("fiver"), fate::stored);
+  EXPECT_EQ(send_synchronous("fiver"), response::stored);
   wait_for_remount();
   EXPECT_EQ(shown_data("vesk"), texts{"before"});
   EXPECT_EQ(foretold(), "vesk.log: sound; the next first start would keep it as it is");
@@ -102,7 +94,7 @@ TEST_F(SynchronousRecord, is_answered_with_success_although_the_log_does_not_lea
 // removes it.
 TEST_F(SynchronousRecord, is_answered_with_success_although_its_header_is_missing) {
   fail_write(header);
-  EXPECT_EQ(send_synchronous("fiver"), fate::stored);
+  EXPECT_EQ(send_synchronous("fiver"), response::stored);
   wait_for_remount();
   EXPECT_EQ(flash.on_chip("vesk.log").substr(48), std::string("fiver\0\0\0", 8));
   EXPECT_EQ(foretold(), "vesk.log: damaged; the next first start would remove it");
@@ -112,7 +104,7 @@ TEST_F(SynchronousRecord, is_answered_with_success_although_its_header_is_missin
 
 TEST_F(SynchronousRecord, is_refused_when_a_part_of_its_header_has_no_room) {
   flash.leave_room(19);
-  EXPECT_EQ(send_synchronous("fiver"), fate::refused);
+  EXPECT_EQ(send_synchronous("fiver"), response::refused);
   EXPECT_EQ(shown_data("vesk"), texts{"before"});
 }
 

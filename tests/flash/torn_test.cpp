@@ -1,5 +1,6 @@
 // The power fails in the middle of a write: the daemon is killed while it waits for the flash,
-// which has taken a part of the bytes. What the next start makes of that is what veskshow foretold.
+// which has taken a part of the bytes. What the next start makes of that is what veskshow
+// predicted.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -15,17 +16,17 @@ using namespace std::chrono_literals;
 
 using texts = std::vector<std::string>;
 
-enum class verdict : uint8_t { sound, doomed, to_rebuild };
-using enum verdict;
+enum class fate : uint8_t { keep, remove, rebuild };
+using enum fate;
 
 // How veskshow puts it.
-std::string words_of(verdict given) {
+std::string words_of(fate given) {
   switch (given) {
-    case sound:
+    case keep:
       return "vesk.log: sound; the next first start would keep it as it is";
-    case doomed:
+    case remove:
       return "vesk.log: damaged; the next first start would remove it";
-    case to_rebuild:
+    case rebuild:
       return "vesk.log: damaged; the next first start would rebuild its global header";
   }
   return "";
@@ -36,7 +37,7 @@ struct cut {
   bool update;     // of the first entry, not a third one
   uint32_t write;  // which one: 0 header, 1 data, 2 padding, 3 global header
   uint32_t keep;   // of its bytes
-  verdict foretold;
+  fate predicted;
   texts shown;  // after the start
 };
 
@@ -51,7 +52,7 @@ class PowerCut : public flash_test, public ::testing::WithParamInterface<cut> {
     if (!ready()) return;
     // Headers at 20, 48 and 76, which is the end.
     for (const char *data : {"first", "other"}) {
-      ASSERT_EQ(send(data), fate::stored);
+      ASSERT_EQ(send(data), response::stored);
     }
     ASSERT_EQ(flash.on_chip("vesk.log").size(), 76u);
   }
@@ -91,16 +92,16 @@ TEST_P(PowerCut, ends_as_foretold) {
   const cut &which = GetParam();
   cut_off(which, which.update ? update_of_first() : third_record());
   const std::string left = flash.on_chip("vesk.log");
-  const outcome verify = run({"veskshow", "--verify", "vesk"});
-  EXPECT_EQ(lines_of(verify.output).at(0), words_of(which.foretold));
+  const ended verify = run({"veskshow", "--verify", "vesk"});
+  EXPECT_EQ(lines_of(verify.out).at(0), words_of(which.predicted));
   boot();
-  if (which.foretold == doomed) {
+  if (which.predicted == remove) {
     EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
   } else {
     EXPECT_EQ(shown_data("vesk"), which.shown);
-    EXPECT_EQ(flash.on_chip("vesk.log") == left, which.foretold == sound);
+    EXPECT_EQ(flash.on_chip("vesk.log") == left, which.predicted == keep);
   }
-  EXPECT_EQ(send("next"), fate::stored);
+  EXPECT_EQ(send("next"), response::stored);
   texts with_next = which.shown;
   with_next.emplace_back("next");
   EXPECT_EQ(shown_data("vesk"), with_next);
@@ -110,21 +111,21 @@ TEST_P(PowerCut, ends_as_foretold) {
 INSTANTIATE_TEST_SUITE_P(
     writes, PowerCut,
     ::testing::Values(
-        cut{"header_not_begun", false, 0, 0, sound, {"first", "other"}},
-        cut{"header_in_its_middle", false, 0, 10, sound, {"first", "other"}},
-        cut{"header_done", false, 0, 20, sound, {"first", "other"}},
-        cut{"data_in_their_middle", false, 1, 3, sound, {"first", "other"}},
-        cut{"padding_in_its_middle", false, 2, 1, sound, {"first", "other"}},
-        cut{"global_header_not_begun", false, 3, 0, sound, {"first", "other"}},
-        cut{"global_header_before_its_checksum", false, 3, 6, sound, {"first", "other"}},
-        cut{"global_header_behind_its_checksum", false, 3, 8, doomed, {}},
-        cut{"global_header_before_its_last_byte", false, 3, 19, doomed, {}},
-        cut{"global_header_done", false, 3, 20, sound, {"first", "other", "third"}},
-        cut{"update_header_not_begun", true, 0, 0, sound, {"first", "other"}},
-        cut{"update_header_in_its_middle", true, 0, 14, to_rebuild, {}},
-        cut{"update_header_done", true, 0, 20, sound, {"first", "other"}},
-        cut{"update_data_in_their_middle", true, 1, 3, sound, {"FIRst", "other"}},
-        cut{"update_data_done", true, 1, 5, sound, {"FIRST", "other"}}),
+        cut{"header_not_begun", false, 0, 0, keep, {"first", "other"}},
+        cut{"header_in_its_middle", false, 0, 10, keep, {"first", "other"}},
+        cut{"header_done", false, 0, 20, keep, {"first", "other"}},
+        cut{"data_in_their_middle", false, 1, 3, keep, {"first", "other"}},
+        cut{"padding_in_its_middle", false, 2, 1, keep, {"first", "other"}},
+        cut{"global_header_not_begun", false, 3, 0, keep, {"first", "other"}},
+        cut{"global_header_before_its_checksum", false, 3, 6, keep, {"first", "other"}},
+        cut{"global_header_behind_its_checksum", false, 3, 8, remove, {}},
+        cut{"global_header_before_its_last_byte", false, 3, 19, remove, {}},
+        cut{"global_header_done", false, 3, 20, keep, {"first", "other", "third"}},
+        cut{"update_header_not_begun", true, 0, 0, keep, {"first", "other"}},
+        cut{"update_header_in_its_middle", true, 0, 14, rebuild, {}},
+        cut{"update_header_done", true, 0, 20, keep, {"first", "other"}},
+        cut{"update_data_in_their_middle", true, 1, 3, keep, {"FIRst", "other"}},
+        cut{"update_data_done", true, 1, 5, keep, {"FIRST", "other"}}),
     [](const auto &tested) { return std::string(tested.param.name); });
 
 }  // namespace

@@ -173,11 +173,7 @@ dispatch_run::dispatch_run(const dispatch_input &input) {
   vesk_file_state.fill(1);
   expected_.state.fill(1);
   if (input.mounted) flash_.put(marker, {});
-  platform.on_call = [this](const std::string &call) {
-    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(removal)) return;
-    flash_.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
-  };
+  platform.on_removal([this](const std::string &path) { flash_.remove(path); });
   flash_.on_write = [this](const std::string &path, uint32_t offset,
                            std::span<const uint8_t> bytes) { look_at_write(path, offset, bytes); };
 }

@@ -19,7 +19,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
-  const vesk::test::finding found =
+  const vesk::test::trial_report found =
       vesk::test::run_trial(vesk::test::trial_of_input(std::span(data, size)));
   if (found.broken.empty()) return 0;
   std::fputs(found.story.c_str(), stderr);

@@ -18,7 +18,7 @@ constexpr size_t largest = 9'000;
 
 // How it went: which writes left the file's capacity, or else what was done, to which kind of file,
 // and what became of it.
-std::string way_of(const trial &t, const finding &found) {
+std::string way_of(const trial &t, const trial_report &found) {
   if (!found.strayed.empty()) return found.strayed.front();
   return std::to_string(t.file_type) + " " + std::to_string(static_cast<int>(t.first_step)) + " " +
          std::to_string(static_cast<int>(found.what_became));

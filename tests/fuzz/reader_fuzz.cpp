@@ -17,7 +17,6 @@
 #include "reader/vesk_ring_walk.h"
 #include "reader/vesk_salvage.h"
 #include "tests/support/header_bytes.h"
-#include "tests/support/log_file.h"
 #include "tests/support/recorder.h"
 
 namespace vesk::test {

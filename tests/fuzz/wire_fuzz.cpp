@@ -21,6 +21,7 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/dbgkit.h"
@@ -28,6 +29,7 @@
 #include "platform/runctl.h"
 #include "protocol/vesk_wire.h"
 #include "tests/fuzz/wire_input.h"
+#include "tests/support/send_along.h"
 
 uint32_t runctlcb_switchover(uint32_t context) {
   runctl_switchover_done(context, 0);
@@ -105,26 +107,14 @@ int unnamed_sender() {
   return fd;
 }
 
-bool send_as(const wire_step &step, bool other) {
-  iovec part = {const_cast<uint8_t *>(step.datagram.data()), step.datagram.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
-  msghdr datagram{};
-  datagram.msg_name = &the_service().address;
-  datagram.msg_namelen = sizeof(sockaddr_un);
-  datagram.msg_iov = &part;
-  datagram.msg_iovlen = 1;
-  if (other) {
-    datagram.msg_control = control;
-    datagram.msg_controllen = sizeof control;
-    cmsghdr *credentials = CMSG_FIRSTHDR(&datagram);
-    credentials->cmsg_level = SOL_SOCKET;
-    credentials->cmsg_type = SCM_CREDENTIALS;
-    credentials->cmsg_len = CMSG_LEN(sizeof(ucred));
-    const ucred claimed = {getpid(), 65534, getgid()};
-    std::memcpy(CMSG_DATA(credentials), &claimed, sizeof claimed);
-  }
+bool send_step(const wire_step &step, bool other) {
+  const std::string_view datagram(reinterpret_cast<const char *>(step.datagram.data()),
+                                  step.datagram.size());
+  const sockaddr_un &to = the_service().address;
   const int fd = (step.how & unnamed) != 0 ? unnamed_sender() : named_sender();
-  return sendmsg(fd, &datagram, MSG_NOSIGNAL) >= 0;
+  if (other) return send_as(65534, fd, to, sizeof to, datagram);
+  return sendto(fd, datagram.data(), datagram.size(), MSG_NOSIGNAL,
+                reinterpret_cast<const sockaddr *>(&to), sizeof to) >= 0;
 }
 
 // --- what is to come ---
@@ -162,39 +152,39 @@ bool is_good_host_request(uint32_t opcode, std::span<const uint8_t> payload) {
   }
 }
 
-enum class outcome : uint8_t { nothing, refused, host_answers, daemons };
+enum class reaction : uint8_t { nothing, refused, host_answers, daemons };
 
-struct foretold {
-  outcome what = outcome::nothing;
+struct prediction {
+  reaction what = reaction::nothing;
   uint32_t reason = 0;  // of a refusal
 };
 
-foretold foretell(const wire_step &step, bool privileged) {
+prediction predict(const wire_step &step, bool privileged) {
   const size_t size = step.datagram.size();
   const vesk_wire_header header = header_of(step);
   if (size < 8 || header.magic != 0x5645534B) return {};
   if ((header.flags & 0x0700) != 0) return {};
-  if (header.version != 1) return {outcome::refused, 1};
-  if (size < 24 || header.length != size - 24 || size - 24 > 65559) return {outcome::refused, 2};
-  if (is_privileged_opcode(header.opcode) && !privileged) return {outcome::refused, 3};
-  if (header.opcode < 60001 || header.opcode > 60004) return {outcome::daemons, 0};
-  if (!is_good_host_request(header.opcode, payload_of(step))) return {outcome::refused, 4};
-  return {outcome::host_answers, 0};
+  if (header.version != 1) return {reaction::refused, 1};
+  if (size < 24 || header.length != size - 24 || size - 24 > 65559) return {reaction::refused, 2};
+  if (is_privileged_opcode(header.opcode) && !privileged) return {reaction::refused, 3};
+  if (header.opcode < 60001 || header.opcode > 60004) return {reaction::daemons, 0};
+  if (!is_good_host_request(header.opcode, payload_of(step))) return {reaction::refused, 4};
+  return {reaction::host_answers, 0};
 }
 
 // --- what comes ---
 
 struct waiting {
   wire_step step;
-  foretold fate;
+  prediction expected;
 };
 
-// The daemon's part. Its messages are those that are foretold to be its own, in their order.
+// The daemon's part. Its messages are those that are expected to be its own, in their order.
 class daemon_of_one_burst {
  public:
   explicit daemon_of_one_burst(const std::vector<waiting> &burst) {
     for (const waiting &sent : burst) {
-      if (sent.fate.what == outcome::daemons) mine_.push_back(&sent.step);
+      if (sent.expected.what == reaction::daemons) mine_.push_back(&sent.step);
     }
   }
 
@@ -266,8 +256,8 @@ void expect_host_answer(uint32_t opcode, const arrived &got) {
 }
 
 bool comes_back(const waiting &sent) {
-  if ((sent.step.how & unnamed) != 0 || sent.fate.what == outcome::nothing) return false;
-  if (sent.fate.what != outcome::daemons || (sent.step.how & not_answered) == 0) return true;
+  if ((sent.step.how & unnamed) != 0 || sent.expected.what == reaction::nothing) return false;
+  if (sent.expected.what != reaction::daemons || (sent.step.how & not_answered) == 0) return true;
   return (header_of(sent.step).flags & 0x0001) != 0;
 }
 
@@ -281,12 +271,12 @@ void expect_back(const waiting &sent) {
               got.header.length == got.payload.size(),
           "what comes back has a good header");
   promise(got.header.sequence == request.sequence, "what comes back has the request's sequence");
-  switch (sent.fate.what) {
-    case outcome::refused:
+  switch (sent.expected.what) {
+    case reaction::refused:
       promise(got.header.flags == 0x0400, "a refusal is one");
-      promise(word_of(got) == sent.fate.reason, "the reason is the first that holds");
+      promise(word_of(got) == sent.expected.reason, "the reason is the first that holds");
       break;
-    case outcome::host_answers:
+    case reaction::host_answers:
       expect_host_answer(request.opcode, got);
       break;
     default:
@@ -312,15 +302,15 @@ void send_all(std::vector<wire_step> steps) {
   std::vector<waiting> burst;
   for (wire_step &step : steps) {
     bool other = (step.how & other_user) != 0;
-    bool sent = send_as(step, other);
+    bool sent = send_step(step, other);
     if (!sent && other && (errno == EPERM || errno == EINVAL)) {
       other = false;
-      sent = send_as(step, other);
+      sent = send_step(step, other);
     }
     require(sent, "sendmsg");
     const bool wait = (step.how & more_follow) != 0;
-    const foretold fate = foretell(step, !other);
-    burst.push_back({std::move(step), fate});
+    const prediction expected = predict(step, !other);
+    burst.push_back({std::move(step), expected});
     if (!wait || burst.size() == longest_burst) serve(burst);
   }
   if (!burst.empty()) serve(burst);

@@ -18,9 +18,7 @@ daemon_in_memory::daemon_in_memory(uint32_t file_type, bool keep_lines)
   platform.reset();
   platform.printed.clear();
   if (!keep_lines_) platform.suppressed = {100, 101};
-  platform.on_call = [this](const std::string &call) {
-    if (call == "execute_program_and_let_go(/bin/rm, " + path_ + ")") flash_.remove(path_);
-  };
+  platform.on_removal([this](const std::string &path) { flash_.remove(path); });
   flash_.on_write = [this](const std::string &, uint32_t offset, std::span<const uint8_t> sent) {
     writes_.push_back({offset, {sent.begin(), sent.end()}});
   };

@@ -3,9 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <fstream>
 #include <iostream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -13,6 +11,7 @@
 
 #include "tests/powercut/show.h"
 #include "tests/powercut/workers.h"
+#include "tests/support/files.h"
 
 namespace vesk::test {
 namespace {
@@ -24,10 +23,9 @@ struct options {
   std::vector<std::string> show;
 };
 
-std::string content_of(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw std::runtime_error(path + " cannot be read");
-  return {std::istreambuf_iterator<char>(in), {}};
+std::string table_in(const std::string &path) {
+  if (!exists(path)) throw std::runtime_error(path + " cannot be read");
+  return contents_of(path);
 }
 
 // The cases of the full table are those of the quick one, and more of their kind.
@@ -43,7 +41,7 @@ int show(const std::string &case_name, const std::string &cut) {
 }
 
 int try_all(const options &chosen) {
-  const std::string committed = chosen.committed.empty() ? "" : content_of(chosen.committed);
+  const std::string committed = chosen.committed.empty() ? "" : table_in(chosen.committed);
   const work_limits limits{.processes = chosen.jobs,
                            .most_repairs = chosen.full ? 5u : 2u,
                            .show_progress = isatty(STDERR_FILENO) != 0};

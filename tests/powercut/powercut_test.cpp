@@ -72,7 +72,7 @@ TEST(CutName, is_read_as_it_is_written) {
 
 // Three entries of four bytes, at 20, 44 and 68.
 image three_entries(uint32_t start = 20) {
-  return ring(7).entries(3, 4).start(start).make().bytes();
+  return ring(7).entries(3, 4).start(start).bytes();
 }
 
 std::vector<bool> discarded_of(const image &before, const image &after,

@@ -1,9 +1,5 @@
 #include "tests/powercut/show.h"
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 #include <stdexcept>
 
@@ -14,18 +10,9 @@ namespace vesk::test {
 
 namespace {
 
-// By the one printer of pictures, which wants a real file.
-std::string picture_of(const maybe_image &file) {
+std::string look_of(const maybe_image &file) {
   if (!file) return "(no file)";
-  const char *const folder = std::getenv("TMPDIR");
-  std::string path = std::string(folder != nullptr ? folder : "/tmp") + "/powercut.XXXXXX";
-  const int fd = mkstemp(path.data());
-  if (fd < 0) throw std::runtime_error("no temporary file can be made");
-  close(fd);
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(file->data()),
-             static_cast<std::streamsize>(file->size()));
-  return std::to_string(file->size()) + " bytes: " + log_file(path).picture();
+  return std::to_string(file->size()) + " bytes: " + picture_of(*file);
 }
 
 std::string told(const std::vector<flash_write> &writes, const power_cut *cut) {
@@ -88,20 +75,20 @@ std::string story_of(const case_plan &plan, const cut_name &name) {
     course = take_course(daemon, c, found.state.file);
   }
   std::ostringstream out;
-  out << plan.name << " " << as_text(name) << "\nbefore: " << picture_of(c.before)
+  out << plan.name << " " << as_text(name) << "\nbefore: " << look_of(c.before)
       << "\nthe operation writes:\n"
-      << told(found.run.writes, &found.cut) << "uncut: " << picture_of(found.run.after) << "\n";
+      << told(found.run.writes, &found.cut) << "uncut: " << look_of(found.run.after) << "\n";
   if (name.repair_cut) {
     out << "the repair after the cut writes, and is cut after " << *name.repair_cut << " bytes:\n"
         << told(found.repair, nullptr);
   }
-  out << "cut: " << picture_of(found.state.file)
+  out << "cut: " << look_of(found.state.file)
       << "\nfirst start, predicted: " << told(course.first_forecast) << "\n"
-      << told(course.first.lines) << "after it: " << picture_of(course.first.file)
+      << told(course.first.lines) << "after it: " << look_of(course.first.file)
       << "\nnext record: " << (course.next.served ? "stored" : "refused") << "\n"
-      << told(course.next.lines) << "after it: " << picture_of(course.next.file)
+      << told(course.next.lines) << "after it: " << look_of(course.next.file)
       << "\nsecond start, predicted: " << told(course.second_forecast) << "\n"
-      << told(course.second.lines) << "after it: " << picture_of(course.second.file) << "\n"
+      << told(course.second.lines) << "after it: " << look_of(course.second.file) << "\n"
       << told(losses_of(c, found.state, course));
   return out.str();
 }

@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <optional>
@@ -26,6 +24,7 @@
 #include "tests/property/random_directory.h"
 #include "tests/support/header_bytes.h"
 #include "tests/support/log_file.h"
+#include "tests/support/random_trial.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
 
@@ -35,12 +34,6 @@ namespace {
 constexpr uint64_t directories = 8'000;
 
 using forecasts = std::map<uint32_t, file_forecast>;
-
-std::optional<uint64_t> the_one_seed() {
-  const char *seed = std::getenv("VESK_SEED");
-  if (seed == nullptr) return std::nullopt;
-  return std::strtoull(seed, nullptr, 10);
-}
 
 forecasts predict(const directory &files) {
   forecasts all;
@@ -94,20 +87,12 @@ file_fate fate_of(uint32_t file_type, const image *bytes, const writes &written)
   return written.any ? file_fate::rebuild : file_fate::keep;
 }
 
-void let_removals_happen(ram_flash &flash) {
-  platform.on_call = [&flash](const std::string &call) {
-    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(removal)) return;
-    flash.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
-  };
-}
-
 start_result start_with(directory files) {
   platform.reset();
   platform.printed.clear();
   platform.suppressed = {100, 101};
   ram_flash flash;
-  let_removals_happen(flash);
+  platform.on_removal([&](const std::string &path) { flash.remove(path); });
   std::map<std::string, writes> written;
   flash.on_write = [&](const std::string &path, uint32_t offset, std::span<const uint8_t> bytes) {
     written[path].see(offset, bytes);
@@ -175,15 +160,7 @@ void expect_same(const forecasts &predicted, const start_result &done) {
   EXPECT_EQ(left_open, done.open_files);
 }
 
-// What a file looks like, by the one printer of pictures, which wants a real file.
-std::string picture_of(uint32_t file_type, const image &file) {
-  std::ofstream(path_of(file_type), std::ios::binary)
-      .write(reinterpret_cast<const char *>(file.data()),
-             static_cast<std::streamsize>(file.size()));
-  return std::to_string(file.size()) + " bytes: " + log_file(path_of(file_type)).picture();
-}
-
-std::string text_of(const vesk::finding &found) {
+std::string text_of(const finding &found) {
   if (!found) return "no problem";
   return "problem " + std::to_string(static_cast<uint32_t>(found.what)) + " at " +
          std::to_string(found.offset);
@@ -194,12 +171,12 @@ std::string story_of(const directory &files, const forecasts &predicted, const s
   for (const auto &[file_type, file] : files) {
     const file_forecast &one = predicted.at(file_type);
     const left_file &left = done.files.at(file_type);
-    out << path_of(file_type) << "\n  before: " << picture_of(file_type, file)
+    out << path_of(file_type) << "\n  before: " << picture_of(file)
         << "\n  predicted: " << fate_name(one.fate) << "; " << text_of(one.objection)
         << "; repair: " << text_of(one.repair_failure) << "\n  done: " << fate_name(left.fate)
         << "\n";
-    if (!one.rebuilt.empty()) out << "  predicted: " << picture_of(file_type, one.rebuilt) << "\n";
-    if (left.bytes) out << "  done: " << picture_of(file_type, *left.bytes) << "\n";
+    if (!one.rebuilt.empty()) out << "  predicted: " << picture_of(one.rebuilt) << "\n";
+    if (left.bytes) out << "  done: " << picture_of(*left.bytes) << "\n";
   }
   return out.str();
 }

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,6 +10,7 @@
 #include "recovery/vesk_recover.h"
 #include "recovery/vesk_validate.h"
 #include "store/vesk_state.h"
+#include "tests/support/files.h"
 #include "tests/support/random_trial.h"
 #include "tests/support/recorder.h"
 #include "tests/support/trial.h"
@@ -19,13 +18,13 @@
 namespace vesk::test {
 namespace {
 
-struct outcome {
+struct work_done {
   int32_t result;  // of logging the record
   log_lines logged;
   std::optional<image> file;
 };
 
-outcome work_on(const trial &t) {
+work_done work_on(const trial &t) {
   vesk_file_state.fill(1);
   vesk_validate_files();
   vesk_file_sanity[t.file_type] = t.first_step == opening::sweep_2 ? 2 : 3;
@@ -34,31 +33,24 @@ outcome work_on(const trial &t) {
   return {result, platform.history, std::nullopt};
 }
 
-outcome in_memory(const trial &t) {
+work_done in_memory(const trial &t) {
   ram_flash flash;
   flash.put(path_of(t.file_type), t.file);
   platform.reset();
-  platform.on_call = [&](const std::string &call) {
-    const std::string file = path_of(t.file_type);
-    if (call == "execute_program_and_let_go(/bin/rm, " + file + ")") flash.remove(file);
-  };
-  outcome done = work_on(t);
+  platform.on_removal([&](const std::string &path) { flash.remove(path); });
+  work_done done = work_on(t);
   platform.on_call = nullptr;
   if (const image *file = flash.find(path_of(t.file_type))) done.file = *file;
   return done;
 }
 
-outcome on_disk(const trial &t) {
+work_done on_disk(const trial &t) {
   const std::string path = path_of(t.file_type);
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(t.file.data()),
-             static_cast<std::streamsize>(t.file.size()));
+  write_file(path, t.file);
   platform.reset();
   platform.remove_for_real();
-  outcome done = work_on(t);
-  if (std::ifstream file(path, std::ios::binary); file) {
-    done.file.emplace(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-  }
+  work_done done = work_on(t);
+  if (exists(path)) done.file = read_file(path);
   unlink(path.c_str());
   return done;
 }
@@ -68,8 +60,8 @@ TEST(RamFlash, is_like_files_of_the_system) {
     SCOPED_TRACE("VESK_SEED=" + std::to_string(seed));
     const trial t = random_trial(seed);
     if (t.file_type != 7) continue;  // a kernel log stays open, on purpose
-    const outcome memory = in_memory(t);
-    const outcome disk = on_disk(t);
+    const work_done memory = in_memory(t);
+    const work_done disk = on_disk(t);
     EXPECT_EQ(memory.result, disk.result);
     EXPECT_EQ(memory.logged, disk.logged);
     EXPECT_EQ(memory.file, disk.file);

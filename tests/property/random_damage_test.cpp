@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -23,14 +22,8 @@ namespace {
 
 constexpr uint64_t cases = 50'000;
 
-std::optional<uint64_t> the_one_seed() {
-  const char *seed = std::getenv("VESK_SEED");
-  if (seed == nullptr) return std::nullopt;
-  return std::strtoull(seed, nullptr, 10);
-}
-
 struct totals {
-  std::map<fate, uint32_t> fates;
+  std::map<treatment, uint32_t> treated;
   std::map<std::string, uint32_t> strays;
   uint32_t refused = 0;
   uint32_t used = 0;
@@ -38,19 +31,19 @@ struct totals {
 
 // Each way a case can end has to occur, or the cases are not what they are meant to be.
 void expect_variety(totals &t) {
-  EXPECT_GT(t.fates[fate::left_alone], cases / 100);
-  EXPECT_GT(t.fates[fate::repaired], cases / 100);
-  EXPECT_GT(t.fates[fate::removed], cases / 100);
-  EXPECT_GT(t.fates[fate::left_marked], cases / 1000);
+  EXPECT_GT(t.treated[treatment::left_alone], cases / 100);
+  EXPECT_GT(t.treated[treatment::repaired], cases / 100);
+  EXPECT_GT(t.treated[treatment::removed], cases / 100);
+  EXPECT_GT(t.treated[treatment::left_marked], cases / 1000);
   EXPECT_GT(t.refused, cases / 100);
   for (const char *name : excuses()) EXPECT_GT(t.strays[name], 0u) << name;
 }
 
 void tell(totals &t) {
-  std::cout << "  left alone " << t.fates[fate::left_alone] << ", repaired "
-            << t.fates[fate::repaired] << ", removed " << t.fates[fate::removed] << ", left marked "
-            << t.fates[fate::left_marked] << "; records refused " << t.refused << "; at most "
-            << t.used << " thousandths of the calls allowed\n";
+  std::cout << "  left alone " << t.treated[treatment::left_alone] << ", repaired "
+            << t.treated[treatment::repaired] << ", removed " << t.treated[treatment::removed]
+            << ", left marked " << t.treated[treatment::left_marked] << "; records refused "
+            << t.refused << "; at most " << t.used << " thousandths of the calls allowed\n";
   for (const auto &[name, count] : t.strays) {
     std::cout << "  " << count << " times beyond the capacity: " << name << "\n";
   }
@@ -58,7 +51,7 @@ void tell(totals &t) {
 
 TEST(RandomDamage, promises_hold) {
   if (const auto seed = the_one_seed()) {
-    const finding found = run_trial(random_trial(*seed), true);
+    const trial_report found = run_trial(random_trial(*seed), true);
     std::cout << found.story;
     for (const std::string &broken : found.broken) ADD_FAILURE() << broken;
     return;
@@ -67,12 +60,12 @@ TEST(RandomDamage, promises_hold) {
   uint32_t failures = 0;
   for (uint64_t seed = 1; seed <= cases && failures < 10; ++seed) {
     SCOPED_TRACE("VESK_SEED=" + std::to_string(seed));
-    const finding found = run_trial(random_trial(seed));
+    const trial_report found = run_trial(random_trial(seed));
     for (const std::string &broken : found.broken) {
       ADD_FAILURE() << broken << "\n" << found.story;
     }
     if (!found.broken.empty()) ++failures;
-    ++totals.fates[found.what_became];
+    ++totals.treated[found.what_became];
     totals.refused += found.refused;
     totals.used = std::max(totals.used, found.used);
     for (const char *name : found.strayed) ++totals.strays[name];

@@ -16,27 +16,19 @@ constexpr uint32_t kernel_log = 21, kernel_big_log = 22;
 
 // Puts an entry of so many bytes behind the file; `size` is without the header.
 void add_entry(image &file, uint16_t type, uint32_t size, uint16_t prev_size, uint32_t secs) {
-  const size_t at = file.size();
-  file.resize(at + header_size + size);
-  const std::span<uint8_t> header = std::span(file).subspan(at, header_size);
-  put16(header, 0, type == 0 ? 293 : 77);
-  put16(header, 2, type);
-  put16(header, 4, static_cast<uint16_t>(size));
-  put16(header, 10, prev_size);
-  put32(header, 12, secs);
-  complete_sum(header);
-  std::fill(file.begin() + static_cast<std::ptrdiff_t>(at + header_size), file.end(),
-            uint8_t{0xB5});
+  const header_bytes header = entry_header({.uuid = type == 0 ? uint16_t{293} : uint16_t{77},
+                                            .type = type,
+                                            .size = static_cast<uint16_t>(size),
+                                            .prev_size = prev_size,
+                                            .secs = secs,
+                                            .usecs = 0});
+  file.insert(file.end(), header.begin(), header.end());
+  file.insert(file.end(), size, 0xB5);
 }
 
 void write_gheader(image &file, uint32_t capacity, uint32_t start, uint32_t end) {
-  const std::span<uint8_t> header = std::span(file).first(header_size);
-  put32(header, 0, 0x7665736B);
-  put16(header, 4, 0x0100);
-  put32(header, 8, capacity);
-  put32(header, 12, start);
-  put32(header, 16, end);
-  complete_sum(header);
+  const header_bytes header = global_header(capacity, start, end);
+  std::copy(header.begin(), header.end(), file.begin());
 }
 
 // A ring that was written around at least once: the newest entries lie in front of the oldest. In

@@ -55,12 +55,12 @@ void audit::take_in(uint32_t sender) {
     record.what = sent.what;
     record.seen = place::lost;
     const moment death = first_death_after(sent.sent);
-    if (record.what == fate::stored || record.what == fate::refused) {
+    if (record.what == standing::stored || record.what == standing::refused) {
       record.until = later_answer = sent.done;
-      record.promised = record.what == fate::stored;
+      record.promised = record.what == standing::stored;
     } else {
       record.until = std::min(later_done, death);
-      record.promised = record.what == fate::handed_in && later_answer < death;
+      record.promised = record.what == standing::handed_in && later_answer < death;
     }
     later_done = record.until;
   }
@@ -72,7 +72,7 @@ void audit::add_up_appended() {
     for (uint32_t number = 0; number < records_[sender].size(); ++number) {
       const sent_record &sent = notes_.at(sender, number);
       const tracked &record = records_[sender][number];
-      if (record.what == fate::refused) continue;
+      if (record.what == standing::refused) continue;
       appended_[sent.file_type].emplace_back(record.until, span_of(sent.length));
     }
   }
@@ -158,9 +158,10 @@ bool audit::is_head_of(const untrue_entry &entry, author who) const {
 bool audit::was_being_written(const volume &of, const untrue_entry &entry) const {
   bool found = false;
   for_each_of(of.file_type, [&](author who) {
-    const fate what = at(who).what;
-    found |= (what == fate::unknown || what == fate::under_way || what == fate::handed_in) &&
-             !at(who).promised && is_head_of(entry, who);
+    const standing what = at(who).what;
+    found |=
+        (what == standing::unknown || what == standing::under_way || what == standing::handed_in) &&
+        !at(who).promised && is_head_of(entry, who);
   });
   return found;
 }
@@ -227,7 +228,7 @@ place audit::find(const volume &of, author who, moment began) {
 
 void audit::place_plain(const volume &of, author who) {
   tracked &record = at(who);
-  if (record.what == fate::refused && record.was == place::not_promised) {
+  if (record.what == standing::refused && record.was == place::not_promised) {
     const file_state &state = files_[of.file_type];
     const bool excused = note(who).sent < state.hit_until || note(who).sent > state.stub_at;
     if (!excused) fail(of.name + ": " + name_of(who) + " was refused");
@@ -246,14 +247,14 @@ audit::rows_by_key audit::rows_of(uint16_t file_type) {
   rows_by_key all;
   for_each_of(file_type, [&](author who) {
     const sent_record &sent = note(who);
-    const fate what = at(who).what;
-    if (!sent.keyed || what == fate::refused) return;
+    const standing what = at(who).what;
+    if (!sent.keyed || what == standing::refused) return;
     key_rows &rows = all[{who.sender, sent.type}];
     rows.began = std::min(rows.began, sent.sent);
     if (sent.update == 0 || rows.slots.empty()) rows.slots.emplace_back();
     const bool named = sent.instance > 0 && sent.instance <= rows.slots.size();
     slot &one = sent.update == 1 && named ? rows.slots[sent.instance - 1u] : rows.slots.back();
-    if (what == fate::stored) {
+    if (what == standing::stored) {
       for (const author &former : one.may_hold) replace(at(former));
       one.may_hold.clear();
       one.any_stored = true;
@@ -295,11 +296,11 @@ tally audit::result() const {
         const auto where = static_cast<size_t>(record.was);
         ++sums.stored[where];
         if (sent.sync == 2) ++sums.synchronous[where];
-      } else if (record.what == fate::refused) {
+      } else if (record.what == standing::refused) {
         ++sums.refused;
-      } else if (record.what == fate::unknown) {
+      } else if (record.what == standing::unknown) {
         ++sums.unknown;
-      } else if (record.what == fate::handed_in) {
+      } else if (record.what == standing::handed_in) {
         ++sums.unasked;
       }
     }

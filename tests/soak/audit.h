@@ -87,8 +87,8 @@ class audit {
 
  private:
   struct tracked {
-    fate what = fate::none;  // as of this look
-    moment until = never;    // it was done by then, if it ever was
+    standing what = standing::none;  // as of this look
+    moment until = never;            // it was done by then, if it ever was
     bool promised = false;
     place was = place::not_promised;
     place seen = place::lost;  // in this look

@@ -1,6 +1,5 @@
 #include "tests/soak/course.h"
 
-#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,7 +11,8 @@
 #include <thread>
 
 #include "tests/soak/sender.h"
-#include "tests/support/program.h"
+#include "tests/support/files.h"
+#include "tests/support/process.h"
 
 namespace vesk::soak {
 namespace {
@@ -24,13 +24,7 @@ class senders {
  public:
   senders(const part &of, ledger &notes) {
     for (uint32_t sender = 0; sender < of.senders; ++sender) {
-      const pid_t parent = getpid();
-      const pid_t process = fork();
-      if (process == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        _exit(getppid() == parent ? send_all(of, notes, sender) : 127);
-      }
-      processes_.push_back(process);
+      processes_.push_back(test::start_process([&] { return send_all(of, notes, sender); }));
     }
   }
   senders(const senders &) = delete;
@@ -131,7 +125,7 @@ class course {
     for (const volume &of : part_.volumes) found.files[of.file_type] = sight_of(of);
     found.search_file = [&](uint16_t file_type) {
       const volume &of = volume_of(part_, file_type);
-      return search(bytes_of_file(path_of(of)), of, notes_);
+      return search(test::read_file(path_of(of)), of, notes_);
     };
     found.search_copies = [&](uint16_t file_type) { return in_copies(file_type); };
     audit_.look(found, notes_.now());
@@ -143,7 +137,7 @@ class course {
 
   sighting sight_of(const volume &of) const {
     if (access(path_of(of).c_str(), F_OK) != 0) return {};
-    return look_at(bytes_of_file(path_of(of)), of, notes_);
+    return look_at(test::read_file(path_of(of)), of, notes_);
   }
 
   // Copies do not change, so each is searched once.
@@ -152,7 +146,7 @@ class course {
     std::vector<author> all;
     for (const std::string &path : service::copies_of(of.name)) {
       auto [known, fresh] = searched_.try_emplace(path);
-      if (fresh) known->second = search(bytes_of_file(path), of, notes_);
+      if (fresh) known->second = search(test::read_file(path), of, notes_);
       all.insert(all.end(), known->second.begin(), known->second.end());
     }
     return all;

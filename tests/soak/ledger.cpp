@@ -28,7 +28,7 @@ uint32_t ledger::begun(uint32_t sender) const {
   const sent_record *last = first + records_;
   return static_cast<uint32_t>(
       std::partition_point(first, last,
-                           [](const sent_record &r) { return r.what.load() != fate::none; }) -
+                           [](const sent_record &r) { return r.what.load() != standing::none; }) -
       first);
 }
 

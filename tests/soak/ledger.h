@@ -8,7 +8,7 @@
 
 namespace vesk::soak {
 
-enum class fate : uint8_t {
+enum class standing : uint8_t {
   none,
   under_way,  // being sent, or waiting for its answer
   stored,     // the daemon said yes
@@ -23,7 +23,7 @@ constexpr moment never = UINT64_MAX;
 
 struct sent_record {
   moment sent;  // just before it was sent
-  moment done;  // just after its fate was known
+  moment done;  // just after its standing was known
   uint32_t secs;
   uint32_t usecs;
   uint16_t length;
@@ -33,9 +33,9 @@ struct sent_record {
   uint8_t update;
   uint8_t instance;
   bool keyed;
-  std::atomic<fate> what;  // set last: the rest is valid unless it is none
+  std::atomic<standing> what;  // set last: the rest is valid unless it is none
 };
-static_assert(std::atomic<fate>::is_always_lock_free);
+static_assert(std::atomic<standing>::is_always_lock_free);
 
 // The service uuid of a sender.
 constexpr uint16_t uuid_of(uint32_t sender) {

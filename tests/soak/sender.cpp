@@ -42,8 +42,8 @@ class sender_work {
       note_wish(wanted, note);
       const vesk_client_code code = send(note);
       note.done = notes_.now();
-      const fate known = fate_of(code, note);
-      if (known == fate::none) return complain(code);
+      const standing known = standing_after(code, note);
+      if (known == standing::none) return complain(code);
       note.what = known;
       if (wanted.keyed) went(keys_.at(wanted.file_type), known);
     }
@@ -80,8 +80,8 @@ class sender_work {
     ++used.uses;
   }
 
-  static void went(key &used, fate known) {
-    if (known != fate::stored || used.uses >= uses_of_key) {
+  static void went(key &used, standing known) {
+    if (known != standing::stored || used.uses >= uses_of_key) {
       used = {.type = static_cast<uint16_t>(used.type + 1)};
     }
   }
@@ -103,23 +103,23 @@ class sender_work {
                                     .length = data.size()};
     for (;;) {
       note.sent = notes_.now();
-      note.what = fate::under_way;
+      note.what = standing::under_way;
       const vesk_client_code code = vesk_client_log(client_.get(), &record);
       if (code != VESK_CLIENT_NO_DAEMON && code != VESK_CLIENT_BUSY) return code;
       std::this_thread::sleep_for(1ms);
     }
   }
 
-  static fate fate_of(vesk_client_code code, const sent_record &note) {
+  static standing standing_after(vesk_client_code code, const sent_record &note) {
     switch (code) {
       case VESK_CLIENT_OK:
-        return note.sync == VESK_CLIENT_SYNC_NONE ? fate::handed_in : fate::stored;
+        return note.sync == VESK_CLIENT_SYNC_NONE ? standing::handed_in : standing::stored;
       case VESK_CLIENT_REFUSED:
-        return fate::refused;
+        return standing::refused;
       case VESK_CLIENT_TIMED_OUT:
-        return fate::unknown;
+        return standing::unknown;
       default:
-        return fate::none;
+        return standing::none;
     }
   }
 

@@ -1,17 +1,13 @@
 #include "tests/soak/service.h"
 
-#include <signal.h>
-#include <sys/wait.h>
-
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <stdexcept>
 
 #include "client/vesk_client.hpp"
+#include "tests/support/files.h"
 #include "tests/support/poll.h"
 #include "tests/support/process_usage.h"
-#include "tests/support/program.h"
 
 namespace vesk::soak {
 namespace {
@@ -22,58 +18,44 @@ constexpr char run_directory[] = "/run/vesk";
 constexpr char output[] = "/tmp/vesk_sup.log";
 constexpr uint32_t opcode_without_work = 1162;
 
-void empty_directory(const char *path) {
-  fs::create_directories(path);
-  for (const auto &entry : fs::directory_iterator(path)) fs::remove_all(entry.path());
-}
-
 }  // namespace
 
-service::~service() {
-  if (process_ > 0) kill();
-}
-
 void service::wipe() {
-  empty_directory(log_directory);
+  test::empty_directory(log_directory);
   fs::remove_all(copies_directory);
   fs::remove(output);
   boot();
 }
 
 void service::boot() {
-  empty_directory(run_directory);
+  test::empty_directory(run_directory);
 }
 
 void service::start() {
-  const test::outcome kept = test::run({"veskshow", "--preserve", copies_directory});
-  if (kept.status != 0) throw std::runtime_error("veskshow --preserve fails: " + kept.output);
-  if (!kept.output.empty()) ++copied_;
-  process_ = test::start({"vesk_sup"}, output);
+  const test::ended kept = test::run({"veskshow", "--preserve", copies_directory});
+  if (kept.status != 0) throw std::runtime_error("veskshow --preserve fails: " + kept.output());
+  if (!kept.output().empty()) ++copied_;
+  process_.emplace(std::vector<std::string>{"vesk_sup"},
+                   test::start_options{.output_file = output});
   up_ = false;
 }
 
 void service::wait_until_up() {
   log_client probe;
   probe.open(200);
-  bool ended = false;
-  const bool up = test::eventually([&] {
-    ended = waitpid(process_, nullptr, WNOHANG) == process_;
-    return ended || probe.confirm(opcode_without_work) == VESK_CLIENT_OK;
-  });
-  if (ended) process_ = 0;
-  if (ended || !up) throw std::runtime_error("the daemon does not start");
+  const bool up = test::eventually(
+      [&] { return !process_->running() || probe.confirm(opcode_without_work) == VESK_CLIENT_OK; });
+  if (!up || !process_->running()) throw std::runtime_error("the daemon does not start");
   up_ = true;
 }
 
 void service::kill() {
   if (up_) look_at_usage();
-  ::kill(process_, SIGKILL);
-  test::wait_for(process_);
-  process_ = 0;
+  process_.reset();
 }
 
 void service::look_at_usage() {
-  const auto usage = test::usage_of(process_);
+  const auto usage = test::usage_of(process_->process());
   if (!usage) return;
   used_.resident_kib = std::max(used_.resident_kib, usage->resident_kib);
   used_.descriptors = std::max(used_.descriptors, usage->descriptors);

@@ -1,10 +1,11 @@
 // The daemon as a service that is killed, started again, and booted, as the packaged unit does it.
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "tests/support/program.h"
 
 namespace vesk::soak {
 
@@ -19,8 +20,6 @@ struct most_used {
 
 class service {
  public:
-  ~service();
-
   // No log files, no copies, never started: the state before the first boot.
   static void wipe();
 
@@ -46,7 +45,7 @@ class service {
  private:
   void look_at_usage();
 
-  pid_t process_ = 0;
+  std::optional<test::program> process_;
   bool up_ = false;
   most_used used_;
   int copied_ = 0;  // how many starts were preceded by a copy of something

@@ -1,8 +1,6 @@
 #include "tests/soak/sighting.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <variant>
 
@@ -71,11 +69,6 @@ std::vector<author> search(ring_bytes image, const volume &of, const ledger &not
     }
   }
   return found;
-}
-
-std::vector<uint8_t> bytes_of_file(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace vesk::soak

@@ -47,7 +47,4 @@ sighting look_at(ring_bytes image, const volume &of, const ledger &notes);
 // The whole records that a search of the file finds, whatever the chain says.
 std::vector<author> search(ring_bytes image, const volume &of, const ledger &notes);
 
-// The whole file; nothing where there is none.
-std::vector<uint8_t> bytes_of_file(const std::string &path);
-
 }  // namespace vesk::soak

@@ -39,7 +39,7 @@ struct fields {
 // Two senders' records as a test lets them be sent, and what the files then show.
 class Auditing : public ::testing::Test {
  protected:
-  author sent(fate what, fields of) {
+  author sent(standing what, fields of) {
     const author who{of.sender, notes_.begun(of.sender)};
     sent_record &note = notes_.at(who.sender, who.number);
     note.sent = notes_.now();
@@ -56,8 +56,8 @@ class Auditing : public ::testing::Test {
     note.what = what;
     return who;
   }
-  author stored(fields of = {}) { return sent(fate::stored, of); }
-  author update(fate what, uint8_t instance = 0) {
+  author stored(fields of = {}) { return sent(standing::stored, of); }
+  author update(standing what, uint8_t instance = 0) {
     return sent(what, {.keyed = true, .type = 2000, .update = 1, .instance = instance});
   }
 
@@ -134,8 +134,8 @@ TEST_F(Auditing, wants_a_file_that_nothing_has_hit_to_show_its_records_by_itself
 }
 
 TEST_F(Auditing, promises_nothing_without_an_answer) {
-  sent(fate::unknown, {});
-  sent(fate::handed_in, {.sync = 0});
+  sent(standing::unknown, {});
+  sent(standing::handed_in, {.sync = 0});
   look_after_death(shows({}));
   EXPECT_THAT(audit_.failures(), IsEmpty());
   EXPECT_EQ(audit_.result().unknown, 1u);
@@ -143,14 +143,14 @@ TEST_F(Auditing, promises_nothing_without_an_answer) {
 }
 
 TEST_F(Auditing, takes_a_later_answer_for_what_wanted_none) {
-  sent(fate::handed_in, {.sync = 0});
+  sent(standing::handed_in, {.sync = 0});
   const author answered = stored();
   look_after_death(shows({answered}));
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("record 0 of sender 0")));
 }
 
 TEST_F(Auditing, takes_no_answer_behind_a_death_for_what_came_before) {
-  sent(fate::handed_in, {.sync = 0});
+  sent(standing::handed_in, {.sync = 0});
   die();
   const author answered = stored();
   look_after_death(shows({answered}));
@@ -158,7 +158,7 @@ TEST_F(Auditing, takes_no_answer_behind_a_death_for_what_came_before) {
 }
 
 TEST_F(Auditing, takes_no_answer_to_another_sender_for_it) {
-  sent(fate::handed_in, {.sync = 0});
+  sent(standing::handed_in, {.sync = 0});
   const author answered = stored({.sender = 1});
   look_after_death(shows({answered}));
   EXPECT_THAT(audit_.failures(), IsEmpty());
@@ -193,8 +193,8 @@ TEST_F(Auditing, counts_nothing_as_behind_that_came_before) {
 }
 
 TEST_F(Auditing, wants_only_the_last_update_of_an_entry) {
-  update(fate::stored);
-  const author last = update(fate::stored);
+  update(standing::stored);
+  const author last = update(standing::stored);
   look_after_death(shows({last}));
   EXPECT_THAT(audit_.failures(), IsEmpty());
   EXPECT_EQ(stored_at(place::replaced), 1u);
@@ -202,8 +202,8 @@ TEST_F(Auditing, wants_only_the_last_update_of_an_entry) {
 }
 
 TEST_F(Auditing, misses_an_update_where_the_entry_has_its_old_contents) {
-  const author first = update(fate::stored);
-  update(fate::stored);
+  const author first = update(standing::stored);
+  update(standing::stored);
   look_after_death(shows({first}));
   EXPECT_EQ(audit_.failure_count(), 1u);
 }
@@ -211,8 +211,8 @@ TEST_F(Auditing, misses_an_update_where_the_entry_has_its_old_contents) {
 TEST_F(Auditing, knows_which_of_several_entries_an_update_replaces) {
   std::vector<author> entries;
   for (int i = 0; i < 3; ++i) entries.push_back(stored({.keyed = true, .type = 2000}));
-  const author second = update(fate::stored, 2);
-  const author last = update(fate::stored, 4);
+  const author second = update(standing::stored, 2);
+  const author last = update(standing::stored, 4);
   look_after_death(shows({entries[0], second, last}));
   EXPECT_THAT(audit_.failures(), IsEmpty());
   look_after_death(shows({second, entries[1], last}));
@@ -220,16 +220,16 @@ TEST_F(Auditing, knows_which_of_several_entries_an_update_replaces) {
 }
 
 TEST_F(Auditing, accepts_an_update_without_answer_in_place_of_the_one_before) {
-  update(fate::stored);
-  const author later = update(fate::unknown);
+  update(standing::stored);
+  const author later = update(standing::unknown);
   look_after_death(shows({later}));
   EXPECT_THAT(audit_.failures(), IsEmpty());
   EXPECT_EQ(stored_at(place::replaced), 1u);
 }
 
 TEST_F(Auditing, accepts_half_an_update_that_was_being_written) {
-  update(fate::stored);
-  const author later = update(fate::under_way);
+  update(standing::stored);
+  const author later = update(standing::under_way);
   sighting seen = shows({});
   seen.untrue = {half_of(later)};
   look_after_death(seen);
@@ -240,7 +240,8 @@ TEST_F(Auditing, accepts_half_an_update_that_was_being_written) {
 
 TEST_F(Auditing, accepts_no_more_half_entries_than_there_were_deaths) {
   sighting seen = shows({});
-  seen.untrue = {half_of(sent(fate::unknown, {})), half_of(sent(fate::unknown, {.sender = 1}))};
+  seen.untrue = {half_of(sent(standing::unknown, {})),
+                 half_of(sent(standing::unknown, {.sender = 1}))};
   look_after_death(seen);
   EXPECT_THAT(audit_.failures(), ElementsAre(HasSubstr("an entry is shown that nobody sent")));
 }
@@ -325,12 +326,12 @@ TEST_F(Auditing, has_no_excuse_in_a_part_in_which_no_ring_wraps) {
 
 TEST_F(Auditing, lets_records_be_dropped_once_where_a_death_left_a_file_without_its_header) {
   look_after_death({.found = condition::stub});
-  sent(fate::refused, {});
+  sent(standing::refused, {});
   stored();
   look_after_death({});
   EXPECT_THAT(audit_.failures(), IsEmpty());
   EXPECT_EQ(stored_at(place::cut_off), 1u);
-  sent(fate::refused, {});
+  sent(standing::refused, {});
   stored();
   look_after_death({});
   EXPECT_THAT(audit_.failures(),

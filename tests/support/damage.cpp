@@ -202,13 +202,10 @@ void noise_instead(image &file, uint32_t capacity, dice &dice) {
   file.resize(dice.below(std::min(capacity, 9000u)));
   fill_with_noise(file, dice);
   if (file.size() < header_size || dice.one_in(4)) return;
-  const std::span<uint8_t> header = header_at(file, 0);
-  put32(header, 0, 0x7665736B);
-  put16(header, 4, 0x0100);
-  put32(header, 8, capacity);
-  put32(header, 12, dice.one_in(2) ? old.start : 20);
-  put32(header, 16, dice.one_in(2) ? old.end : size_of(file));
-  complete_sum(header);
+  const uint32_t start = dice.one_in(2) ? old.start : 20;
+  const uint32_t end = dice.one_in(2) ? old.end : size_of(file);
+  const header_bytes header = global_header(capacity, start, end);
+  std::copy(header.begin(), header.end(), file.begin());
 }
 
 constexpr damage kinds[] = {

@@ -4,23 +4,12 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <stdexcept>
 
+#include "tests/support/send_along.h"
+
 namespace vesk::test {
-
-run_dir::run_dir() {
-  char name[] = "/tmp/vesk-client-XXXXXX";
-  if (mkdtemp(name) == nullptr) throw std::runtime_error("mkdtemp failed");
-  path_ = name;
-}
-
-run_dir::~run_dir() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
 
 int bind_access_point(const run_dir &dir) {
   const int fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
@@ -111,22 +100,7 @@ void fake_service::refuse(const request &to, uint32_t reason) const {
 }
 
 bool fake_service::send_as(uint32_t uid, const request &to, const std::string &datagram) const {
-  iovec part = {const_cast<char *>(datagram.data()), datagram.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
-  msghdr msg{};
-  msg.msg_name = const_cast<sockaddr_un *>(&to.from);
-  msg.msg_namelen = to.from_length;
-  msg.msg_iov = &part;
-  msg.msg_iovlen = 1;
-  msg.msg_control = control;
-  msg.msg_controllen = sizeof control;
-  cmsghdr *head = CMSG_FIRSTHDR(&msg);
-  head->cmsg_level = SOL_SOCKET;
-  head->cmsg_type = SCM_CREDENTIALS;
-  head->cmsg_len = CMSG_LEN(sizeof(ucred));
-  const ucred claimed = {getpid(), uid, getgid()};
-  std::memcpy(CMSG_DATA(head), &claimed, sizeof claimed);
-  return sendmsg(fd_, &msg, MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+  return test::send_as(uid, fd_, to.from, to.from_length, datagram);
 }
 
 void silence(const fake_service &, const request &) {}

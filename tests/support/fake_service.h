@@ -13,22 +13,14 @@
 #include <vector>
 
 #include "protocol/vesk_wire.h"
+#include "tests/support/files.h"
 
 namespace vesk::test {
 
-// A directory for sockets, removed with all that is in it.
-class run_dir {
+// A directory for sockets.
+class run_dir : public scratch_directory {
  public:
-  run_dir();
-  run_dir(const run_dir &) = delete;
-  run_dir &operator=(const run_dir &) = delete;
-  ~run_dir();
-
-  const std::string &path() const { return path_; }
-  std::string socket_path() const { return path_ + "/sap-1016"; }
-
- private:
-  std::string path_;
+  std::string socket_path() const { return *this / "sap-1016"; }
 };
 
 // Binds the access point's socket and returns its descriptor.

@@ -9,6 +9,8 @@
 #include <cstdarg>
 #include <stdexcept>
 
+#include "tests/support/real_calls.h"
+
 namespace vesk::test {
 
 namespace {
@@ -19,10 +21,10 @@ const char *const names[] = {"open", "stat", "lseek", "read", "write", "close", 
 
 // What an intercepted call has to do. Looking it up leaves errno alone, as a call that succeeds
 // does.
-struct verdict {
+struct planned {
   const fault_plan::fault *fault = nullptr;
 
-  verdict(call name, const std::string &detail) {
+  planned(call name, const std::string &detail) {
     if (!active) return;
     const int saved = errno;
     fault = active->next(name, detail);
@@ -87,59 +89,51 @@ const fault_plan::fault *fault_plan::next(call name, const std::string &detail) 
 }  // namespace vesk::test
 
 using vesk::test::call;
+using vesk::test::planned;
 using vesk::test::under_test;
-using vesk::test::verdict;
 
 extern "C" {
-
-int __real_open(const char *path, int flags, ...);
-int __real_stat(const char *path, struct stat *st);
-off_t __real_lseek(int fd, off_t offset, int whence);
-ssize_t __real_read(int fd, void *buf, size_t count);
-ssize_t __real_write(int fd, const void *buf, size_t count);
-int __real_close(int fd);
-int __real_gettimeofday(timeval *tv, void *zone);
 
 int __wrap_open(const char *path, int flags, ...) {
   std::va_list args;
   va_start(args, flags);
   const mode_t mode = flags & O_CREAT ? va_arg(args, mode_t) : 0;
   va_end(args);
-  const verdict v(call::open, path);
+  const planned v(call::open, path);
   return v.instead() ? v.told<int>() : v.done(__real_open(path, flags, mode));
 }
 
 int __wrap_stat(const char *path, struct stat *st) {
-  const verdict v(call::stat, path);
+  const planned v(call::stat, path);
   return v.instead() ? v.told<int>() : v.done(__real_stat(path, st));
 }
 
 off_t __wrap_lseek(int fd, off_t offset, int whence) {
   if (!under_test(fd)) return __real_lseek(fd, offset, whence);
-  const verdict v(call::lseek, std::to_string(offset));
+  const planned v(call::lseek, std::to_string(offset));
   return v.instead() ? v.told<off_t>() : v.done(__real_lseek(fd, offset, whence));
 }
 
 ssize_t __wrap_read(int fd, void *buf, size_t count) {
   if (!under_test(fd)) return __real_read(fd, buf, count);
-  const verdict v(call::read, std::to_string(count));
+  const planned v(call::read, std::to_string(count));
   return v.instead() ? v.told<ssize_t>() : v.done(__real_read(fd, buf, v.limit(count)));
 }
 
 ssize_t __wrap_write(int fd, const void *buf, size_t count) {
   if (!under_test(fd)) return __real_write(fd, buf, count);
-  const verdict v(call::write, std::to_string(count));
+  const planned v(call::write, std::to_string(count));
   return v.instead() ? v.told<ssize_t>() : v.done(__real_write(fd, buf, v.limit(count)));
 }
 
 int __wrap_close(int fd) {
   if (!under_test(fd)) return __real_close(fd);
-  const verdict v(call::close, {});
+  const planned v(call::close, {});
   return v.instead() ? v.told<int>() : v.done(__real_close(fd));
 }
 
 int __wrap_gettimeofday(timeval *tv, void *zone) {
-  const verdict v(call::gettimeofday, {});
+  const planned v(call::gettimeofday, {});
   if (v.instead()) return v.told<int>();
   if (vesk::test::active && vesk::test::active->now()) {
     *tv = *vesk::test::active->now();

@@ -1,12 +1,12 @@
 #include "tests/support/file_bytes.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
+
+#include "tests/support/header_bytes.h"
 
 namespace vesk::test {
 
@@ -14,36 +14,28 @@ namespace {
 
 using namespace std::string_literals;
 
-std::string u8(uint8_t value) {
-  return std::string(1, static_cast<char>(value));
-}
-std::string u16(uint16_t value) {
-  return u8(static_cast<uint8_t>(value >> 8)) + u8(static_cast<uint8_t>(value));
-}
-std::string u32(uint32_t value) {
-  return u16(static_cast<uint16_t>(value >> 16)) + u16(static_cast<uint16_t>(value));
-}
-
-// Puts the word at offset 6 that brings the ones'-complement sum of the header to 0xFFFF.
-std::string with_sum(std::string header, std::optional<uint16_t> sum) {
-  const auto byte = [&](size_t i) { return static_cast<uint8_t>(header[i]); };
-  uint32_t total = 0;
-  for (size_t i = 0; i < header.size(); i += 2) total += 256u * byte(i) + byte(i + 1);
-  const auto missing = static_cast<uint16_t>(0xFFFF - (total % 0xFFFF));
-  return header.replace(6, 2, u16(sum.value_or(missing)));
+std::string text_of(const header_bytes &header) {
+  return {header.begin(), header.end()};
 }
 
 }  // namespace
 
 std::string gheader(uint32_t max, uint32_t start, uint32_t end, std::optional<uint16_t> sum) {
-  return with_sum("vesk"s + u8(1) + u8(0) + u16(0) + u32(max) + u32(start) + u32(end), sum);
+  header_bytes header = global_header(max, start, end);
+  if (sum) put16(header, 6, *sum);
+  return text_of(header);
 }
 
 std::string entry(const header_fields &f, std::string_view data) {
-  const uint16_t size = f.size.value_or(static_cast<uint16_t>(data.size()));
-  const std::string header = u16(f.uuid) + u16(f.type) + u16(size) + u16(0) + u8(f.flags) + u8(0) +
-                             u16(f.prev_size) + u32(f.secs) + u32(f.usecs);
-  return with_sum(header, f.sum).append(data);
+  return text_of(entry_header({.uuid = f.uuid,
+                               .type = f.type,
+                               .size = f.size.value_or(static_cast<uint16_t>(data.size())),
+                               .flags = f.flags,
+                               .prev_size = f.prev_size,
+                               .secs = f.secs,
+                               .usecs = f.usecs,
+                               .sum = f.sum}))
+      .append(data);
 }
 
 std::string padded_entry(std::string_view data) {
@@ -95,19 +87,6 @@ void store(const std::string &path, std::string_view bytes) {
   if (!file || utimensat(AT_FDCWD, path.c_str(), times, 0) != 0) {
     throw std::runtime_error("cannot store " + path);
   }
-}
-
-scratch_directory::scratch_directory() : path_("/tmp/reader-XXXXXX") {
-  if (!mkdtemp(path_.data())) throw std::runtime_error("cannot make " + path_);
-}
-
-scratch_directory::~scratch_directory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-std::string scratch_directory::operator/(std::string_view name) const {
-  return path_ + "/" + std::string(name);
 }
 
 }  // namespace vesk::test

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/files.h"
+
 namespace vesk::test {
 
 constexpr uint32_t noon = 1714564800;  // 2024-05-01 12:00:00 UTC
@@ -43,20 +45,5 @@ std::string stale(size_t count);
 
 // Stores the bytes as a file that nobody has written to since 2024.
 void store(const std::string &path, std::string_view bytes);
-
-// A new directory, removed with all that is in it.
-class scratch_directory {
- public:
-  scratch_directory();
-  ~scratch_directory();
-  scratch_directory(const scratch_directory &) = delete;
-  scratch_directory &operator=(const scratch_directory &) = delete;
-
-  const std::string &path() const { return path_; }
-  std::string operator/(std::string_view name) const;
-
- private:
-  std::string path_;
-};
 
 }  // namespace vesk::test

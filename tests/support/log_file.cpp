@@ -10,49 +10,46 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/header_bytes.h"
+
 namespace vesk::test {
 
 namespace {
 
-constexpr uint32_t header_size = 20;
-
-uint32_t word(const uint8_t *at) {
-  return static_cast<uint32_t>(at[0] << 8 | at[1]);
-}
-
-uint32_t long_word(const uint8_t *at) {
-  return word(at) << 16 | word(at + 2);
-}
-
 // Whether a header may have been here before its sum was lost. The data and the damage that tests
 // write never look like one: their first word is no uuid.
-bool looks_like_header(const uint8_t *at) {
-  const uint32_t uuid = word(at);
-  return uuid >= 1 && uuid <= 2736 && word(at + 4) % 4 == 0 && at[9] == 0;
+bool looks_like_header(std::span<const uint8_t> header) {
+  const uint16_t uuid = get16(header, 0);
+  return uuid >= 1 && uuid <= 2736 && get16(header, 4) % 4 == 0 && header[9] == 0;
 }
 
-std::string entry_picture(const uint8_t *at) {
-  const uint32_t type = word(at + 2);
-  return (sum_holds(at) ? "" : "!") + (type == 0 ? "N" : "E" + std::to_string(type)) + "/" +
-         std::to_string(word(at + 4));
+// Whether a header is at `at`, or has been there, and ends at or before `limit`.
+bool header_at(std::span<const uint8_t> file, uint32_t at, uint32_t limit) {
+  return at + header_size <= limit &&
+         (sum_holds(&file[at]) || looks_like_header(file.subspan(at, header_size)));
+}
+
+std::string entry_picture(std::span<const uint8_t> header) {
+  const uint16_t type = get16(header, 2);
+  return (sum_holds(header.data()) ? "" : "!") + (type == 0 ? "N" : "E" + std::to_string(type)) +
+         "/" + std::to_string(get16(header, 4));
 }
 
 // The next header behind `offset`, or `limit`.
-uint32_t end_of_damage(const std::vector<uint8_t> &file, uint32_t offset, uint32_t limit) {
+uint32_t end_of_damage(std::span<const uint8_t> file, uint32_t offset, uint32_t limit) {
   for (uint32_t at = offset + 4; at + header_size <= limit; at += 4) {
-    if (sum_holds(&file[at]) || looks_like_header(&file[at])) return at;
+    if (header_at(file, at, limit)) return at;
   }
   return limit;
 }
 
 // Adds what lies from `at` up to `limit` to the picture, and returns where the last item ends: at
 // the limit, or behind it.
-uint32_t walk(const std::vector<uint8_t> &file, uint32_t at, uint32_t limit, std::string &out) {
+uint32_t walk(std::span<const uint8_t> file, uint32_t at, uint32_t limit, std::string &out) {
   while (at < limit) {
-    const bool room = at + header_size <= limit;
-    if (room && (sum_holds(&file[at]) || looks_like_header(&file[at]))) {
-      out += entry_picture(&file[at]) + " ";
-      at += header_size + word(&file[at + 4]);
+    if (header_at(file, at, limit)) {
+      out += entry_picture(file.subspan(at, header_size)) + " ";
+      at += header_size + get16(file, at + 4);
     } else {
       const uint32_t next = end_of_damage(file, at, limit);
       out += "~" + std::to_string(next - at) + " ";
@@ -63,14 +60,6 @@ uint32_t walk(const std::vector<uint8_t> &file, uint32_t at, uint32_t limit, std
 }
 
 }  // namespace
-
-bool sum_holds(const uint8_t *bytes) {
-  uint32_t sum = 0;
-  for (uint32_t i = 0; i < header_size; i += 2) sum += word(bytes + i);
-  sum = (sum & 0xFFFF) + (sum >> 16);
-  sum = (sum & 0xFFFF) + (sum >> 16);
-  return sum == 0xFFFF;
-}
 
 log_file::log_file(std::string path)
     : path_(std::move(path)), fd_(openat(AT_FDCWD, path_.c_str(), O_RDWR)) {
@@ -118,25 +107,21 @@ std::string log_file::text(uint32_t offset, uint32_t count) const {
   return {content.begin() + offset, content.begin() + offset + count};
 }
 
-std::string log_file::picture() const {
-  const std::vector<uint8_t> file = bytes();
+std::string picture_of(std::span<const uint8_t> file) {
   if (file.size() < header_size) return "(no global header)";
-  const uint32_t max = long_word(&file[8]);
-  const uint32_t start = long_word(&file[12]);
-  const uint32_t end = long_word(&file[16]);
-
+  const gheader_fields header = gheader_of(file);
   const uint32_t size = static_cast<uint32_t>(file.size());
 
   std::string out;
-  uint32_t from = start;
-  if (start > end) {
-    walk(file, start, std::min(max, size), out);
+  uint32_t from = header.start;
+  if (header.start > header.end) {
+    walk(file, header.start, std::min(header.max, size), out);
     out += "| ";
     from = header_size;
   }
-  if (walk(file, from, std::min(end, size), out) != end) out += "... ";
-  out += (sum_holds(file.data()) ? "" : "!") + ("start=" + std::to_string(start)) +
-         " end=" + std::to_string(end);
+  if (walk(file, from, std::min(header.end, size), out) != header.end) out += "... ";
+  out += (sum_holds(file.data()) ? "" : "!") + ("start=" + std::to_string(header.start)) +
+         " end=" + std::to_string(header.end);
   return out;
 }
 

@@ -1,14 +1,22 @@
 // A log file under test, and what it looks like.
-//
-// Nothing here uses the daemon's own code: a second reader of the format, against which the first
-// is held.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace vesk::test {
+
+// The live entries from start to end, each as what it is:
+//   E1024/40   an entry of type 1024 with 40 bytes of data and padding
+//   N/4        a null entry of 4 bytes
+//   !E1024/40  the same, but the sum of its header does not hold
+//   ~24        24 bytes in which no header begins
+//   |          here the walk came to the end of the ring and went on at offset 20
+// and then the global header: "start=20 end=120", behind a "!" when it does not hold. A chain
+// that does not lead to the end ends in "...".
+std::string picture_of(std::span<const uint8_t> file);
 
 // Opens an existing file for reading and writing, and removes it in the end.
 class log_file {
@@ -28,22 +36,11 @@ class log_file {
   // The same bytes as text.
   std::string text(uint32_t offset, uint32_t count) const;
 
-  // The live entries from start to end, each as what it is:
-  //   E1024/40   an entry of type 1024 with 40 bytes of data and padding
-  //   N/4        a null entry of 4 bytes
-  //   !E1024/40  the same, but the sum of its header does not hold
-  //   ~24        24 bytes in which no header begins
-  //   |          here the walk came to the end of the ring and went on at offset 20
-  // and then the global header: "start=20 end=120", behind a "!" when it does not hold. A chain
-  // that does not lead to the end ends in "...".
-  std::string picture() const;
+  std::string picture() const { return picture_of(bytes()); }
 
  private:
   std::string path_;
   int32_t fd_;
 };
-
-// Whether the ten words of a header sum up to 0xFFFF; `bytes` are at least twenty.
-bool sum_holds(const uint8_t *bytes);
 
 }  // namespace vesk::test

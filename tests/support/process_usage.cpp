@@ -4,7 +4,8 @@
 #include <string>
 #include <string_view>
 
-#include "tests/support/program.h"
+#include "tests/support/files.h"
+#include "tests/support/text.h"
 
 namespace vesk::test {
 

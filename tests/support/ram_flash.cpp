@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/support/real_calls.h"
+
 namespace vesk::test {
 
 namespace {
@@ -198,13 +200,6 @@ ssize_t write_to(memfd &file, const void *buf, size_t count) {
 }  // namespace
 
 extern "C" {
-
-int __real_open(const char *path, int flags, ...);
-int __real_stat(const char *path, struct stat *st);
-off_t __real_lseek(int fd, off_t offset, int whence);
-ssize_t __real_read(int fd, void *buf, size_t count);
-ssize_t __real_write(int fd, const void *buf, size_t count);
-int __real_close(int fd);
 
 int __wrap_open(const char *path, int flags, ...) {
   std::va_list args;

@@ -18,9 +18,9 @@
 #include <string_view>
 #include <vector>
 
-namespace vesk::test {
+#include "tests/support/header_bytes.h"
 
-using image = std::vector<uint8_t>;
+namespace vesk::test {
 
 class ram_flash {
  public:

@@ -1,5 +1,6 @@
 #include "tests/support/random_trial.h"
 
+#include <cstdlib>
 #include <vector>
 
 #include "tests/support/damage.h"
@@ -63,6 +64,12 @@ trial random_trial(uint64_t seed) {
   if (dice.one_in(4)) aim(t.first, t.file, dice);
   t.second = random_record(t.file_type, dice);
   return t;
+}
+
+std::optional<uint64_t> the_one_seed() {
+  const char *seed = std::getenv("VESK_SEED");
+  if (seed == nullptr) return std::nullopt;
+  return std::strtoull(seed, nullptr, 10);
 }
 
 }  // namespace vesk::test

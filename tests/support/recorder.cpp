@@ -109,6 +109,16 @@ std::ostream &operator<<(std::ostream &out, const log_line &line) {
   return out << line.level << " " << ::testing::PrintToString(line.text);
 }
 
+lines operator+(lines left, const lines &right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+log_lines operator+(log_lines left, const log_lines &right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
 recorder::recorder()
     : usual{{"ipq_bind", {7}},
             {"ipq_recv", {0}},
@@ -178,10 +188,15 @@ void recorder::receive_without_payload(uint32_t opcode) {
 }
 
 void recorder::remove_for_real() {
-  on_call = [](const std::string &call) {
+  on_removal([](const std::string &path) { unlink(path.c_str()); });
+}
+
+void recorder::on_removal(const std::function<void(const std::string &path)> &remove) {
+  on_call = [remove](const std::string &call) {
     const std::string prefix = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(prefix)) return;
-    unlink(call.substr(prefix.size(), call.size() - prefix.size() - 1).c_str());
+    if (call.starts_with(prefix)) {
+      remove(call.substr(prefix.size(), call.size() - prefix.size() - 1));
+    }
   };
 }
 

@@ -41,6 +41,9 @@ inline log_line error(std::string text) {
 }
 std::ostream &operator<<(std::ostream &out, const log_line &line);
 
+lines operator+(lines left, const lines &right);
+log_lines operator+(log_lines left, const log_lines &right);
+
 struct sent_message {
   uint32_t dest;
   uint32_t opcode;
@@ -94,8 +97,9 @@ struct recorder {
   int clobber_errno = 0;                 // left in errno by every call without one of its own
   std::function<void(const std::string &call)> on_call;  // runs inside every call
 
-  // From now on, starting /bin/rm removes the file at once.
+  // From now on, starting /bin/rm removes the file at once, or does this with its path.
   void remove_for_real();
+  void on_removal(const std::function<void(const std::string &path)> &remove);
 
   // Forgets everything recorded so far, and keeps the answers.
   void forget();

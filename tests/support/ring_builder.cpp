@@ -9,45 +9,18 @@
 #include <stdexcept>
 #include <utility>
 
+#include "base/vesk_fd.h"
 #include "format/vesk_catalogue.h"
 
 namespace vesk::test {
 
 namespace {
 
-constexpr uint32_t header_size = 20;
 constexpr uint8_t damage_pattern[] = {0xDA, 0x4A, 0x6E, 0xD1};
 constexpr uint8_t data_byte = 0xB5;
 
-using header = std::vector<uint8_t>;
-
-header &operator<<(header &out, uint8_t value) {
-  out.push_back(value);
-  return out;
-}
-header &operator<<(header &out, uint16_t value) {
-  return out << static_cast<uint8_t>(value >> 8) << static_cast<uint8_t>(value);
-}
-header &operator<<(header &out, uint32_t value) {
-  return out << static_cast<uint16_t>(value >> 16) << static_cast<uint16_t>(value);
-}
-
-// In both headers the sum is at offset 6. The word that is missing from 0xFFFF completes it.
-void complete_sum(header &h) {
-  uint32_t sum = 0;
-  for (size_t i = 0; i < h.size(); i += 2) sum += static_cast<uint32_t>(h[i] << 8 | h[i + 1]);
-  while (sum > 0xFFFF) sum = (sum & 0xFFFF) + (sum >> 16);
-  const uint32_t missing = 0xFFFF - sum;
-  h[6] = static_cast<uint8_t>(missing >> 8);
-  h[7] = static_cast<uint8_t>(missing);
-}
-
-header entry_header(const entry_fields &f) {
-  header h;
-  h << f.uuid << f.type << f.size << f.sum.value_or(0) << f.flags << uint8_t{0} << f.prev_size
-    << f.secs << f.usecs;
-  if (!f.sum) complete_sum(h);
-  return h;
+void append(image &to, std::span<const uint8_t> bytes) {
+  to.insert(to.end(), bytes.begin(), bytes.end());
 }
 
 }  // namespace
@@ -59,10 +32,16 @@ ring::ring(uint32_t file_type) : bytes_(header_size) {
   max_ = row->max_size;
 }
 
+ring &ring::chained() {
+  last_size_ = header_size;
+  return *this;
+}
+
 ring &ring::entry(const entry_fields &fields) {
   headers_.insert(here());
-  const header h = entry_header(fields);
-  bytes_.insert(bytes_.end(), h.begin(), h.end());
+  entry_fields complete = fields;
+  if (last_size_) complete.prev_size = std::exchange(*last_size_, fields.size);
+  append(bytes_, entry_header(complete));
   bytes_.insert(bytes_.end(), fields.size, fields.type == 0 ? 0 : data_byte);
   return *this;
 }
@@ -72,8 +51,8 @@ ring &ring::entries(uint32_t count, uint16_t size) {
   return *this;
 }
 
-ring &ring::null(uint16_t size) {
-  return entry({.uuid = 293, .type = 0, .size = size});
+ring &ring::null(uint16_t size, uint32_t secs) {
+  return entry({.uuid = 293, .type = 0, .size = size, .secs = secs});
 }
 
 ring &ring::null_to_max() {
@@ -101,7 +80,7 @@ ring &ring::damage_at(uint32_t offset, uint32_t count) {
   return *this;
 }
 
-ring &ring::patch(uint32_t offset, std::vector<uint8_t> bytes) {
+ring &ring::patch(uint32_t offset, image bytes) {
   patches_.push_back({offset, std::move(bytes)});
   return *this;
 }
@@ -126,16 +105,6 @@ ring &ring::version(uint8_t number) {
   return *this;
 }
 
-std::vector<uint8_t> ring::with_gheader() const {
-  header h = {'v', 'e', 's', 'k'};
-  h << version_ << uint8_t{0} << uint16_t{0} << max_ << start_.value_or(header_size)
-    << end_.value_or(here());
-  complete_sum(h);
-  std::vector<uint8_t> file = bytes_;
-  std::copy(h.begin(), h.end(), file.begin());
-  return file;
-}
-
 void ring::expect_no_other_header() const {
   for (uint32_t at = header_size; at + header_size <= here(); at += 4) {
     if (sum_holds(&bytes_[at]) && !headers_.contains(at)) {
@@ -144,17 +113,23 @@ void ring::expect_no_other_header() const {
   }
 }
 
-log_file ring::make() const {
+image ring::bytes() const {
   expect_no_other_header();
-  std::vector<uint8_t> file = with_gheader();
+  image file = bytes_;
+  const header_bytes header =
+      global_header(max_, start_.value_or(header_size), end_.value_or(here()), version_);
+  std::copy(header.begin(), header.end(), file.begin());
   for (const auto &[offset, bytes] : patches_) {
     file.resize(std::max(file.size(), offset + bytes.size()));
     std::copy(bytes.begin(), bytes.end(), file.begin() + offset);
   }
-  const int fd = openat(AT_FDCWD, path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-  const ssize_t written = fd < 0 ? -1 : pwrite(fd, file.data(), file.size(), 0);
-  if (fd >= 0) close(fd);
-  if (written != static_cast<ssize_t>(file.size())) {
+  return file;
+}
+
+log_file ring::make() const {
+  const image file = bytes();
+  const unique_fd fd(openat(AT_FDCWD, path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644));
+  if (pwrite(fd.get(), file.data(), file.size(), 0) != static_cast<ssize_t>(file.size())) {
     throw std::runtime_error(path_ + ": " + std::strerror(errno));
   }
   return log_file(path_);

@@ -1,14 +1,9 @@
 #include "tests/support/running_daemon.h"
 
 #include <signal.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
-#include "tests/support/poll.h"
 
 namespace vesk::test {
 
@@ -17,46 +12,34 @@ namespace {
 constexpr char log_of_daemon[] = "/tmp/vesk_sup.log";
 constexpr char mount_marker[] = "/kyte_mounted";
 
-void empty_directory(const char *path) {
-  std::filesystem::create_directories(path);
-  for (const auto &entry : std::filesystem::directory_iterator(path)) {
-    std::filesystem::remove_all(entry.path());
-  }
-}
-
 }  // namespace
-
-running_daemon::~running_daemon() {
-  if (running()) stop(SIGKILL);
-}
 
 void running_daemon::start(const std::function<void()> &prepare) {
   ASSERT_FALSE(running());
-  process_ = test::start({"vesk_sup"}, log_of_daemon, [&] {
-    setenv("VESK_SLOT", this_slot, 1);
-    prepare();
-  });
+  const start_options how = {
+      .environment = {{"VESK_SLOT", this_slot}}, .output_file = log_of_daemon, .prepare = prepare};
+  program_.emplace(std::vector<std::string>{"vesk_sup"}, how);
   wire_socket probe;
-  bool ended = false;
-  ASSERT_TRUE(eventually([&] {
-    ended = waitpid(process_, nullptr, WNOHANG) == process_;
-    return ended || probe.send(1162, {}) != 0;
-  })) << printed();
-  if (ended) process_ = 0;
+  ASSERT_TRUE(eventually([&] { return !program_->running() || probe.send(1162, {}) != 0; }))
+      << printed();
+  if (!program_->running()) program_.reset();
   ASSERT_TRUE(running()) << "the daemon ended at once:\n" << printed();
   // It has bound its access point. Once it lets the first message go, it is through its start.
   ASSERT_TRUE(probe.receive()) << printed();
 }
 
 int running_daemon::stop(int signal) {
-  kill(process_, signal);
-  const int status = wait_for(process_);
-  process_ = 0;
+  const int status = program_->stop(signal).status;
+  program_.reset();
   return status;
 }
 
 std::string running_daemon::printed() const {
   return contents_of(log_of_daemon);
+}
+
+bool running_daemon::prints(const std::string &text) const {
+  return eventually([&] { return contains(printed(), text); });
 }
 
 void daemon_test::SetUp() {
@@ -85,14 +68,9 @@ record good_record(const std::string &data, uint16_t file_type) {
 }
 
 std::vector<std::string> shown_data(const std::string &file) {
-  const outcome result = run({"veskshow", "-q", "-o", "cat", file});
-  EXPECT_EQ(result.status, 0) << result.output;
-  return lines_of(result.output);
-}
-
-bool exists(const std::string &path) {
-  struct stat status {};
-  return stat(path.c_str(), &status) == 0;
+  const ended result = run({"veskshow", "-q", "-o", "cat", file});
+  EXPECT_EQ(result.status, 0) << result;
+  return lines_of(result.out);
 }
 
 }  // namespace vesk::test

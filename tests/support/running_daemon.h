@@ -5,10 +5,14 @@
 #include <sys/types.h>
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+#include "tests/support/poll.h"
 #include "tests/support/program.h"
+#include "tests/support/text.h"
 #include "tests/support/wire_socket.h"
 
 namespace vesk::test {
@@ -24,23 +28,24 @@ inline constexpr char this_slot[] = "3";
 
 class running_daemon {
  public:
-  ~running_daemon();
-
   // Starts it and waits until it answers. `prepare` runs in its process before it.
-  void start(const std::function<void()> &prepare = [] {});
+  void start(const std::function<void()> &prepare = {});
 
   // Sends it a signal and waits for its end. Returns its exit status, 128 + signal for a death by
   // signal.
   int stop(int signal);
 
-  bool running() const { return process_ > 0; }
-  pid_t process() const { return process_; }
+  // Started, and not stopped by us.
+  bool running() const { return program_.has_value(); }
+  pid_t process() const { return program_->process(); }
 
   // What it has printed since the test began.
   std::string printed() const;
+  // Whether it prints this text, now or soon.
+  bool prints(const std::string &text) const;
 
  private:
-  pid_t process_ = 0;
+  std::optional<program> program_;
 };
 
 // Each test has an empty log directory and a daemon of its own, which must still be there, and able
@@ -63,7 +68,5 @@ record good_record(const std::string &data, uint16_t file_type = 5);
 // The data of the entries of a file, given by name or number, as veskshow shows them; fails the
 // test when it finds the file damaged.
 std::vector<std::string> shown_data(const std::string &file);
-
-bool exists(const std::string &path);
 
 }  // namespace vesk::test

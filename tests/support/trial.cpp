@@ -1,7 +1,6 @@
 #include "tests/support/trial.h"
 
 #include <algorithm>
-#include <fstream>
 #include <sstream>
 #include <string_view>
 
@@ -43,13 +42,9 @@ std::string told(const log_lines &lines) {
   return out.str();
 }
 
-// What the file looks like, by the one printer of pictures; that one wants a real file.
-std::string picture_of(const std::string &path, const image *file) {
+std::string look_of(const image *file) {
   if (file == nullptr) return "(no file)";
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(file->data()),
-             static_cast<std::streamsize>(file->size()));
-  return std::to_string(file->size()) + " bytes: " + log_file(path).picture();
+  return std::to_string(file->size()) + " bytes: " + picture_of(*file);
 }
 
 // How much of a run is kept. Log lines take most of the time, and pictures more than that: a run
@@ -71,7 +66,7 @@ class trial_run {
   void run();
 
   bool wants_lines() const { return wants_lines_; }
-  finding &result() { return result_; }
+  trial_report &result() { return result_; }
 
  private:
   void begin(const std::string &step, uint64_t allowance);
@@ -94,7 +89,7 @@ class trial_run {
   const uint32_t capacity_ = capacity_of(trial_.file_type);
   const detail kept_;
   ram_flash flash_;
-  finding result_{};
+  trial_report result_{};
   bool wants_lines_ = false;
 
   // Of the step that is under way.
@@ -130,11 +125,7 @@ trial_run::trial_run(const trial &t, detail kept) : trial_(t), kept_(kept) {
   platform.reset();
   platform.printed.clear();
   if (kept == detail::none) platform.suppressed = {100, 101};
-  platform.on_call = [this](const std::string &call) {
-    const std::string removal = "execute_program_and_let_go(/bin/rm, ";
-    if (!call.starts_with(removal)) return;
-    flash_.remove(std::string_view(call).substr(removal.size(), call.size() - removal.size() - 1));
-  };
+  platform.on_removal([this](const std::string &path) { flash_.remove(path); });
   flash_.on_write = [this](const std::string &path, uint32_t offset,
                            std::span<const uint8_t> bytes) { look_at_write(path, offset, bytes); };
   flash_.put(path_, trial_.file);
@@ -161,11 +152,11 @@ void trial_run::run() {
   }
   const bool left_marked = vesk_file_sanity[trial_.file_type] != 0;
   if (file() == nullptr) {
-    result_.what_became = fate::removed;
+    result_.what_became = treatment::removed;
   } else if (left_marked) {
-    result_.what_became = fate::left_marked;
+    result_.what_became = treatment::left_marked;
   } else {
-    result_.what_became = *file() == trial_.file ? fate::left_alone : fate::repaired;
+    result_.what_became = *file() == trial_.file ? treatment::left_alone : treatment::repaired;
   }
   log(trial_.first);
   start();
@@ -182,7 +173,7 @@ void trial_run::begin(const std::string &step, uint64_t allowance) {
   writes_ = 0;
   platform.forget();
   if (kept_ == detail::story) {
-    result_.story += step + "\n  before: " + picture_of(path_, file()) + "\n";
+    result_.story += step + "\n  before: " + look_of(file()) + "\n";
   }
   flash_.allow(allowance);
 }
@@ -192,7 +183,7 @@ void trial_run::end() {
   const uint64_t used = flash_.calls() * 1000 / allowance_;
   result_.used = std::max(result_.used, static_cast<uint32_t>(used));
   if (kept_ == detail::story) {
-    result_.story += told(platform.history) + "  after: " + picture_of(path_, file()) + "\n";
+    result_.story += told(platform.history) + "  after: " + look_of(file()) + "\n";
   }
   expect(!flash_.overspent(),
          "it would not end: more than " + std::to_string(allowance_) + " calls");
@@ -344,7 +335,7 @@ uint32_t capacity_of(uint32_t file_type) {
   return find_file(file_type)->max_size;
 }
 
-finding run_trial(const trial &trial, bool tell) {
+trial_report run_trial(const trial &trial, bool tell) {
   for (const detail kept : {detail::none, detail::lines}) {
     if (tell) break;
     trial_run run(trial, kept);

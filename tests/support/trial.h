@@ -36,10 +36,10 @@ struct trial {
 };
 
 // What the first step made of the file.
-enum class fate : uint8_t { left_alone, repaired, removed, left_marked };
+enum class treatment : uint8_t { left_alone, repaired, removed, left_marked };
 
-struct finding {
-  fate what_became;
+struct trial_report {
+  treatment what_became;
   uint32_t refused = 0;               // of the two records
   std::vector<std::string> broken;    // the promises that were, in words; none when all is well
   std::vector<const char *> strayed;  // the names of the writes beyond the capacity
@@ -49,7 +49,7 @@ struct finding {
 };
 
 // The story is told where it is asked for, and wherever a promise was broken.
-finding run_trial(const trial &trial, bool tell = false);
+trial_report run_trial(const trial &trial, bool tell = false);
 
 // The path of a type's file, and how large the file may become.
 std::string path_of(uint32_t file_type);

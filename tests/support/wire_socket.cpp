@@ -49,11 +49,11 @@ uint32_t wire_socket::send(uint32_t opcode, std::span<const uint8_t> payload, ui
   return send_raw(message(header, payload)) ? sequence_ : 0;
 }
 
-std::optional<reply> wire_socket::receive(std::chrono::milliseconds limit) {
-  pollfd readable{fd_.get(), POLLIN, 0};
+std::optional<reply> receive_from(const unique_fd &fd, std::chrono::milliseconds limit) {
+  pollfd readable{fd.get(), POLLIN, 0};
   if (poll(&readable, 1, static_cast<int>(limit.count())) != 1) return {};
   std::vector<uint8_t> datagram(VESK_WIRE_HEADER_SIZE + VESK_WIRE_MAX_PAYLOAD);
-  const ssize_t length = recv(fd_.get(), datagram.data(), datagram.size(), 0);
+  const ssize_t length = recv(fd.get(), datagram.data(), datagram.size(), 0);
   reply got{};
   if (length < static_cast<ssize_t>(sizeof got.header)) return {};
   std::memcpy(&got.header, datagram.data(), sizeof got.header);

@@ -23,6 +23,9 @@ struct reply {
   uint32_t word() const;
 };
 
+// What comes next to a socket, if anything does within the time.
+std::optional<reply> receive_from(const unique_fd &fd, std::chrono::milliseconds limit);
+
 class wire_socket {
  public:
   // A socket with an address of the kernel's choice.
@@ -37,7 +40,9 @@ class wire_socket {
                 uint16_t flags = VESK_WIRE_WANT_RECEIPT);
 
   // What comes next, if anything does within the time.
-  std::optional<reply> receive(std::chrono::milliseconds limit = std::chrono::seconds(10));
+  std::optional<reply> receive(std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+    return receive_from(fd_, limit);
+  }
 
   // Throws away what has come.
   void drain();

@@ -18,8 +18,8 @@ class BadInput : public daemon_test {
   void TearDown() override {
     EXPECT_TRUE(stores(sender, good_record("still at work")));
     EXPECT_EQ(shown_data("vesk").back(), "still at work");
-    const outcome listed = run({"veskshow", "--list"});
-    EXPECT_EQ(listed.status, 0) << listed.output;
+    const ended listed = run({"veskshow", "--list"});
+    EXPECT_EQ(listed.status, 0) << listed;
     daemon_test::TearDown();
   }
 
@@ -31,9 +31,7 @@ class BadInput : public daemon_test {
   }
 
   void expect_printed(const std::string &text) {
-    EXPECT_TRUE(eventually([&] { return daemon.printed().find(text) != std::string::npos; }))
-        << text << " is not in:\n"
-        << daemon.printed();
+    EXPECT_TRUE(daemon.prints(text)) << text << " is not in:\n" << daemon.printed();
   }
 
   void expect_host_refuses(const vesk_wire_header &header, std::span<const uint8_t> payload,

@@ -26,10 +26,10 @@ void expect_answer(const reply &got, uint16_t command, uint16_t file_type, int32
 TEST_F(Commands, statistics_count_entries_and_their_bytes_by_sender) {
   for (int i = 0; i < 3; ++i) ASSERT_TRUE(stores(sender, good_record("five.")));
   ASSERT_TRUE(stores(sender, {{.uuid = 2736, .len = 4, .file_type = 1, .sync = 1}}));
-  const outcome stats = run({"veskctl", "stats"});
+  const ended stats = run({"veskctl", "stats"});
   EXPECT_EQ(stats.status, 0);
   // Five bytes take eight, and each entry has a header of twenty.
-  EXPECT_EQ(stats.output,
+  EXPECT_EQ(stats.output(),
             "  UUID      ENTRIES        BYTES\n"
             "    77            3           84\n"
             "  2736            1           24\n");
@@ -60,7 +60,7 @@ TEST_F(Commands, clear_deletes_the_file_and_the_statistics) {
   expect_answer(sender.request(1153, half_words({3, 5})), 3, 5, 0);
   EXPECT_TRUE(eventually([] { return !exists("/mnt/vesk/vesk.log"); }));
   EXPECT_EQ(shown_data("platform"), std::vector<std::string>{"to stay"});
-  EXPECT_EQ(run({"veskctl", "stats"}).output, "  UUID      ENTRIES        BYTES\n");
+  EXPECT_EQ(run({"veskctl", "stats"}).output(), "  UUID      ENTRIES        BYTES\n");
   EXPECT_TRUE(stores(sender, good_record("anew")));
   EXPECT_EQ(shown_data("vesk"), std::vector<std::string>{"anew"});
 }
@@ -71,7 +71,7 @@ TEST_F(Commands, clear_of_all_types_answers_no_and_keeps_the_statistics) {
   expect_answer(sender.request(1153, half_words({3, 0})), 3, 0, -1);
   EXPECT_TRUE(eventually(
       [] { return !exists("/mnt/vesk/vesk.log") && !exists("/mnt/vesk/platform.log"); }));
-  EXPECT_NE(run({"veskctl", "stats"}).output.find("    77            2 "), std::string::npos);
+  EXPECT_TRUE(contains(run({"veskctl", "stats"}).out, "    77            2 "));
 }
 
 TEST_F(Commands, clear_of_what_is_not_there) {
@@ -109,32 +109,31 @@ TEST_F(Commands, history_tells_what_was_recorded) {
   ASSERT_EQ(run({"veskctl", "debug", "--record", "trace"}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("traced")));
   ASSERT_FALSE(stores(sender, {{.type = 1023, .len = 4, .file_type = 5, .sync = 1}}));
-  const outcome history = run({"veskctl", "history"});
+  const ended history = run({"veskctl", "history"});
   EXPECT_EQ(history.status, 0);
-  EXPECT_NE(history.output.find("received message 1151"), std::string::npos) << history.output;
-  EXPECT_NE(history.output.find("trace TRACE:Got an entry update message"), std::string::npos);
-  EXPECT_NE(history.output.find("error ERROR: Unknown object type 1023 requested."),
-            std::string::npos);
+  EXPECT_TRUE(contains(history.out, "received message 1151")) << history;
+  EXPECT_TRUE(contains(history.out, "trace TRACE:Got an entry update message")) << history;
+  EXPECT_TRUE(contains(history.out, "error ERROR: Unknown object type 1023 requested.")) << history;
 }
 
 TEST_F(Commands, debug_level_decides_what_is_printed) {
   constexpr char trace[] = "TRACE:Got an entry update message\n";
   ASSERT_EQ(run({"veskctl", "debug", "--print", "error"}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("not traced")));
-  EXPECT_EQ(daemon.printed().find(trace), std::string::npos);
-  const outcome answer = run({"veskctl", "debug", "--print", "trace"});
+  EXPECT_FALSE(contains(daemon.printed(), trace));
+  const ended answer = run({"veskctl", "debug", "--print", "trace"});
   EXPECT_EQ(answer.status, 0);
-  EXPECT_EQ(lines_of(answer.output)[0], "print: trace");
+  EXPECT_EQ(lines_of(answer.out)[0], "print: trace");
   ASSERT_TRUE(stores(sender, good_record("traced")));
-  EXPECT_TRUE(eventually([&] { return daemon.printed().find(trace) != std::string::npos; }));
+  EXPECT_TRUE(daemon.prints(trace));
 }
 
 TEST_F(Commands, tools_say_that_no_daemon_is_there) {
   ASSERT_EQ(daemon.stop(15), 3);
   for (const char *command : {"stats", "history", "debug"}) {
-    const outcome result = run({"veskctl", command});
+    const ended result = run({"veskctl", command});
     EXPECT_EQ(result.status, 1) << command;
-    EXPECT_NE(result.output.find("is vesk_sup running?"), std::string::npos) << result.output;
+    EXPECT_TRUE(contains(result.err, "is vesk_sup running?")) << result;
   }
   EXPECT_EQ(run({"veskctl", "no-such-command"}).status, 2);
 }

@@ -1,10 +1,8 @@
 #include "tests/system/crowd.h"
 
 #include <signal.h>
-#include <sys/prctl.h>
-#include <unistd.h>
 
-#include "tests/support/program.h"
+#include "tests/support/process.h"
 
 namespace vesk::test {
 
@@ -13,16 +11,10 @@ crowd::~crowd() {
 }
 
 void crowd::add(int count, const std::function<void()> &once) {
-  const pid_t parent = getpid();
-  for (int i = 0; i < count; ++i) {
-    const pid_t process = fork();
-    if (process == 0) {
-      prctl(PR_SET_PDEATHSIG, SIGKILL);
-      if (getppid() != parent) _exit(127);
-      for (;;) once();
-    }
-    processes_.push_back(process);
-  }
+  const auto work = [&]() -> int {
+    for (;;) once();
+  };
+  for (int i = 0; i < count; ++i) processes_.push_back(start_process(work));
 }
 
 bool crowd::send_away() {

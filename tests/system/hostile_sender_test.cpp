@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/other_user.h"
 #include "tests/support/poll.h"
+#include "tests/support/process.h"
 #include "tests/support/process_usage.h"
 #include "tests/support/running_daemon.h"
 #include "tests/system/crowd.h"
@@ -244,16 +244,16 @@ TEST_F(RefusedDatagrams, are_no_error_to_the_daemon) {
     ASSERT_EQ(got.header.flags, VESK_WIRE_REFUSED);
   }
   EXPECT_FALSE(sender.receive(50ms)) << "one answer each";
-  EXPECT_EQ(daemon.printed().find("ipq_recv failed"), std::string::npos) << daemon.printed();
+  EXPECT_FALSE(contains(daemon.printed(), "ipq_recv failed")) << daemon.printed();
   EXPECT_LE(lines_of(daemon.printed()).size(), 5u) << daemon.printed();
 }
 
 TEST_F(RefusedDatagrams, push_nothing_out_of_the_event_history) {
   ASSERT_TRUE(stores(sender, good_record("one")));
-  const std::string before = run({"veskctl", "history"}).output;
+  const std::string before = run({"veskctl", "history"}).out;
   for (int i = 0; i < 100; ++i) ASSERT_TRUE(sender.send_raw(std::vector<uint8_t>(10, 1)));
   ASSERT_NE(sender.request(1162, {}).header.flags, 0);
-  const std::vector<std::string> after = lines_of(run({"veskctl", "history"}).output);
+  const std::vector<std::string> after = lines_of(run({"veskctl", "history"}).out);
   // Only the two requests for the history and the message in front of the second are new.
   EXPECT_LE(after.size(), lines_of(before).size() + 4) << before;
 }

@@ -20,9 +20,9 @@ using Life = daemon_test;
 constexpr char socket_path[] = "/run/vesk/sap-1016";
 
 TEST_F(Life, second_daemon_is_refused_and_the_first_goes_on) {
-  const outcome second = run({"vesk_sup"});
+  const ended second = run({"vesk_sup"});
   EXPECT_EQ(second.status, 4);
-  EXPECT_NE(second.output.find("/run/vesk/sap-1016"), std::string::npos) << second.output;
+  EXPECT_TRUE(contains(second.err, "/run/vesk/sap-1016")) << second;
   EXPECT_TRUE(stores(sender, good_record("first")));
 }
 
@@ -52,7 +52,7 @@ TEST_F(Life, file_in_the_sockets_place_is_not_removed) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove(socket_path);
   ASSERT_EQ(run({"touch", socket_path}).status, 0);
-  const outcome refused = run({"vesk_sup"});
+  const ended refused = run({"vesk_sup"});
   EXPECT_EQ(refused.status, 4);
   EXPECT_TRUE(exists(socket_path));
 }
@@ -65,14 +65,13 @@ TEST_F(Life, socket_is_for_owner_and_group) {
 }
 
 TEST_F(Life, up_is_announced_twice_at_a_restart) {
-  constexpr char log[] = "/tmp/monitor.log";
-  std::filesystem::remove(log);
-  const pid_t monitor = start({"veskctl", "monitor", "--count", "2", "--timeout", "10"}, log);
+  program monitor({"veskctl", "monitor", "--count", "2", "--timeout", "10"});
   ASSERT_TRUE(eventually([] { return !std::filesystem::is_empty("/run/vesk/listeners"); }));
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   daemon.start();
-  EXPECT_EQ(wait_for(monitor), 0);
-  const auto lines = lines_of(contents_of(log));
+  const ended result = monitor.wait();
+  EXPECT_EQ(result.status, 0) << result;
+  const auto lines = lines_of(result.out);
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].substr(0, 3), "UP ");
   EXPECT_EQ(lines[1].substr(0, 3), "UP ");
@@ -98,17 +97,16 @@ TEST_F(Life, old_log_directory_is_migrated) {
 
 TEST_F(Life, unknown_slot_is_a_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
-  const outcome result = run({"env", "VESK_SLOT=left", "vesk_sup"});
+  const ended result = run({"env", "VESK_SLOT=left", "vesk_sup"});
   EXPECT_EQ(result.status, 8);
-  EXPECT_NE(result.output.find("ERROR: Failed to get card slot num  errno 22\n"), std::string::npos)
-      << result.output;
+  EXPECT_TRUE(contains(result.err, "ERROR: Failed to get card slot num  errno 22\n")) << result;
 }
 
 TEST_F(Life, missing_log_directory_is_no_reason_to_end) {
   ASSERT_EQ(daemon.stop(SIGTERM), 3);
   std::filesystem::remove_all("/mnt/vesk");
   daemon.start();
-  EXPECT_NE(daemon.printed().find("ERROR: Failed to stat dir /mnt/vesk/ 2\n"), std::string::npos);
+  EXPECT_TRUE(contains(daemon.printed(), "ERROR: Failed to stat dir /mnt/vesk/ 2\n"));
   EXPECT_FALSE(stores(sender, good_record("nowhere to go")));
   std::filesystem::create_directory("/mnt/vesk");
   EXPECT_TRUE(stores(sender, good_record("there again")));

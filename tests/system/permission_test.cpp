@@ -3,7 +3,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "tests/support/other_user.h"
+#include "tests/support/process.h"
 #include "tests/support/running_daemon.h"
 
 namespace vesk::test {

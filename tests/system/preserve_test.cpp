@@ -35,10 +35,10 @@ class Preserved : public daemon_test {
   }
 
   // What the service does at a boot.
-  outcome boot() {
+  ended boot() {
     daemon.stop(SIGKILL);
     fs::remove_all("/run/vesk");
-    const outcome kept = run({"veskshow", "--preserve", copies});
+    const ended kept = run({"veskshow", "--preserve", copies});
     daemon.start();
     return kept;
   }
@@ -66,8 +66,8 @@ class Preserved : public daemon_test {
   // The data that salvage gets out of the only set; not what it says of the damage.
   static std::vector<std::string> salvaged() {
     EXPECT_EQ(sets().size(), 1u);
-    std::vector<std::string> lines = lines_of(
-        run({"veskshow", "-D", sets().at(0), "--salvage", "-q", "-o", "cat", "vesk"}).output);
+    std::vector<std::string> lines =
+        lines_of(run({"veskshow", "-D", sets().at(0), "--salvage", "-q", "-o", "cat", "vesk"}).out);
     std::erase_if(lines, [](const std::string &line) { return line.starts_with("veskshow: "); });
     return lines;
   }
@@ -77,9 +77,9 @@ class Preserved : public daemon_test {
 
 TEST_F(Preserved, copy_holds_what_a_rebuild_made_unreadable) {
   break_byte(28);
-  const outcome kept = boot();
-  EXPECT_EQ(kept.status, 0) << kept.output;
-  EXPECT_EQ(kept.output, "vesk.log: rebuild; copied to " + sets().at(0) + "/vesk.log\n");
+  const ended kept = boot();
+  EXPECT_EQ(kept.status, 0) << kept;
+  EXPECT_EQ(kept.output(), "vesk.log: rebuild; copied to " + sets().at(0) + "/vesk.log\n");
   EXPECT_EQ(shown_data("vesk"), texts{});
   EXPECT_EQ(salvaged(), (texts{"two", "three"}));
 }
@@ -92,21 +92,21 @@ TEST_F(Preserved, copy_holds_what_was_removed) {
 }
 
 TEST_F(Preserved, nothing_is_copied_where_the_start_keeps_everything) {
-  const outcome kept = boot();
+  const ended kept = boot();
   EXPECT_EQ(kept.status, 0);
-  EXPECT_EQ(kept.output, "");
+  EXPECT_EQ(kept.output(), "");
   EXPECT_EQ(sets(), texts{});
   EXPECT_EQ(shown_data("vesk"), (texts{"one", "two", "three"}));
 }
 
 TEST_F(Preserved, copy_holds_a_sound_file_that_somebody_had_repaired) {
   const std::string before = contents_of(log_path);
-  const outcome asked = run({"veskctl", "recover", "vesk"});
-  EXPECT_EQ(asked.status, 0) << asked.output;
+  const ended asked = run({"veskctl", "recover", "vesk"});
+  EXPECT_EQ(asked.status, 0) << asked;
   EXPECT_NE(contents_of(log_path), before);
   ASSERT_EQ(sets().size(), 1u);
   EXPECT_EQ(contents_of(sets()[0] + "/vesk.log"), before);
-  EXPECT_EQ(lines_of(run({"veskshow", "-D", sets()[0], "-o", "cat"}).output),
+  EXPECT_EQ(lines_of(run({"veskshow", "-D", sets()[0], "-o", "cat"}).out),
             (texts{"one", "two", "three"}));
 }
 

@@ -133,8 +133,8 @@ TEST_F(RandomMessages, harm_neither_the_daemon_nor_the_files) {
   }
   EXPECT_TRUE(stores(sender, good_record("still at work")));
   EXPECT_EQ(shown_data("vesk").back(), "still at work");
-  const outcome listed = run({"veskshow", "--list"});
-  EXPECT_EQ(listed.status, 0) << listed.output;
+  const ended listed = run({"veskshow", "--list"});
+  EXPECT_EQ(listed.status, 0) << listed;
 }
 
 }  // namespace

@@ -27,9 +27,9 @@ TEST_F(Records, is_answered_and_shown) {
   EXPECT_EQ(got.payload.size(), 4u);
   EXPECT_EQ(got.word(), 1u);
 
-  const outcome shown = run({"veskshow", "--utc", "vesk"});
+  const ended shown = run({"veskshow", "--utc", "vesk"});
   EXPECT_EQ(shown.status, 0);
-  EXPECT_EQ(shown.output, "2020-09-13 12:26:40.000042 vesk 77[1024]: hello\n");
+  EXPECT_EQ(shown.output(), "2020-09-13 12:26:40.000042 vesk 77[1024]: hello\n");
 }
 
 TEST_F(Records, is_kept_to_the_byte) {
@@ -64,18 +64,14 @@ TEST_F(Records, without_sync_gets_a_receipt_only_if_it_asks) {
 
 TEST_F(Records, asked_to_be_synchronous_is_logged_with_the_open_flags) {
   ASSERT_TRUE(stores(sender, {{.len = 4, .file_type = 5, .sync = 2}}));
-  EXPECT_TRUE(eventually([&] {
-    return daemon.printed().find(
-               "ERROR: For /mnt/vesk/vesk.log resp needed with SYNC flags 1042.") !=
-           std::string::npos;
-  }));
+  EXPECT_TRUE(daemon.prints("ERROR: For /mnt/vesk/vesk.log resp needed with SYNC flags 1042."));
 }
 
 TEST_F(Records, come_from_veskctl_one_a_line) {
-  const outcome sent = run({"veskctl", "send", "--file", "kernel", "--uuid", "510"},
-                           "first line\nsecond line\nthird line\n");
+  const ended sent = run({"veskctl", "send", "--file", "kernel", "--uuid", "510"},
+                         {.input = "first line\nsecond line\nthird line\n"});
   EXPECT_EQ(sent.status, 0);
-  EXPECT_EQ(sent.output, "3 accepted, 0 refused, 0 unanswered\n");
+  EXPECT_EQ(sent.output(), "3 accepted, 0 refused, 0 unanswered\n");
   EXPECT_EQ(shown_data("kernel"),
             (std::vector<std::string>{"first line", "second line", "third line"}));
 }
@@ -102,7 +98,7 @@ TEST_F(Records, survive_a_kill) {
 TEST_F(Records, survive_an_orderly_end) {
   ASSERT_TRUE(stores(sender, good_record("before the end")));
   EXPECT_EQ(daemon.stop(SIGTERM), 3);
-  EXPECT_NE(daemon.printed().find("ERROR: vesk_sigterm_handler. signo 15\n"), std::string::npos);
+  EXPECT_TRUE(contains(daemon.printed(), "ERROR: vesk_sigterm_handler. signo 15\n"));
   daemon.start();
   ASSERT_TRUE(stores(sender, good_record("after the end")));
   EXPECT_EQ(shown_data("vesk"), (std::vector<std::string>{"before the end", "after the end"}));
@@ -114,9 +110,9 @@ TEST_F(Records, are_dropped_unanswered_while_the_flash_is_not_mounted) {
   EXPECT_EQ(got.header.flags, VESK_WIRE_RECEIPT);
   EXPECT_TRUE(got.payload.empty());
   EXPECT_FALSE(exists("/mnt/vesk/vesk.log"));
-  const outcome sent = run({"veskctl", "send", "--file", "5", "--uuid", "25", "lost as well"});
+  const ended sent = run({"veskctl", "send", "--file", "5", "--uuid", "25", "lost as well"});
   EXPECT_EQ(sent.status, 1);
-  EXPECT_NE(sent.output.find("0 accepted, 0 refused, 1 unanswered\n"), std::string::npos);
+  EXPECT_TRUE(contains(sent.out, "0 accepted, 0 refused, 1 unanswered\n")) << sent;
 
   std::ofstream("/kyte_mounted").close();
   EXPECT_TRUE(stores(sender, good_record("kept")));

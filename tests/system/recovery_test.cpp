@@ -29,9 +29,7 @@ class Recovery : public daemon_test {
     daemon.start();
   }
 
-  bool said(const std::string &line) const {
-    return daemon.printed().find(line + "\n") != std::string::npos;
-  }
+  bool said(const std::string &line) const { return contains(daemon.printed(), line + "\n"); }
 };
 
 // One byte, changed so that the checksum over it no longer holds.
@@ -64,7 +62,7 @@ TEST_F(Recovery, restart_trusts_the_files_as_they_are) {
     EXPECT_EQ(contents_of(log_path), before);
     break_byte(28);  // sound again for the next round
   }
-  EXPECT_EQ(daemon.printed().find("vesk_check_file_corrupted"), std::string::npos);
+  EXPECT_FALSE(contains(daemon.printed(), "vesk_check_file_corrupted"));
 }
 
 // The damaged header at 20 and its data become a null entry. The header at 44 gets the null entry's

@@ -27,12 +27,12 @@ TEST_F(Snapshots, are_read_by_veskshow_and_checked_by_sha256sum) {
   ASSERT_TRUE(stores(sender, good_record("kept too", 25)));
   ASSERT_EQ(run({"veskctl", "snapshot", target_}).status, 0);
   ASSERT_TRUE(stores(sender, good_record("too late")));
-  const outcome shown = run({"veskshow", "-D", target_, "vesk"});
-  EXPECT_EQ(shown.status, 0) << shown.output;
-  EXPECT_NE(shown.output.find("kept\n"), std::string::npos) << shown.output;
-  EXPECT_EQ(shown.output.find("too late"), std::string::npos) << shown.output;
-  const outcome checked = run({"sh", "-c", "cd " + target_ + " && sha256sum -c SHA256SUMS"});
-  EXPECT_EQ(checked.status, 0) << checked.output;
+  const ended shown = run({"veskshow", "-D", target_, "vesk"});
+  EXPECT_EQ(shown.status, 0) << shown;
+  EXPECT_TRUE(contains(shown.out, "kept\n")) << shown;
+  EXPECT_FALSE(contains(shown.out, "too late")) << shown;
+  const ended checked = run({"sh", "-c", "cd " + target_ + " && sha256sum -c SHA256SUMS"});
+  EXPECT_EQ(checked.status, 0) << checked;
 }
 
 // The smallest file wraps every 67 records of this size, so that it is rewritten all the time.
@@ -50,9 +50,9 @@ TEST_F(Snapshots, hold_together_while_the_daemon_writes) {
   for (int i = 0; i < 20; ++i) {
     std::filesystem::remove_all(target_);
     const uint32_t before = sent;
-    const outcome end = run({"veskctl", "snapshot", target_});
-    EXPECT_EQ(end.status, 0) << end.output;
-    EXPECT_NE(end.output.find(" sound\n"), std::string::npos) << end.output;
+    const ended end = run({"veskctl", "snapshot", target_});
+    EXPECT_EQ(end.status, 0) << end;
+    EXPECT_TRUE(contains(end.out, " sound\n")) << end;
     EXPECT_EQ(run({"veskshow", "-D", target_, "temperature_err"}).status, 0);
     EXPECT_GT(sent, before) << "the writer was at it";
   }

@@ -7,8 +7,8 @@
 #include <cstring>
 #include <fstream>
 
-#include "tests/support/other_user.h"
 #include "tests/support/pattern.h"
+#include "tests/support/process.h"
 #include "tests/support/running_daemon.h"
 
 namespace vesk::test {
@@ -70,27 +70,26 @@ TEST_F(Status, counts_what_comes_and_goes) {
 TEST_F(Status, is_told_while_the_flash_is_not_mounted) {
   ASSERT_EQ(unlink("/kyte_mounted"), 0);
   EXPECT_EQ(status_from(sender).pid, static_cast<uint32_t>(daemon.process()));
-  const outcome shown = run({"veskctl", "status"});
+  const ended shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 1);
-  EXPECT_NE(shown.output.find(", process " + std::to_string(daemon.process()) + ", up "),
-            std::string::npos)
-      << shown.output;
-  EXPECT_NE(shown.output.find("/kyte_mounted is missing"), std::string::npos) << shown.output;
+  EXPECT_TRUE(contains(shown.out, ", process " + std::to_string(daemon.process()) + ", up "))
+      << shown;
+  EXPECT_TRUE(contains(shown.out, "/kyte_mounted is missing")) << shown;
 }
 
 TEST_F(Status, leaves_nothing_in_the_daemons_log_and_history) {
   ASSERT_EQ(run({"veskctl", "debug", "--record", "trace"}).status, 0);
-  const std::string before = run({"veskctl", "history"}).output;
+  const std::string before = run({"veskctl", "history"}).out;
   for (int i = 0; i < 50; ++i) status_from(sender);
-  const std::string after = run({"veskctl", "history"}).output;
-  EXPECT_EQ(after.find("ERROR"), std::string::npos) << after;
-  EXPECT_EQ(after.find("60004"), std::string::npos) << after;
+  const std::string after = run({"veskctl", "history"}).out;
+  EXPECT_FALSE(contains(after, "ERROR")) << after;
+  EXPECT_FALSE(contains(after, "60004")) << after;
   EXPECT_EQ(daemon.printed(), "");
 }
 
 TEST_F(Status, is_shown_by_veskctl) {
   ASSERT_TRUE(stores(sender, good_record("one")));
-  const outcome shown = run({"veskctl", "status"});
+  const ended shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 0);
   // The daemon's first messages: the probe of its start, the record, and this request. The record
   // made the file, which the daemon had missed at first.
@@ -106,17 +105,16 @@ TEST_F(Status, is_shown_by_veskctl) {
                       "errors:    1 in the event history, the latest:\n"
                       "  20[-0-9:. ]+ ERROR: Error acquiring status for /mnt/vesk/vesk[.]log, "
                       "errno 2\n$")
-                  .is_in(shown.output))
-      << shown.output;
+                  .is_in(shown.out))
+      << shown;
 }
 
 TEST_F(Status, of_a_daemon_that_has_gone_fails) {
   EXPECT_EQ(daemon.stop(SIGKILL), 128 + SIGKILL);
-  const outcome shown = run({"veskctl", "status"});
+  const ended shown = run({"veskctl", "status"});
   EXPECT_EQ(shown.status, 1);
-  EXPECT_EQ(shown.output.rfind("daemon:    no daemon answers at /run/vesk/sap-1016", 0), 0u)
-      << shown.output;
-  EXPECT_NE(shown.output.find("received:  not known\n"), std::string::npos) << shown.output;
+  EXPECT_EQ(shown.out.rfind("daemon:    no daemon answers at /run/vesk/sap-1016", 0), 0u) << shown;
+  EXPECT_TRUE(contains(shown.out, "received:  not known\n")) << shown;
 }
 
 TEST_F(Status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
@@ -127,11 +125,11 @@ TEST_F(Status, is_told_to_whoever_may_open_the_socket_without_the_errors) {
   ASSERT_EQ(
       as_nobody([] { return wire_socket().request(60004, {}).payload.size() == 104 ? 0 : 1; }), 0);
   ASSERT_EQ(as_nobody([] {
-              const outcome shown = run({"veskctl", "status"});
-              const bool all = shown.output.find("received:  3\n") != std::string::npos &&
-                               shown.output.find(
-                                   "errors:    not known: only root and the daemon's "
-                                   "own user may do this\n") != std::string::npos;
+              const ended shown = run({"veskctl", "status"});
+              const bool all = contains(shown.out, "received:  3\n") &&
+                               contains(shown.out,
+                                        "errors:    not known: only root and the daemon's "
+                                        "own user may do this\n");
               return all ? shown.status : 77;
             }),
             0);

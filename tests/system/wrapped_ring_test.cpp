@@ -65,10 +65,10 @@ TEST_F(WrappedRing, holds_what_a_hand_calculation_says) {
   send_up_to(369);  // up to record 33 of the sixth lap
   expect_holds(303, 368);
   send_up_to(370);  // record 34
-  const outcome nothing = run({"veskshow", "temperature_err"});
+  const ended nothing = run({"veskshow", "temperature_err"});
   EXPECT_EQ(nothing.status, 1);
   EXPECT_EQ(
-      nothing.output,
+      nothing.output(),
       "veskshow: /mnt/vesk/temperature_err.log: offset 12: start and end are both 4220: no entry "
       "can be reached\n");
   send_up_to(371);

@@ -12,6 +12,7 @@
 
 #include "client/vesk_client.h"
 #include "tests/support/fake_service.h"
+#include "tests/support/poll.h"
 #include "tests/support/without_override.h"
 #include "tests/unit/client/from_c.h"
 
@@ -57,8 +58,7 @@ vesk_client_code log_against(fake_service::behaviour behaviour, uint32_t timeout
 
 // Waits until the service has seen this many requests.
 std::vector<request> wait_for(const fake_service &service, size_t count) {
-  const auto end = steady_clock::now() + milliseconds(long_wait);
-  while (service.requests().size() < count && steady_clock::now() < end) usleep(1000);
+  eventually([&] { return service.requests().size() >= count; });
   return service.requests();
 }
 

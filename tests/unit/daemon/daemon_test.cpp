@@ -1,11 +1,7 @@
 #include "tests/unit/daemon/daemon_test.h"
 
-#include <unistd.h>
-
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "daemon/vesk_flash_control.h"
 #include "daemon/vesk_send.h"
@@ -35,23 +31,6 @@ void daemon_test::TearDown() {
 
 void daemon_test::unmount() {
   remove_all(VESK_MOUNT_MARKER);
-}
-
-// By a call that no fault plan counts: in a program that is linked statically, it counts also those
-// that the C++ library makes.
-bool exists(const std::string &path) {
-  return access(path.c_str(), F_OK) == 0;
-}
-
-void write_file(const std::string &path, const bytes &content) {
-  std::ofstream(path, std::ios::binary)
-      .write(reinterpret_cast<const char *>(content.data()),
-             static_cast<std::streamsize>(content.size()));
-}
-
-bytes read_file(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return bytes(std::istreambuf_iterator<char>(in), {});
 }
 
 void make_dir(const std::string &path) {
@@ -104,16 +83,6 @@ log_lines numbered(size_t count, const log_line &line) {
     result.push_back(one);
   }
   return result;
-}
-
-log_lines operator+(log_lines left, const log_lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
-lines operator+(lines left, const lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
 }
 
 }  // namespace vesk::test

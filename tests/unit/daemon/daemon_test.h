@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "tests/support/files.h"
 #include "tests/support/recorder.h"
 
 namespace vesk::test {
@@ -27,9 +28,6 @@ class daemon_test : public ::testing::Test {
 template <typename Value>
 using each = std::initializer_list<Value>;
 
-bool exists(const std::string &path);
-void write_file(const std::string &path, const bytes &content);
-bytes read_file(const std::string &path);
 void make_dir(const std::string &path);
 void remove_all(const std::string &path);
 
@@ -44,8 +42,6 @@ bytes host32(uint32_t value);
 
 // `count` times the same line with the numbers 0, 1, 2... in place of "%".
 log_lines numbered(size_t count, const log_line &line);
-log_lines operator+(log_lines left, const log_lines &right);
-lines operator+(lines left, const lines &right);
 
 // What these leave in the journal.
 inline const lines remount = {"100 TRACE:going to remount filesystem \n",

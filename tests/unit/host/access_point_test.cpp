@@ -24,8 +24,8 @@ class AccessPoint : public ::testing::Test {
     return st.st_mode;
   }
 
-  temporary_directory parent_;
-  std::string dir_ = parent_.at("run");
+  scratch_directory parent_;
+  std::string dir_ = parent_ / "run";
   std::string socket_ = dir_ + "/sap-1016";
   setting run_dir_{"VESK_RUN_DIR", dir_.c_str()};
   setting group_{"VESK_GROUP", nullptr};
@@ -85,7 +85,7 @@ TEST_F(AccessPoint, refuses_a_second_claim_also_while_there_is_no_socket_to_see)
   const stderr_capture captured;
   access_point second;
   EXPECT_FALSE(claim_access_point(1016, second));
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
 }
 
 TEST_F(AccessPoint, refuses_a_socket_that_somebody_serves_without_the_lock) {
@@ -95,7 +95,7 @@ TEST_F(AccessPoint, refuses_a_socket_that_somebody_serves_without_the_lock) {
   ASSERT_EQ(bind(other, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
   const stderr_capture captured;
   EXPECT_FALSE(claim());
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
   EXPECT_EQ(mode_of(socket_) & S_IFMT, static_cast<mode_t>(S_IFSOCK)) << "it was taken away";
   close(other);
 }
@@ -126,11 +126,11 @@ TEST_F(AccessPoint, leaves_a_file_that_is_no_socket_where_it_is) {
 }
 
 TEST_F(AccessPoint, says_why_it_cannot_make_the_run_directory) {
-  const setting nowhere("VESK_RUN_DIR", parent_.at("no/such/parent").c_str());
+  const setting nowhere("VESK_RUN_DIR", (parent_ / "no/such/parent").c_str());
   const stderr_capture captured;
   EXPECT_FALSE(claim());
   EXPECT_EQ(errno, ENOENT);
-  EXPECT_EQ(captured.text(), "<3>vesk host: cannot make " + parent_.at("no/such/parent") +
+  EXPECT_EQ(captured.text(), "<3>vesk host: cannot make " + parent_ / "no/such/parent" +
                                  ": No such file or directory\n");
 }
 

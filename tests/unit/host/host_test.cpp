@@ -7,15 +7,16 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
+
+#include "tests/support/send_along.h"
 
 namespace vesk::test {
 namespace {
 
 constexpr std::array<uint32_t, 6> bind_block = {1, 1, 400, 293, 0, 15};
 
-const temporary_directory &service_directory() {
-  static const temporary_directory directory;
+const scratch_directory &service_directory() {
+  static const scratch_directory directory;
   return directory;
 }
 
@@ -57,16 +58,6 @@ setting::~setting() {
   } else {
     unsetenv(name_.c_str());
   }
-}
-
-temporary_directory::temporary_directory() {
-  char name[] = "/tmp/vesk-host-XXXXXX";
-  if (mkdtemp(name) != nullptr) path_ = name;
-}
-
-temporary_directory::~temporary_directory() {
-  std::error_code ignored;
-  if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
 }
 
 stderr_capture::stderr_capture()
@@ -122,19 +113,10 @@ client::~client() {
   close(fd_);
 }
 
-bool client::send_message(msghdr &datagram) {
-  sockaddr_un to = address_of(run_directory() + "/sap-1016");
-  datagram.msg_name = &to;
-  datagram.msg_namelen = sizeof to;
-  return sendmsg(fd_, &datagram, MSG_NOSIGNAL) >= 0;
-}
-
 bool client::send_bytes(const std::string &bytes) {
-  iovec part = {const_cast<char *>(bytes.data()), bytes.size()};
-  msghdr datagram{};
-  datagram.msg_iov = &part;
-  datagram.msg_iovlen = 1;
-  return send_message(datagram);
+  const sockaddr_un to = address_of(run_directory() + "/sap-1016");
+  return sendto(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL,
+                reinterpret_cast<const sockaddr *>(&to), sizeof to) >= 0;
 }
 
 bool client::send(uint32_t opcode, const std::string &payload, uint16_t flags) {
@@ -142,21 +124,8 @@ bool client::send(uint32_t opcode, const std::string &payload, uint16_t flags) {
 }
 
 bool client::send_as(uid_t uid, uint32_t opcode, const std::string &payload) {
-  std::string bytes = with_header(opcode, ++sequence_, payload, 0);
-  iovec part = {bytes.data(), bytes.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
-  msghdr datagram{};
-  datagram.msg_iov = &part;
-  datagram.msg_iovlen = 1;
-  datagram.msg_control = control;
-  datagram.msg_controllen = sizeof control;
-  cmsghdr *credentials = CMSG_FIRSTHDR(&datagram);
-  credentials->cmsg_level = SOL_SOCKET;
-  credentials->cmsg_type = SCM_CREDENTIALS;
-  credentials->cmsg_len = CMSG_LEN(sizeof(ucred));
-  const ucred claimed = {getpid(), uid, getgid()};
-  std::memcpy(CMSG_DATA(credentials), &claimed, sizeof claimed);
-  return send_message(datagram);
+  const sockaddr_un to = address_of(run_directory() + "/sap-1016");
+  return test::send_as(uid, fd_, to, sizeof to, with_header(opcode, ++sequence_, payload, 0));
 }
 
 std::optional<arrived> client::receive() {

@@ -1,4 +1,4 @@
-// What the tests of the host share: directories and settings that go away again, a client of the
+// What the tests of the host share: settings that go away again, a client of the
 // message service, and a look at standard error.
 #pragma once
 
@@ -13,6 +13,8 @@
 
 #include "platform/ipq.h"
 #include "protocol/vesk_wire.h"
+#include "tests/support/files.h"
+#include "tests/support/text.h"
 
 namespace vesk::test {
 
@@ -27,21 +29,6 @@ class setting {
  private:
   std::string name_;
   std::optional<std::string> former_;
-};
-
-// A new directory, removed afterwards with all that is in it.
-class temporary_directory {
- public:
-  temporary_directory();
-  temporary_directory(const temporary_directory &) = delete;
-  temporary_directory &operator=(const temporary_directory &) = delete;
-  ~temporary_directory();
-
-  const std::string &path() const { return path_; }
-  std::string at(const std::string &name) const { return path_ + '/' + name; }
-
- private:
-  std::string path_;
 };
 
 // Everything written to standard error while it lives.
@@ -92,7 +79,6 @@ class client {
   bool send_as(uid_t uid, uint32_t opcode, const std::string &payload = {});
   // Anything at all.
   bool send_bytes(const std::string &bytes);
-  bool send_message(msghdr &datagram);
 
   // What came back; nothing when nothing is there (within two seconds, or at once).
   std::optional<arrived> receive();

@@ -11,6 +11,7 @@
 #include "host/vesk_history.h"
 #include "platform/dbgkit.h"
 #include "platform/runctl.h"
+#include "tests/support/send_along.h"
 #include "tests/unit/host/host_test.h"
 
 namespace vesk::test {
@@ -304,8 +305,8 @@ TEST(Ipq, refuses_what_another_user_may_not_send) {
     expect_nothing_for_the_daemon();
     expect_refusal(sender, 3);
   }
-  EXPECT_NE(quiet.text().find("of user 65534: only root and the daemon's own user may send this"),
-            std::string::npos)
+  EXPECT_TRUE(
+      contains(quiet.text(), "of user 65534: only root and the daemon's own user may send this"))
       << quiet.text();
 }
 
@@ -457,7 +458,7 @@ TEST(Ipq, refuses_a_second_bind_and_keeps_the_first) {
   client sender;
   const stderr_capture captured;
   EXPECT_EQ(ipq_bind(1, 1016, nullptr, "another"), -1);
-  EXPECT_NE(captured.text().find("already served"), std::string::npos);
+  EXPECT_TRUE(contains(captured.text(), "already served"));
   sender.send(1151, "x");
   ipq_drop(queue(), next_message());
 }
@@ -467,21 +468,10 @@ TEST(Ipq, lets_nobody_leave_descriptors_with_the_daemon) {
   const int next_free = open("/dev/null", O_RDONLY | O_CLOEXEC);
   close(next_free);
 
-  std::string bytes = bytes_of({0x5645534B, 1, 0, 0, 1151, 1, 0, 0});
-  iovec part = {bytes.data(), bytes.size()};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-  msghdr datagram{};
-  datagram.msg_iov = &part;
-  datagram.msg_iovlen = 1;
-  datagram.msg_control = control;
-  datagram.msg_controllen = sizeof control;
-  cmsghdr *rights = CMSG_FIRSTHDR(&datagram);
-  rights->cmsg_level = SOL_SOCKET;
-  rights->cmsg_type = SCM_RIGHTS;
-  rights->cmsg_len = CMSG_LEN(sizeof(int));
+  const sockaddr_un to = address_of(run_directory() + "/sap-1016");
+  const std::string bytes = bytes_of({0x5645534B, 1, 0, 0, 1151, 1, 0, 0});
   const int given = STDIN_FILENO;
-  std::memcpy(CMSG_DATA(rights), &given, sizeof given);
-  ASSERT_TRUE(sender.send_message(datagram));
+  ASSERT_TRUE(send_along(sender.fd(), to, sizeof to, bytes, SCM_RIGHTS, given));
 
   ipq_drop(queue(), next_message());
   EXPECT_EQ(fcntl(next_free, F_GETFD), -1) << "a descriptor came along";

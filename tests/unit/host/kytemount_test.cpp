@@ -1,12 +1,11 @@
 // The mount program, as it is installed in the private root.
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
+#include "tests/support/program.h"
 #include "tests/unit/host/host_test.h"
 
 namespace vesk::test {
@@ -14,10 +13,6 @@ namespace {
 
 constexpr char marker[] = "/kyte_mounted";
 constexpr char conf[] = "/etc/vesk/flash.conf";
-
-bool exists(const std::string &path) {
-  return access(path.c_str(), F_OK) == 0;
-}
 
 // Starts without a marker and with nothing mounted; leaves the root as it is found: with a marker.
 class Kytemount : public ::testing::Test {
@@ -34,18 +29,14 @@ class Kytemount : public ::testing::Test {
 
   // Its exit status; what it printed is in `printed_`.
   int run(const std::string &arguments = "") {
-    const std::string command =
-        "/vamo/bin/kytemount " + arguments + " > " + dir_.at("printed") + " 2>&1";
-    const int status = std::system(command.c_str());
-    std::ostringstream text;
-    text << std::ifstream(dir_.at("printed")).rdbuf();
-    printed_ = text.str();
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    const ended result = run_shell("/vamo/bin/kytemount " + arguments);
+    printed_ = result.output();
+    return result.status;
   }
 
   // A directory with a file in it by which it can be known at /mnt/vesk.
   std::string flash_directory(const std::string &known = "known") const {
-    const std::string path = dir_.at("flash-" + known);
+    const std::string path = dir_ / ("flash-" + known);
     mkdir(path.c_str(), 0755);
     std::ofstream{path + '/' + known};
     return path;
@@ -55,12 +46,7 @@ class Kytemount : public ::testing::Test {
     std::ofstream(conf) << "VESK_FLASH=" << flash << '\n';
   }
 
-  static bool may_mount() {
-    const char *way = std::getenv("VESK_ROOT_WAY");
-    return way == nullptr || std::string(way) != "chroot";
-  }
-
-  temporary_directory dir_;
+  scratch_directory dir_;
   std::string printed_;
   setting flash_{"VESK_FLASH", nullptr};
 };
@@ -92,27 +78,27 @@ TEST_F(Kytemount, makes_no_marker_for_what_cannot_be_mounted) {
 }
 
 TEST_F(Kytemount, makes_no_marker_when_the_mount_fails) {
-  const std::string image = dir_.at("image");
+  const std::string image = dir_ / "image";
   std::ofstream(image) << std::string(65536, '\x5A');
   const setting file("VESK_FLASH", image.c_str());
   EXPECT_EQ(run(), 1);
   EXPECT_FALSE(exists(marker));
-  EXPECT_NE(printed_.find("kytemount: cannot mount " + image + " at /mnt/vesk\n"),
-            std::string::npos)
+  EXPECT_TRUE(contains(printed_, "kytemount: cannot mount " + image + " at /mnt/vesk\n"))
       << printed_;
 }
 
 TEST_F(Kytemount, reads_its_configuration_and_does_not_run_it) {
   std::ofstream(conf) << "# VESK_FLASH=/commented/out\nVESK_FLASH=/overridden\n"
-                      << "  VESK_FLASH=\"/no/such/$(touch " << dir_.at("ran") << ")\"  \nOTHER=1\n";
+                      << "  VESK_FLASH=\"/no/such/$(touch " << dir_ / "ran"
+                      << ")\"  \nOTHER=1\n";
   EXPECT_EQ(run(), 3);
-  EXPECT_EQ(printed_, "kytemount: VESK_FLASH is /no/such/$(touch " + dir_.at("ran") +
+  EXPECT_EQ(printed_, "kytemount: VESK_FLASH is /no/such/$(touch " + dir_ / "ran" +
                           "), which does not exist\n");
-  EXPECT_FALSE(exists(dir_.at("ran")));
+  EXPECT_FALSE(exists(dir_ / "ran"));
 }
 
 TEST_F(Kytemount, binds_a_directory_once) {
-  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  if (without_mounts()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory());
   EXPECT_EQ(run(), 0) << printed_;
   EXPECT_TRUE(exists("/mnt/vesk/known"));
@@ -126,7 +112,7 @@ TEST_F(Kytemount, binds_a_directory_once) {
 }
 
 TEST_F(Kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
-  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  if (without_mounts()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
   configure(flash_directory("new"));
@@ -135,7 +121,7 @@ TEST_F(Kytemount, leaves_what_is_mounted_while_its_marker_is_there) {
 }
 
 TEST_F(Kytemount, mounts_again_what_has_lost_its_marker) {
-  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  if (without_mounts()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
   configure(flash_directory("new"));
@@ -147,7 +133,7 @@ TEST_F(Kytemount, mounts_again_what_has_lost_its_marker) {
 }
 
 TEST_F(Kytemount, leaves_what_is_in_use) {
-  if (!may_mount()) GTEST_SKIP() << "this private root has no right to mount";
+  if (without_mounts()) GTEST_SKIP() << "this private root has no right to mount";
   configure(flash_directory("old"));
   ASSERT_EQ(run(), 0) << printed_;
   const std::ifstream user("/mnt/vesk/old");

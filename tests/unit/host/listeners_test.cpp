@@ -96,7 +96,7 @@ TEST(Listeners, that_do_not_read_miss_messages_and_hold_up_nobody) {
 
 // A link could lead anywhere, and a plain file must not be taken for a dead listener.
 TEST(Listeners, are_sockets_and_nothing_else) {
-  const temporary_directory elsewhere;
+  const scratch_directory elsewhere;
   const listener real("real");
   const std::string link = run_directory() + "/listeners/link";
   const std::string file = run_directory() + "/listeners/file";

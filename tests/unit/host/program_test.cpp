@@ -7,28 +7,12 @@
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <sstream>
 
+#include "tests/support/poll.h"
 #include "tests/unit/host/host_test.h"
 
 namespace vesk::test {
 namespace {
-
-std::string contents(const std::string &path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
-bool exists(const std::string &path) {
-  return access(path.c_str(), F_OK) == 0;
-}
-
-bool appears(const std::string &path) {
-  for (int i = 0; i < 2000 && !exists(path); ++i) usleep(1000);
-  return exists(path);
-}
 
 // As in the daemon, SIGCHLD is ignored, unless a test says otherwise.
 class Program : public ::testing::Test {
@@ -36,8 +20,8 @@ class Program : public ::testing::Test {
   Program() : former_(signal(SIGCHLD, SIG_IGN)) {}
   ~Program() override { signal(SIGCHLD, former_); }
 
-  temporary_directory dir_;
-  std::string file_ = dir_.at("file");
+  scratch_directory dir_;
+  std::string file_ = dir_ / "file";
 
  private:
   void (*former_)(int);
@@ -54,7 +38,7 @@ TEST_F(Program, gets_its_path_as_argument_0) {
   EXPECT_EQ(execute_program_and_wait("/bin/sh", "-c", "echo \"$0 $1 $2\" > \"$3\"", "zero", "one",
                                      "two words", file_.c_str(), nullptr),
             0);
-  EXPECT_EQ(contents(file_), "zero one two words\n");
+  EXPECT_EQ(contents_of(file_), "zero one two words\n");
 }
 
 TEST_F(Program, that_does_not_exist_is_a_failure) {
@@ -71,7 +55,7 @@ TEST_F(Program, that_fails_is_a_failure_where_its_status_can_be_learnt) {
 }
 
 TEST_F(Program, that_is_let_go_is_not_waited_for) {
-  const std::string go = dir_.at("go");
+  const std::string go = dir_ / "go";
   ASSERT_EQ(mkfifo(go.c_str(), 0600), 0);
   // It cannot end before somebody writes to the pipe.
   ASSERT_EQ(execute_program_and_let_go("/bin/sh", "-c", "read line < \"$1\" && : > \"$2\"", "sh",
@@ -79,7 +63,7 @@ TEST_F(Program, that_is_let_go_is_not_waited_for) {
             0);
   EXPECT_FALSE(exists(file_));
   std::ofstream(go) << "go\n";
-  EXPECT_TRUE(appears(file_));
+  EXPECT_TRUE(eventually([&] { return exists(file_); }));
 }
 
 TEST_F(Program, inherits_no_input_and_no_descriptor) {
@@ -92,7 +76,7 @@ TEST_F(Program, inherits_no_input_and_no_descriptor) {
                                "bash", file_.c_str(), std::to_string(leaking).c_str(), nullptr),
       0);
   close(leaking);
-  EXPECT_EQ(contents(file_), "closed\n");
+  EXPECT_EQ(contents_of(file_), "closed\n");
 }
 
 // Without a shell in between: some shells set SIGCHLD up for themselves.
@@ -116,13 +100,13 @@ TEST_F(Program, takes_a_few_arguments_and_refuses_more) {
 }
 
 TEST_F(Program, runs_a_command_with_its_output_in_files) {
-  const std::string err = dir_.at("err");
-  std::ofstream(dir_.at("a1")).put('x');
-  std::ofstream(dir_.at("a2")).put('x');
+  const std::string err = dir_ / "err";
+  std::ofstream(dir_ / "a1").put('x');
+  std::ofstream(dir_ / "a2").put('x');
   const std::string command = "cd " + dir_.path() + " && echo a*; echo wrong >&2";
   EXPECT_EQ(exec_cmd_with_files_print(command.c_str(), 0, file_.c_str(), err.c_str(), 0), 0);
-  EXPECT_EQ(contents(file_), "a1 a2\n");
-  EXPECT_EQ(contents(err), "wrong\n");
+  EXPECT_EQ(contents_of(file_), "a1 a2\n");
+  EXPECT_EQ(contents_of(err), "wrong\n");
 }
 
 TEST_F(Program, runs_no_command_whose_output_has_nowhere_to_go) {

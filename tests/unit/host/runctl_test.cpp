@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <sstream>
 
 #include "host/vesk_pid_file.h"
 #include "tests/unit/host/host_test.h"
@@ -31,14 +30,8 @@ class PidFile : public ::testing::Test {
  protected:
   void write(const std::string &text) const { std::ofstream(path_) << text; }
 
-  std::string contents() const {
-    std::ostringstream text;
-    text << std::ifstream(path_).rdbuf();
-    return text.str();
-  }
-
-  temporary_directory dir_;
-  std::string path_ = dir_.at("pid");
+  scratch_directory dir_;
+  std::string path_ = dir_ / "pid";
 };
 
 TEST_F(PidFile, names_nobody_where_there_is_none) {
@@ -69,22 +62,22 @@ TEST_F(PidFile, names_nobody_where_there_is_no_plain_file) {
 TEST_F(PidFile, is_written_anew) {
   write("123456789\nand more\n");
   EXPECT_TRUE(write_pid(path_.c_str(), 42));
-  EXPECT_EQ(contents(), "42\n");
+  EXPECT_EQ(contents_of(path_), "42\n");
 }
 
 TEST(Runctl, knows_a_restart_by_the_process_before) {
-  const temporary_directory dir;
+  const scratch_directory dir;
   const setting run_dir("VESK_RUN_DIR", dir.path().c_str());
   EXPECT_EQ(runctl_last_pid_get(), 0U);
   EXPECT_EQ(runctl_last_pid_get(), static_cast<uint32_t>(getpid()));
 }
 
 TEST(Runctl, says_when_the_next_start_will_not_be_known_as_a_restart) {
-  const temporary_directory dir;
-  const setting run_dir("VESK_RUN_DIR", dir.at("missing").c_str());
+  const scratch_directory dir;
+  const setting run_dir("VESK_RUN_DIR", (dir / "missing").c_str());
   const stderr_capture captured;
   EXPECT_EQ(runctl_last_pid_get(), 0U);
-  EXPECT_EQ(captured.text(), "<4>vesk host: cannot write " + dir.at("missing/vesk_sup.pid") +
+  EXPECT_EQ(captured.text(), "<4>vesk host: cannot write " + dir / "missing/vesk_sup.pid" +
                                  ", so the next start will not be known as a restart: No such "
                                  "file or directory\n");
 }
@@ -93,7 +86,7 @@ TEST(Runctl, says_when_the_next_start_will_not_be_known_as_a_restart) {
 class Notified : public ::testing::Test {
  protected:
   Notified() : fd_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
-    const sockaddr_un address = address_of(dir_.at("notify"));
+    const sockaddr_un address = address_of(dir_ / "notify");
     EXPECT_EQ(bind(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
   }
   ~Notified() override { close(fd_); }
@@ -104,9 +97,9 @@ class Notified : public ::testing::Test {
     return length < 0 ? "nothing" : std::string(text, static_cast<size_t>(length));
   }
 
-  temporary_directory dir_;
+  scratch_directory dir_;
   int fd_;
-  setting socket_{"NOTIFY_SOCKET", dir_.at("notify").c_str()};
+  setting socket_{"NOTIFY_SOCKET", (dir_ / "notify").c_str()};
   setting run_dir_{"VESK_RUN_DIR", "/some/run/dir"};
 };
 

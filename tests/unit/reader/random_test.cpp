@@ -3,70 +3,65 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
-#include <random>
 #include <vector>
 
-#include "format/vesk_checksum.h"
 #include "reader/vesk_ring_walk.h"
+#include "tests/support/dice.h"
+#include "tests/support/header_bytes.h"
 
 namespace vesk::test {
 namespace {
 
-using image = std::vector<uint8_t>;
-
-class generator {
+class generator : public dice {
  public:
-  uint32_t below(uint32_t limit) { return static_cast<uint32_t>(engine_() % limit); }
-  bool one_in(uint32_t n) { return below(n) == 0; }
+  generator() : dice(20240501) {}
 
   image noise(uint32_t size) {
     image bytes(size);
-    for (auto &byte : bytes) byte = static_cast<uint8_t>(engine_());
+    for (auto &each : bytes) each = byte();
     return bytes;
   }
 
   // A global header of good checksum whose offsets are mostly those of entries.
   void put_gheader(image &bytes) {
-    if (bytes.size() < sizeof(vesk_gheader)) return;
-    vesk_gheader header{{'v', 'e', 's', 'k'}, 1, 0, {}, {}, {}, {}};
-    header.max = one_in(8) ? word() : static_cast<uint32_t>(bytes.size());
-    header.start = offset();
-    header.end = offset();
-    set_checksum(header);
-    std::memcpy(bytes.data(), &header, sizeof header);
+    if (bytes.size() < header_size) return;
+    const uint32_t max = one_in(8) ? number() : static_cast<uint32_t>(bytes.size());
+    const uint32_t start = offset();
+    put(bytes, 0, global_header(max, start, offset()));
   }
 
   // Entries of good checksum one behind the other up to the end of the file, and now and then one
   // whose size lies.
   void put_chain(image &bytes) {
-    offsets_ = {20};
-    while (offsets_.back() + sizeof(vesk_ehdr) <= bytes.size()) {
-      const auto room = static_cast<uint32_t>(bytes.size() - offsets_.back() - sizeof(vesk_ehdr));
+    offsets_ = {first_slot};
+    while (offsets_.back() + header_size <= bytes.size()) {
+      const auto room = static_cast<uint32_t>(bytes.size() - offsets_.back() - header_size);
       const uint32_t size = room < 64 ? room : below(16) * 4;
-      vesk_ehdr header{};
-      header.type = static_cast<uint16_t>(below(3));
-      header.size = static_cast<uint16_t>(one_in(50) ? word() : size);
-      set_checksum(header);
-      std::memcpy(bytes.data() + offsets_.back(), &header, sizeof header);
-      offsets_.push_back(offsets_.back() + 20 + size);
+      const auto type = static_cast<uint16_t>(below(3));
+      const auto told = static_cast<uint16_t>(one_in(50) ? number() : size);
+      put(bytes, offsets_.back(),
+          entry_header({.uuid = 0, .type = type, .size = told, .secs = 0, .usecs = 0}));
+      offsets_.push_back(offsets_.back() + header_size + size);
     }
   }
 
   void scratch(image &bytes) {
     if (bytes.empty()) return;
     for (uint32_t n = below(3); n > 0; --n) {
-      bytes[below(static_cast<uint32_t>(bytes.size()))] = static_cast<uint8_t>(engine_());
+      bytes[below(static_cast<uint32_t>(bytes.size()))] = byte();
     }
   }
 
  private:
-  uint32_t word() { return static_cast<uint32_t>(engine_()) >> below(32); }
+  static void put(image &bytes, uint32_t at, const header_bytes &header) {
+    std::copy(header.begin(), header.end(), bytes.begin() + at);
+  }
+  // Of any length.
+  uint32_t number() { return word() >> below(32); }
   uint32_t offset() {
-    return one_in(8) ? word() : offsets_[below(static_cast<uint32_t>(offsets_.size()))];
+    return one_in(8) ? number() : offsets_[below(static_cast<uint32_t>(offsets_.size()))];
   }
 
-  std::mt19937 engine_{20240501};
   std::vector<uint32_t> offsets_ = {20};  // of the entries of the last chain
 };
 

@@ -105,16 +105,6 @@ log_lines bad_headers(uint32_t first, uint32_t last) {
   return expected;
 }
 
-log_lines operator+(log_lines left, const log_lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
-lines operator+(lines left, const lines &right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
 std::string looks_at(std::initializer_list<uint32_t> offsets) {
   std::string journal;
   for (const uint32_t at : offsets) {

@@ -63,9 +63,6 @@ std::string contents(const log_file &file);
 // One line for each step of four from `first` to `last`: "ERROR: Bad ehdr at offset 80\n".
 log_lines bad_headers(uint32_t first, uint32_t last);
 
-log_lines operator+(log_lines left, const log_lines &right);
-lines operator+(lines left, const lines &right);
-
 // One seek and one read for each of the headers, and nothing else.
 std::string looks_at(std::initializer_list<uint32_t> offsets);
 

@@ -56,6 +56,16 @@ TEST(RingBuilder, refuses_to_take_an_accident_for_damage) {
   EXPECT_THROW(r.make(), std::logic_error);
 }
 
+TEST(RingBuilder, gives_the_bytes_of_a_ring_of_any_capacity) {
+  const image file = ring::of_capacity(120).chained().entry(1024, 8).null(4).entry(1025, 0).bytes();
+  ASSERT_EQ(file.size(), 92u);
+  EXPECT_EQ(get32(file, 8), 120u);
+  EXPECT_EQ(get16(file, 20 + 10), 20u);
+  EXPECT_EQ(get16(file, 48 + 10), 8u);
+  EXPECT_EQ(get16(file, 72 + 10), 4u);
+  EXPECT_EQ(picture_of(file), "E1024/8 N/4 E1025/0 start=20 end=92");
+}
+
 TEST(Picture, marks_a_header_that_no_longer_holds) {
   const log_file file = ring(7).entry(1024, 40).null(4).entry({.type = 1025, .sum = 0x1234}).make();
   EXPECT_EQ(file.picture(), "E1024/40 N/4 !E1025/0 start=20 end=124");

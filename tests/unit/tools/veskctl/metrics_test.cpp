@@ -147,7 +147,7 @@ TEST_F(Metrics, are_all_there) {
                                .damage_at(48, 20)
                                .make();
   const fake_service service(dir_, daemon_in_numbers());
-  const outcome end = veskctl(dir_, {"metrics"});
+  const ended end = veskctl(dir_, {"metrics"});
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.out,
@@ -201,7 +201,7 @@ TEST_F(Metrics, are_all_there) {
 TEST_F(Metrics, of_the_files_are_there_without_a_daemon) {
   const log_file file = ring(5).make();
   fs::remove("/kyte_mounted");
-  const outcome end = veskctl(dir_, {"metrics"});
+  const ended end = veskctl(dir_, {"metrics"});
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.err,
             "veskctl: no daemon answers at " + dir_.socket_path() + ": is vesk_sup running?\n");
@@ -214,7 +214,7 @@ TEST_F(Metrics, of_the_daemon_are_there_without_files) {
   const fake_service service(dir_, daemon_in_numbers());
   EXPECT_EQ(veskctl(dir_, {"metrics"}).out,
             info + "vesk_up 1\n" + host_counters + senders + marked(1));
-  const outcome missing = veskctl(dir_, {"metrics", "-D", "/missing"});
+  const ended missing = veskctl(dir_, {"metrics", "-D", "/missing"});
   EXPECT_EQ(missing.status, 0);
   EXPECT_EQ(missing.err, "veskctl: /missing: No such file or directory\n");
   EXPECT_TRUE(contains(missing.out, "vesk_metrics_info{directory=\"/missing\",")) << missing.out;
@@ -226,7 +226,7 @@ TEST_F(Metrics, leave_out_the_senders_when_the_daemon_does_not_tell) {
         ? s.answer(to, host_status(4711, 12'000'345, {9, 1, 2, 3, 4, 5, 6, 70, 8, 90, 1}))
         : s.receipt(to);
   });
-  const outcome end = veskctl(dir_, {"metrics"});
+  const ended end = veskctl(dir_, {"metrics"});
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.out, info + "vesk_up 1\n" + host_counters + marked(1));
   EXPECT_EQ(end.err,
@@ -236,7 +236,7 @@ TEST_F(Metrics, leave_out_the_senders_when_the_daemon_does_not_tell) {
 
 TEST_F(Metrics, tell_of_a_file_that_cannot_be_read) {
   fs::create_directory("/mnt/vesk/kernel.log");
-  const outcome end = veskctl(dir_, {"metrics"});
+  const ended end = veskctl(dir_, {"metrics"});
   EXPECT_EQ(end.status, 0);
   EXPECT_TRUE(contains(end.err, "veskctl: /mnt/vesk/kernel.log: Is a directory\n")) << end.err;
   EXPECT_TRUE(contains(end.out, "vesk_file_sound{file=\"kernel.log\"} 0\n")) << end.out;
@@ -256,7 +256,7 @@ TEST_F(Metrics, leave_out_what_a_bad_header_hides) {
 TEST_F(Metrics, name_a_directory_whatever_its_bytes) {
   const std::string strange = dir_.path() + "/a\"b\\c\xFF";
   fs::create_directory(strange);
-  const outcome end = veskctl(dir_, {"metrics", "-D", strange});
+  const ended end = veskctl(dir_, {"metrics", "-D", strange});
   EXPECT_TRUE(contains(end.out, "{directory=\"" + dir_.path() + "/a\\\"b\\\\c\\\\xff\","))
       << end.out;
 }
@@ -268,7 +268,7 @@ TEST_F(Metrics, go_to_a_file_in_one_piece) {
   struct stat old {};
   ASSERT_EQ(stat(path.c_str(), &old), 0);
   const std::ifstream reader(path);
-  const outcome end = veskctl(dir_, {"metrics", "--output", path});
+  const ended end = veskctl(dir_, {"metrics", "--output", path});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out, "");
   EXPECT_EQ(contents_of(path), info + "vesk_up 1\n" + host_counters + senders + marked(1));
@@ -288,19 +288,18 @@ TEST_F(Metrics, replace_nothing_but_a_file) {
   const std::string pipe = dir_.path() + "/pipe";
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const fake_service service(dir_, daemon_in_numbers());
-  const outcome end = veskctl(dir_, {"metrics", "--output", pipe});
+  const ended end = veskctl(dir_, {"metrics", "--output", pipe});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: cannot write " + pipe + ": it is there and no regular file\n");
   EXPECT_TRUE(fs::is_fifo(pipe));
-  const outcome nowhere = veskctl(dir_, {"metrics", "--output", dir_.path() + "/missing/x.prom"});
+  const ended nowhere = veskctl(dir_, {"metrics", "--output", dir_.path() + "/missing/x.prom"});
   EXPECT_EQ(nowhere.status, 1);
   EXPECT_EQ(nowhere.err, "veskctl: cannot write " + dir_.path() +
                              "/missing/x.prom: No such file or directory\n");
 }
 
 TEST_F(Metrics, that_cannot_be_written_are_no_success) {
-  const outcome end =
-      program(dir_.path(), "bash", {"-c", "exec veskctl metrics >/dev/full"}).wait();
+  const ended end = run_shell("exec veskctl metrics >/dev/full", in(dir_));
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(end.err, "veskctl: standard output cannot be written\n")) << end.err;
 }

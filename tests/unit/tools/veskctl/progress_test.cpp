@@ -112,7 +112,7 @@ class Progress : public ::testing::Test {
   std::string shown(const std::string &before, int status) {
     const std::string command =
         before + "veskctl send --file 5 --uuid 25" + terminal_.redirection();
-    EXPECT_EQ(program(dir_.path(), "bash", {"-c", command}, lines(300)).wait().status, status);
+    EXPECT_EQ(run_shell(command, in(dir_, lines(300))).status, status);
     return terminal_.text();
   }
 
@@ -154,12 +154,12 @@ TEST_F(Progress, counts_where_the_size_is_not_known) {
 
 TEST_F(Progress, draws_nothing_for_a_short_run) {
   const std::string command = "veskctl send --file 5 --uuid 25" + terminal_.redirection();
-  EXPECT_EQ(program(dir_.path(), "bash", {"-c", command}, "one\ntwo\n").wait().status, 0);
+  EXPECT_EQ(run_shell(command, in(dir_, "one\ntwo\n")).status, 0);
   EXPECT_EQ(terminal_.text(), "2 accepted, 0 refused, 0 unanswered\r\n");
 }
 
 TEST_F(Progress, draws_nothing_where_standard_error_is_no_terminal) {
-  const outcome end = send_lines(dir_, lines(300));
+  const ended end = send_lines(dir_, lines(300));
   EXPECT_EQ(end.err, "veskctl: line 151 was refused: the daemon refused it; its log says why\n");
 }
 

@@ -28,10 +28,10 @@ class RecoverWithCopy : public ::testing::Test {
     fs::remove_all("/var/lib/vesk");
   }
 
-  outcome recover(const std::vector<std::string> &arguments) {
+  ended recover(const std::vector<std::string> &arguments) {
     std::vector<std::string> all = {"recover"};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    outcome end = veskctl(dir_, all);
+    ended end = veskctl(dir_, all);
     end.out = pattern("-20[0-9]{6}T[0-9]{6}Z").replaced(end.out, "-TIME");
     return end;
   }
@@ -54,7 +54,7 @@ class RecoverWithCopy : public ::testing::Test {
 
 TEST_F(RecoverWithCopy, keeps_a_sound_file_too_and_says_where) {
   const log_file file = ring(5).entries(2, 12).make();
-  const outcome end = recover({"vesk"});
+  const ended end = recover({"vesk"});
   EXPECT_EQ(end.out,
             "vesk.log copied to /var/lib/vesk/preserved/000001-TIME/vesk.log\n"
             "asked to rebuild the global header of vesk.log (5)\n");
@@ -76,7 +76,7 @@ TEST_F(RecoverWithCopy, notes_what_the_copy_was_made_for) {
 TEST_F(RecoverWithCopy, says_where_the_same_bytes_are_kept_already) {
   const log_file file = ring(5).entries(2, 12).make();
   recover({"vesk"});
-  const outcome again = recover({"vesk", "--entries"});
+  const ended again = recover({"vesk", "--entries"});
   EXPECT_EQ(again.out,
             "vesk.log has not changed since the copy "
             "/var/lib/vesk/preserved/000001-TIME/vesk.log\n"
@@ -109,7 +109,7 @@ TEST_F(RecoverWithCopy, does_not_ask_when_there_can_be_no_copy) {
   const log_file file = ring(5).entries(2, 12).make();
   fs::create_directories("/var/lib/vesk");
   std::ofstream{copies} << "no directory";
-  const outcome end = recover({"vesk"});
+  const ended end = recover({"vesk"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "");
   EXPECT_EQ(end.err,
@@ -120,7 +120,7 @@ TEST_F(RecoverWithCopy, does_not_ask_when_there_can_be_no_copy) {
 
 TEST_F(RecoverWithCopy, does_not_ask_when_the_file_cannot_be_read) {
   fs::create_directory("/mnt/vesk/vesk.log");
-  const outcome end = recover({"vesk"});
+  const ended end = recover({"vesk"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err,
             "veskctl: /mnt/vesk/vesk.log: Is a directory\n"

@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 
 namespace vesk::test {
 namespace {
@@ -15,20 +13,22 @@ std::string long_word(uint64_t value) {
 
 }  // namespace
 
-outcome veskctl(const run_dir &dir, const std::vector<std::string> &arguments,
-                const std::string &input) {
-  return program(dir.path(), "veskctl", arguments, input).wait();
+start_options in(const run_dir &dir, const std::string &input) {
+  return {.input = input, .environment = {{"VESK_RUN_DIR", dir.path()}}};
 }
 
-outcome send_lines(const run_dir &dir, const std::string &input,
-                   const std::vector<std::string> &more) {
+ended veskctl(const run_dir &dir, const std::vector<std::string> &arguments,
+              const std::string &input) {
+  std::vector<std::string> command = {"veskctl"};
+  command.insert(command.end(), arguments.begin(), arguments.end());
+  return run(command, in(dir, input));
+}
+
+ended send_lines(const run_dir &dir, const std::string &input,
+                 const std::vector<std::string> &more) {
   std::vector<std::string> arguments = {"send", "--file", "vesk", "--uuid", "25"};
   arguments.insert(arguments.end(), more.begin(), more.end());
   return veskctl(dir, arguments, input);
-}
-
-bool contains(const std::string &text, const std::string &part) {
-  return text.find(part) != std::string::npos;
 }
 
 void expect_one_line(const std::string &err) {
@@ -49,11 +49,6 @@ std::string host_status(uint32_t pid, uint64_t uptime, const std::vector<uint64_
   std::string answer = word(1) + word(pid) + long_word(uptime);
   for (const uint64_t counter : counters) answer += long_word(counter);
   return answer;
-}
-
-std::string contents_of(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace vesk::test

@@ -6,18 +6,20 @@
 #include <vector>
 
 #include "tests/support/fake_service.h"
-#include "tests/unit/tools/veskctl/program.h"
+#include "tests/support/program.h"
+#include "tests/support/text.h"
 
 namespace vesk::test {
 
-outcome veskctl(const run_dir &dir, const std::vector<std::string> &arguments,
-                const std::string &input = {});
+// Where a program finds the stand-in, and this on its standard input.
+start_options in(const run_dir &dir, const std::string &input = {});
+
+ended veskctl(const run_dir &dir, const std::vector<std::string> &arguments,
+              const std::string &input = {});
 
 // Sends the lines of `input` to vesk.log as sender 25, with `more` options.
-outcome send_lines(const run_dir &dir, const std::string &input,
-                   const std::vector<std::string> &more = {});
-
-bool contains(const std::string &text, const std::string &part);
+ended send_lines(const run_dir &dir, const std::string &input,
+                 const std::vector<std::string> &more = {});
 
 // Expects one line that says who speaks.
 void expect_one_line(const std::string &err);
@@ -28,8 +30,5 @@ std::string event(uint32_t secs, uint32_t usecs, uint16_t kind, uint32_t opcode,
 
 // The host's answer to a status request: pid, microseconds of uptime, and the eleven counters.
 std::string host_status(uint32_t pid, uint64_t uptime, const std::vector<uint64_t> &counters);
-
-// The whole of a file.
-std::string contents_of(const std::string &path);
 
 }  // namespace vesk::test

@@ -10,7 +10,7 @@ namespace {
 TEST(Send, sends_the_text_as_one_record) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end =
+  const ended end =
       veskctl(dir, {"send", "--file", "kernel.log", "--uuid", "510", "--type", "2000", "--flags",
                     "7", "--sync", "flash", "--update", "--instance", "3", "fan", "2", "gone"});
   EXPECT_EQ(end.status, 0) << end.err;
@@ -36,7 +36,7 @@ TEST(Send, knows_files_by_name_and_number) {
 TEST(Send, sends_one_record_a_line) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, "first\nsecond line\n\nlast, without an end");
+  const ended end = send_lines(dir, "first\nsecond line\n\nlast, without an end");
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out, "3 accepted, 0 refused, 0 unanswered, 1 skipped (empty)\n");
   EXPECT_EQ(end.err, "");
@@ -53,7 +53,7 @@ TEST(Send, sends_one_record_a_line) {
 TEST(Send, counts_nothing_for_no_input) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, "");
+  const ended end = send_lines(dir, "");
   EXPECT_EQ(end.status, 0);
   EXPECT_EQ(end.out, "0 accepted, 0 refused, 0 unanswered\n");
 }
@@ -61,8 +61,8 @@ TEST(Send, counts_nothing_for_no_input) {
 TEST(Send, refuses_a_line_that_no_record_can_hold) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, std::string(65533, 'a') + '\n' + std::string(65532, 'b') +
-                                          '\n' + std::string(200000, 'c') + "\nd\n");
+  const ended end = send_lines(dir, std::string(65533, 'a') + '\n' + std::string(65532, 'b') +
+                                        '\n' + std::string(200000, 'c') + "\nd\n");
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "2 accepted, 2 refused, 0 unanswered\n");
   EXPECT_EQ(end.err,
@@ -85,11 +85,11 @@ TEST(Send, counts_what_was_refused_and_unanswered) {
         return s.answer(to, word(1));
     }
   });
-  const outcome end = send_lines(dir, "a\nr\nu\na\nr\n");
+  const ended end = send_lines(dir, "a\nr\nu\na\nr\n");
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "2 accepted, 2 refused, 1 unanswered\n");
   EXPECT_EQ(end.err, "veskctl: line 2 was refused: the daemon refused it; its log says why\n");
-  const outcome unanswered = send_lines(dir, "u\n");
+  const ended unanswered = send_lines(dir, "u\n");
   EXPECT_EQ(unanswered.status, 1);
   EXPECT_EQ(unanswered.out, "0 accepted, 0 refused, 1 unanswered\n");
   EXPECT_TRUE(contains(unanswered.err, "line 1 was not answered: ")) << unanswered.err;
@@ -101,7 +101,7 @@ TEST(Send, stops_when_the_daemon_is_silent) {
   const fake_service service(dir, [](const fake_service &s, const request &to) {
     if (to.payload.substr(24) == "one") s.answer(to, word(1));
   });
-  const outcome end = send_lines(dir, "one\ntwo\nthree\n", {"--timeout", "0.05"});
+  const ended end = send_lines(dir, "one\ntwo\nthree\n", {"--timeout", "0.05"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "1 accepted, 0 refused, 1 unanswered\n");
   EXPECT_TRUE(contains(end.err, "stopped at line 2: ")) << end.err;
@@ -111,7 +111,7 @@ TEST(Send, stops_when_the_daemon_is_silent) {
 TEST(Send, says_sent_when_it_waits_for_nothing) {
   const run_dir dir;
   const fake_service service(dir, silence);
-  const outcome end = send_lines(dir, "one\ntwo\n", {"--sync", "none"});
+  const ended end = send_lines(dir, "one\ntwo\n", {"--sync", "none"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out, "2 sent, 0 refused\n");
 }
@@ -119,8 +119,7 @@ TEST(Send, says_sent_when_it_waits_for_nothing) {
 TEST(Send, says_when_the_input_cannot_be_read) {
   const run_dir dir;
   const fake_service service(dir, silence);
-  const outcome end =
-      program(dir.path(), "sh", {"-c", "exec veskctl send --file 5 --uuid 25 </"}).wait();
+  const ended end = run_shell("exec veskctl send --file 5 --uuid 25 </", in(dir));
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(end.err, "standard input cannot be read")) << end.err;
 }
@@ -158,7 +157,7 @@ TEST(SendTime, is_the_same_for_every_line) {
 
 TEST(SendTime, that_is_none_is_named) {
   const run_dir dir;
-  const outcome end = send_lines(dir, "", {"--time", "noon"});
+  const ended end = send_lines(dir, "", {"--time", "noon"});
   EXPECT_EQ(end.status, 2);
   EXPECT_EQ(end.err,
             "veskctl: --time: 'noon' is no time of the form SECS[.MICROS] (--help tells more)\n");
@@ -168,7 +167,7 @@ TEST(SendWhole, sends_the_input_as_one_record_byte_for_byte) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   const std::string input("two\nlines\0and \xFF more\n\n", 23);
-  const outcome end = send_lines(dir, input, {"--whole"});
+  const ended end = send_lines(dir, input, {"--whole"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out, "1 accepted, 0 refused, 0 unanswered\n");
   EXPECT_EQ(end.err, "");
@@ -182,7 +181,7 @@ TEST(SendWhole, takes_as_much_as_a_record_holds_and_no_more) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
   EXPECT_EQ(send_lines(dir, std::string(65532, 'x'), {"--whole"}).status, 0);
-  const outcome longer = send_lines(dir, std::string(65533, 'x'), {"--whole"});
+  const ended longer = send_lines(dir, std::string(65533, 'x'), {"--whole"});
   EXPECT_EQ(longer.status, 1);
   EXPECT_EQ(longer.out, "0 accepted, 1 refused, 0 unanswered\n");
   EXPECT_EQ(
@@ -195,7 +194,7 @@ TEST(SendWhole, takes_as_much_as_a_record_holds_and_no_more) {
 TEST(SendWhole, refuses_an_empty_input) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end = send_lines(dir, "", {"--whole"});
+  const ended end = send_lines(dir, "", {"--whole"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: the record was refused: the record has no data\n");
   EXPECT_TRUE(service.requests().empty());
@@ -204,8 +203,7 @@ TEST(SendWhole, refuses_an_empty_input) {
 TEST(SendWhole, says_when_the_input_cannot_be_read) {
   const run_dir dir;
   const fake_service service(dir, answer_always(word(1)));
-  const outcome end =
-      program(dir.path(), "sh", {"-c", "exec veskctl send --file 5 --uuid 25 --whole </"}).wait();
+  const ended end = run_shell("exec veskctl send --file 5 --uuid 25 --whole </", in(dir));
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: standard input cannot be read: Is a directory\n");
   EXPECT_TRUE(service.requests().empty());
@@ -218,7 +216,7 @@ TEST(SendLarge, is_refused_unless_it_is_allowed) {
   const std::vector<std::string> arguments = {"send",   "--file", "temperature_err",
                                               "--uuid", "677",    "--whole"};
   const std::string large(5000, 'x');
-  const outcome refused = veskctl(dir, arguments, large);
+  const ended refused = veskctl(dir, arguments, large);
   EXPECT_EQ(refused.status, 1);
   EXPECT_EQ(refused.out, "0 accepted, 1 refused, 0 unanswered\n");
   EXPECT_TRUE(contains(refused.err, ": --allow-large sends it\n")) << refused.err;

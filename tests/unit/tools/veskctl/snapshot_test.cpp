@@ -30,7 +30,7 @@ class Snapshot : public ::testing::Test {
     fs::create_directories("/mnt/vesk");
   }
 
-  outcome taken(const std::vector<std::string> &more = {}) {
+  ended taken(const std::vector<std::string> &more = {}) {
     std::vector<std::string> arguments = {"snapshot", target_};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return veskctl(dir_, arguments);
@@ -75,7 +75,7 @@ TEST_F(Snapshot, copies_every_log_file_and_says_what_it_copied) {
   set_time(sound.path(), 1'600'000'000, 123'456'789);
   set_time(damaged.path(), 1'500'000'000, 0);
 
-  const outcome end = taken();
+  const ended end = taken();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.out,
@@ -139,12 +139,12 @@ TEST_F(Snapshot, lists_sums_that_sha256sum_finds_right) {
           .is_in(copied("SHA256SUMS")))
       << copied("SHA256SUMS");
   const std::string check = "cd " + target_ + " && sha256sum -c --strict SHA256SUMS";
-  const outcome right = program(dir_.path(), "bash", {"-c", check}).wait();
+  const ended right = run_shell(check, in(dir_));
   EXPECT_EQ(right.status, 0) << right.err;
   EXPECT_EQ(right.out, "vesk.log: OK\ntemperature_err.log: OK\nMANIFEST.json: OK\n");
 
   fs::remove(target_ + "/MANIFEST.json");
-  EXPECT_NE(program(dir_.path(), "bash", {"-c", check}).wait().status, 0) << "unfinished";
+  EXPECT_NE(run_shell(check, in(dir_)).status, 0) << "unfinished";
 }
 
 TEST_F(Snapshot, keeps_the_times_to_the_nanosecond) {
@@ -162,7 +162,7 @@ TEST_F(Snapshot, takes_an_empty_directory_and_no_other_one) {
   const log_file file = small_ring().make();
   fs::create_directory(target_);
   EXPECT_EQ(taken().status, 0);
-  const outcome again = taken();
+  const ended again = taken();
   EXPECT_EQ(again.status, 1);
   EXPECT_EQ(again.out, "");
   EXPECT_EQ(again.err,
@@ -173,20 +173,20 @@ TEST_F(Snapshot, takes_no_file_and_no_place_that_is_not_there) {
   const log_file file = small_ring().make();
   std::ofstream{dir_.path() + "/empty"};
   target_ = dir_.path() + "/empty";
-  const outcome on_a_file = taken();
+  const ended on_a_file = taken();
   EXPECT_EQ(on_a_file.status, 1);
   EXPECT_EQ(on_a_file.err, "veskctl: " + target_ + ": Not a directory\n");
   target_ = dir_.path() + "/missing/copy";
-  const outcome nowhere = taken();
+  const ended nowhere = taken();
   EXPECT_EQ(nowhere.status, 1);
   EXPECT_EQ(nowhere.err, "veskctl: cannot make " + target_ + ": No such file or directory\n");
 }
 
 TEST_F(Snapshot, makes_nothing_where_there_is_nothing_to_copy) {
-  const outcome empty = taken();
+  const ended empty = taken();
   EXPECT_EQ(empty.status, 1);
   EXPECT_EQ(empty.err, "veskctl: there is no log file in /mnt/vesk: is the flash mounted?\n");
-  const outcome missing = taken({"-D", "/missing"});
+  const ended missing = taken({"-D", "/missing"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "veskctl: /missing: No such file or directory\n");
   EXPECT_FALSE(fs::exists(target_));
@@ -207,7 +207,7 @@ TEST_F(Snapshot, copies_from_the_directory_that_it_is_told) {
 TEST_F(Snapshot, copies_the_others_when_one_cannot_be_read) {
   const log_file file = small_ring().make();
   fs::create_directory("/mnt/vesk/platform.log");
-  const outcome end = taken();
+  const ended end = taken();
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: /mnt/vesk/platform.log: Is a directory\n");
   EXPECT_EQ(end.out, "vesk.log                       84 bytes      2 entries  sound\n");
@@ -239,7 +239,7 @@ TEST_F(Snapshot, is_not_finished_when_its_directory_cannot_be_written) {
   ASSERT_EQ(chmod(target_.c_str(), 0500), 0);
   const without_override ordinary;
   if (!ordinary.programs()) GTEST_SKIP() << "this root cannot start a program as anybody less";
-  const outcome end = taken();
+  const ended end = taken();
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "");
   EXPECT_EQ(end.err, "veskctl: /mnt/vesk/vesk.log: cannot write " + target_ +

@@ -36,8 +36,8 @@ class Status : public ::testing::Test {
   }
 
   // The lines without what depends on the machine: how long the answer took, and the space.
-  outcome asked() {
-    outcome end = veskctl(dir_, {"status"});
+  ended asked() {
+    ended end = veskctl(dir_, {"status"});
     end.out = pattern("answered in [0-9]+\\.[0-9]{3} ms").replaced(end.out, "answered in N ms");
     end.out = pattern(
                   "[0-9.]+ [a-zA-Z]+ of [0-9.]+ [a-zA-Z]+ free, "
@@ -46,8 +46,8 @@ class Status : public ::testing::Test {
     return end;
   }
 
-  outcome asked_for_json() {
-    outcome end = veskctl(dir_, {"status", "--json"});
+  ended asked_for_json() {
+    ended end = veskctl(dir_, {"status", "--json"});
     end.out = pattern("\"answer_seconds\":[0-9.e-]+").replaced(end.out, "\"answer_seconds\":N");
     end.out = pattern("\"mount_point\":(true|false),\"size_bytes\":[0-9]+,\"free_bytes\":[0-9]+")
                   .replaced(end.out, "\"space\":N");
@@ -62,7 +62,7 @@ const std::string healthy = host_status(4711, 273'906'000'007, {9, 1, 2, 3, 4, 5
 TEST_F(Status, shows_a_daemon_that_is_well) {
   const fake_service service(
       dir_, daemon_with(host_status(77, 59'999'999, {3, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0}), ""));
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.out,
@@ -87,7 +87,7 @@ TEST_F(Status, shows_every_counter_and_the_latest_errors) {
     history += event(1000000000 + i, i, 101, 0, "ERROR: no " + std::to_string(i) + "\n");
   }
   const fake_service service(dir_, daemon_with(healthy, history));
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
             "daemon:    answered in N ms, process 4711, up 3 d 4 h\n"
@@ -109,7 +109,7 @@ TEST_F(Status, shows_every_counter_and_the_latest_errors) {
 TEST_F(Status, is_one_object_of_json) {
   const fake_service service(dir_,
                              daemon_with(healthy, event(5, 6, 101, 0, "ERROR: \"a\\\xFF\x07\n")));
-  const outcome end = asked_for_json();
+  const ended end = asked_for_json();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
             "{\"daemon\":{\"answers\":true,\"answer_seconds\":N,\"pid\":4711,"
@@ -124,7 +124,7 @@ TEST_F(Status, is_one_object_of_json) {
 
 TEST_F(Status, shows_the_rest_when_no_daemon_is_there) {
   const std::string said = "no daemon answers at " + dir_.socket_path() + ": is vesk_sup running?";
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "");
   EXPECT_EQ(end.out, "daemon:    " + said +
@@ -136,7 +136,7 @@ TEST_F(Status, shows_the_rest_when_no_daemon_is_there) {
                          "answers:   not known\n"
                          "listeners: not known\n"
                          "errors:    not known: the daemon does not answer\n");
-  const outcome json = asked_for_json();
+  const ended json = asked_for_json();
   EXPECT_EQ(json.status, 1);
   EXPECT_EQ(json.out, "{\"daemon\":{\"answers\":false,\"trouble\":\"" + said +
                           "\"},"
@@ -146,7 +146,7 @@ TEST_F(Status, shows_the_rest_when_no_daemon_is_there) {
 
 TEST_F(Status, waits_no_longer_than_it_is_told) {
   const fake_service service(dir_, silence);
-  const outcome end = veskctl(dir_, {"status", "--timeout", "0.05"});
+  const ended end = veskctl(dir_, {"status", "--timeout", "0.05"});
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(end.out, "daemon:    the daemon did not answer in time at ")) << end.out;
   EXPECT_TRUE(contains(end.out, "received:  not known\n")) << end.out;
@@ -158,7 +158,7 @@ TEST_F(Status, fails_without_the_marker) {
     to.header.opcode == 60004 ? s.answer(to, healthy) : s.receipt(to);
   });
   std::filesystem::remove(marker);
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(
       end.out, "marker:    /kyte_mounted is missing: the daemon lets every message go unread\n"))
@@ -168,7 +168,7 @@ TEST_F(Status, fails_without_the_marker) {
                        "errors:    not known: the daemon let it go without an answer: is the flash "
                        "mounted?\n"))
       << end.out;
-  const outcome json = asked_for_json();
+  const ended json = asked_for_json();
   EXPECT_EQ(json.status, 1);
   EXPECT_TRUE(contains(json.out, "\"flash\":{\"marker\":false,")) << json.out;
 }
@@ -177,7 +177,7 @@ TEST_F(Status, shows_the_rest_to_who_may_not_see_the_history) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004 ? s.answer(to, healthy) : s.refuse(to, 3);
   });
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 0);
   EXPECT_TRUE(contains(end.out, "process 4711")) << end.out;
   EXPECT_TRUE(
@@ -189,7 +189,7 @@ TEST_F(Status, knows_a_daemon_that_does_not_know_the_request) {
   const fake_service service(dir_, [](const fake_service &s, const request &to) {
     to.header.opcode == 60004 ? s.receipt(to) : s.answer(to, "");
   });
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 0);
   EXPECT_TRUE(contains(end.out,
                        "daemon:    answered in N ms, but it is of a version that does not know the "
@@ -207,7 +207,7 @@ TEST_F(Status, takes_the_fields_of_later_versions_and_no_cut_answer) {
   }
   for (const std::string &wrong : {healthy.substr(0, 103), std::string(104, '\0'), std::string()}) {
     const fake_service service(dir_, daemon_with(wrong, ""));
-    const outcome end = asked();
+    const ended end = asked();
     EXPECT_TRUE(contains(end.out, ", but the daemon's answer makes no sense")) << end.out;
     EXPECT_TRUE(contains(end.out, "received:  not known\n")) << end.out;
   }
@@ -216,7 +216,7 @@ TEST_F(Status, takes_the_fields_of_later_versions_and_no_cut_answer) {
 TEST_F(Status, shows_the_rest_when_there_is_no_log_directory) {
   const fake_service service(dir_, daemon_with(healthy, ""));
   std::filesystem::remove_all("/mnt/vesk");
-  const outcome end = asked();
+  const ended end = asked();
   EXPECT_EQ(end.status, 0);
   EXPECT_TRUE(contains(end.out, "space:     /mnt/vesk: No such file or directory\n")) << end.out;
   EXPECT_TRUE(contains(asked_for_json().out,

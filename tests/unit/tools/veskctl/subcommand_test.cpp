@@ -2,23 +2,20 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "tests/support/fake_service.h"
+#include "tests/support/poll.h"
 #include "tests/support/without_override.h"
 #include "tests/unit/tools/veskctl/run_veskctl.h"
 
 namespace vesk::test {
 namespace {
 
-using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 using ::testing::Test;
 
 TEST(Usage, is_wrong_with_status_two) {
@@ -76,7 +73,7 @@ TEST(Usage, is_wrong_with_status_two) {
       {"snapshot", "/tmp/one", "/tmp/two"},
   };
   for (const auto &arguments : wrong) {
-    const outcome end = veskctl(dir, arguments);
+    const ended end = veskctl(dir, arguments);
     const std::string typed = ::testing::PrintToString(arguments);
     EXPECT_EQ(end.status, 2) << typed << end.err;
     EXPECT_EQ(end.out, "") << typed;
@@ -90,7 +87,7 @@ TEST(Usage, is_explained_with_status_zero) {
   for (const char *subcommand :
        {"send", "stats", "enable", "disable", "clear", "config", "recover", "fail-notice", "debug",
         "history", "monitor", "status", "snapshot", "metrics"}) {
-    const outcome end = veskctl(dir, {subcommand, "--help"});
+    const ended end = veskctl(dir, {subcommand, "--help"});
     EXPECT_EQ(end.status, 0) << subcommand;
     EXPECT_EQ(end.err, "") << subcommand;
     EXPECT_TRUE(contains(end.out, "Examples:\n  veskctl " + std::string(subcommand))) << end.out;
@@ -112,12 +109,12 @@ TEST(Daemon, is_missed) {
                                              {"recover", "vesk"},
                                              {"debug"},
                                              {"history"}}) {
-    const outcome end = veskctl(dir, arguments);
+    const ended end = veskctl(dir, arguments);
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.err, "veskctl: " + said + "\n");
     EXPECT_EQ(end.out, "");
   }
-  const outcome end = send_lines(dir, "one\ntwo\n");
+  const ended end = send_lines(dir, "one\ntwo\n");
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: stopped at line 1: " + said + "\n");
   EXPECT_EQ(end.out, "0 accepted, 0 refused, 0 unanswered\n");
@@ -127,7 +124,7 @@ TEST(Daemon, is_found_where_the_option_says) {
   const run_dir dir;
   const run_dir elsewhere;
   const fake_service service(elsewhere, answer_always(word(1)));
-  const outcome end =
+  const ended end =
       veskctl(dir, {"send", "--file", "vesk", "--uuid", "25", "x", "--run-dir", elsewhere.path()});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(service.requests().size(), 1u);
@@ -136,7 +133,7 @@ TEST(Daemon, is_found_where_the_option_says) {
 TEST(Daemon, is_waited_for_as_long_as_the_option_says) {
   const run_dir dir;
   const fake_service service(dir, silence);
-  const outcome end = veskctl(dir, {"--timeout", "0.05", "stats"});
+  const ended end = veskctl(dir, {"--timeout", "0.05", "stats"});
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(end.err, "did not answer in time at " + dir.socket_path())) << end.err;
   expect_one_line(end.err);
@@ -148,7 +145,7 @@ TEST(Daemon, is_forbidden) {
   ASSERT_EQ(chmod(dir.socket_path().c_str(), 0), 0);
   const without_override ordinary;
   if (!ordinary.programs()) GTEST_SKIP() << "this root cannot start a program as anybody less";
-  const outcome end = veskctl(dir, {"stats"});
+  const ended end = veskctl(dir, {"stats"});
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(
       end.err, "permission denied at " + dir.socket_path() + ": run as root or join group "))
@@ -161,13 +158,13 @@ TEST(Stats, shows_senders_that_have_stored) {
   table.replace(2736 * 8, 8, word(4000000000) + word(24));
   const run_dir dir;
   const fake_service service(dir, answer_always(table));
-  const outcome end = veskctl(dir, {"stats"});
+  const ended end = veskctl(dir, {"stats"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
             "  UUID      ENTRIES        BYTES\n"
             "    25            2           88\n"
             "  2736   4000000000           24\n");
-  const outcome json = veskctl(dir, {"stats", "--json"});
+  const ended json = veskctl(dir, {"stats", "--json"});
   EXPECT_EQ(json.status, 0) << json.err;
   EXPECT_EQ(json.out,
             "[{\"uuid\":25,\"entries\":2,\"bytes\":88},"
@@ -207,7 +204,7 @@ TEST(Command, names_the_file) {
 TEST(Command, clears_file_by_file) {
   const run_dir dir;
   const fake_service service(dir, obey(0));
-  const outcome end = veskctl(dir, {"clear", "all"});
+  const ended end = veskctl(dir, {"clear", "all"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(service.requests().size(), 16u);
   EXPECT_TRUE(contains(end.out, "temperature_err.log (7): cleared\n"));
@@ -216,7 +213,7 @@ TEST(Command, clears_file_by_file) {
 TEST(Command, tells_a_refusal) {
   const run_dir dir;
   const fake_service service(dir, obey(UINT32_MAX));
-  const outcome end = veskctl(dir, {"enable", "vesk"});
+  const ended end = veskctl(dir, {"enable", "vesk"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.out, "");
   EXPECT_EQ(end.err, "veskctl: vesk.log (5): the daemon refused it; its log says why\n");
@@ -225,7 +222,7 @@ TEST(Command, tells_a_refusal) {
 TEST(Command, tells_that_it_is_not_permitted) {
   const run_dir dir;
   const fake_service service(dir, refuse_always(3));
-  const outcome end = veskctl(dir, {"disable", "all"});
+  const ended end = veskctl(dir, {"disable", "all"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: only root and the daemon's own user may do this\n");
 }
@@ -233,7 +230,7 @@ TEST(Command, tells_that_it_is_not_permitted) {
 TEST(Config, builds_the_slots_record) {
   const run_dir dir;
   const fake_service service(dir, receipt_always);
-  const outcome end = veskctl(dir, {"config", "--slot", "2", "--enable", "vesk,38"});
+  const ended end = veskctl(dir, {"config", "--slot", "2", "--enable", "vesk,38"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
             "sent slot 2: enabled vesk.log (5), file type 38, every other file type disabled\n");
@@ -272,7 +269,7 @@ TEST(Config, sends_a_prepared_payload) {
   EXPECT_EQ(veskctl(dir, {"config", "--raw", file}).status, 1);
   std::ofstream(file) << std::string(65560, 'x');
   EXPECT_EQ(veskctl(dir, {"config", "--raw", file}).status, 1);
-  const outcome missing = veskctl(dir, {"config", "--raw", dir.path() + "/missing"});
+  const ended missing = veskctl(dir, {"config", "--raw", dir.path() + "/missing"});
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.err, "veskctl: cannot read " + dir.path() + "/missing\n");
   EXPECT_EQ(veskctl(dir, {"config", "--raw", dir.path()}).status, 1);
@@ -327,7 +324,7 @@ TEST(History, is_printed_a_line_an_event) {
                                "ERROR: a\x07"
                                "b") +
                          event(1000000003, 999999, 4, 0, "")));
-  const outcome end = veskctl(dir, {"history"});
+  const ended end = veskctl(dir, {"history"});
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out,
             "2001-09-09 01:46:40.000001 received message 1151\n"
@@ -363,7 +360,7 @@ TEST(History, that_is_cut_short_is_not_believed) {
   const std::string whole = event(1, 1, 100, 0, "four");
   for (const size_t length : {size_t{15}, size_t{16}, size_t{19}}) {
     const fake_service service(dir, answer_always(whole.substr(0, length)));
-    const outcome end = veskctl(dir, {"history"});
+    const ended end = veskctl(dir, {"history"});
     EXPECT_EQ(end.status, 1);
     EXPECT_EQ(end.out, "");
     expect_one_line(end.err);
@@ -379,16 +376,6 @@ std::vector<std::string> listeners(const run_dir &dir) {
   return paths;
 }
 
-template <typename Condition>
-bool soon(Condition condition) {
-  const auto end = steady_clock::now() + milliseconds(5000);
-  while (!condition()) {
-    if (steady_clock::now() > end) return false;
-    usleep(2000);
-  }
-  return true;
-}
-
 // A run directory with a monitor that gets messages from a stand-in for the daemon.
 class MonitorOutput : public Test {
  protected:
@@ -399,7 +386,7 @@ class MonitorOutput : public Test {
 
   // Waits until the monitor listens.
   bool listening() {
-    return soon([this] {
+    return eventually([this] {
       const auto paths = listeners(dir_);
       struct stat st {};
       return !paths.empty() && stat(paths[0].c_str(), &st) == 0 && (st.st_mode & 0777) == 0666;
@@ -435,15 +422,15 @@ std::string exception_report() {
 }
 
 TEST_F(MonitorOutput, prints_what_the_daemon_tells) {
-  program monitor(dir_.path(), "veskctl", {"monitor", "--count", "4", "--timeout", "10"});
+  program monitor({"veskctl", "monitor", "--count", "4", "--timeout", "10"}, in(dir_));
   ASSERT_TRUE(listening());
   tell(1156, "");
   tell(1156, "", 0x12345678);  // nobody's message
-  EXPECT_TRUE(soon([&] { return !monitor.output().empty(); })) << "lines come as messages do";
+  EXPECT_NE(monitor.out("\n"), "") << "lines come as messages do";
   tell(7000, exception_report());
   tell(7000, "short");
   tell(9, "xyz");
-  const outcome end = monitor.wait();
+  const ended end = monitor.wait();
   EXPECT_EQ(end.status, 0) << end.err;
   EXPECT_EQ(end.out.rfind("UP 20", 0), 0u) << end.out;
   EXPECT_TRUE(contains(end.out,
@@ -458,17 +445,16 @@ TEST_F(MonitorOutput, prints_what_the_daemon_tells) {
 
 TEST_F(MonitorOutput, removes_its_socket_when_it_is_stopped) {
   for (const int signo : {SIGINT, SIGTERM}) {
-    program monitor(dir_.path(), "veskctl", {"monitor"});
+    program monitor({"veskctl", "monitor"}, in(dir_));
     ASSERT_TRUE(listening());
-    kill(monitor.pid(), signo);
-    EXPECT_EQ(monitor.wait().status, 0);
+    EXPECT_EQ(monitor.stop(signo).status, 0);
     EXPECT_TRUE(listeners(dir_).empty());
   }
 }
 
 TEST_F(MonitorOutput, ends_when_time_is_up) {
   EXPECT_EQ(veskctl(dir_, {"monitor", "--timeout", "0.05"}).status, 0);
-  const outcome end = veskctl(dir_, {"monitor", "--timeout", "0.05", "--count", "1"});
+  const ended end = veskctl(dir_, {"monitor", "--timeout", "0.05", "--count", "1"});
   EXPECT_EQ(end.status, 1);
   EXPECT_EQ(end.err, "veskctl: ended after 0 of 1 messages\n");
   EXPECT_TRUE(listeners(dir_).empty());
@@ -476,7 +462,7 @@ TEST_F(MonitorOutput, ends_when_time_is_up) {
 
 TEST(Monitor, needs_a_directory_of_listeners) {
   const run_dir dir;
-  const outcome end = veskctl(dir, {"monitor"});
+  const ended end = veskctl(dir, {"monitor"});
   EXPECT_EQ(end.status, 1);
   EXPECT_TRUE(contains(end.err, "its directory does not exist: is vesk_sup running?")) << end.err;
   expect_one_line(end.err);

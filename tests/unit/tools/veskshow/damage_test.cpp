@@ -15,7 +15,7 @@ class Damage : public ::testing::Test {
   void expect(const std::string &bytes, const std::string &texts, const std::string &problem,
               const std::string &note = "") {
     store(path, bytes);
-    const shown result = veskshow({"-o", "cat", path});
+    const ended result = veskshow({"-o", "cat", path});
     EXPECT_EQ(result.out, texts);
     EXPECT_EQ(result.err, "veskshow: " + path + ": " + problem + "\n" + note);
     EXPECT_EQ(result.status, 1);
@@ -71,7 +71,7 @@ TEST_F(Damage, shows_the_last_entries_before_it) {
   std::string broken = sound;
   broken[72] ^= 0x40;
   store(path, broken);
-  const shown result = veskshow({"-o", "cat", "-n", "1", path});
+  const ended result = veskshow({"-o", "cat", "-n", "1", path});
   EXPECT_EQ(result.out, "beta\n");
   EXPECT_EQ(result.status, 1);
 }
@@ -82,7 +82,7 @@ TEST_F(Damage, of_one_file_does_not_hide_the_others) {
   store(kyte, gheader(131072, 20, 68) + beta() + stale(24));
   store(nruda, stale(24));
   store(path, sound);
-  const shown result = veskshow({"-o", "cat", "-D", directory.path()});
+  const ended result = veskshow({"-o", "cat", "-D", directory.path()});
   EXPECT_EQ(result.out, "alpha\nbeta\nbeta\ngamma ray\n");
   EXPECT_EQ(result.err, "veskshow: " + nruda +
                             ": offset 0: not a log file: it does not begin with \"vesk\"\n"
@@ -105,7 +105,7 @@ TEST_F(Damage, is_reported_even_where_nothing_is_shown) {
   std::string broken = sound;
   broken[72] ^= 0x40;
   store(path, broken);
-  const shown result = veskshow({"-q", "-u", "1", path});
+  const ended result = veskshow({"-q", "-u", "1", path});
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err,
             "veskshow: " + path + ": offset 72: the checksum of the entry header does not hold\n");

@@ -23,7 +23,7 @@ class Entries : public ::testing::Test {
   // The letters that are shown, with the exit status where it is not 0.
   std::string letters(std::vector<std::string> arguments) {
     arguments.insert(arguments.end(), {"-o", "cat", "-D", directory.path()});
-    const shown result = veskshow(arguments);
+    const ended result = veskshow(arguments);
     std::string seen;
     for (const char c : result.out) {
       if (c != ' ' && c != '\n') seen += c;
@@ -131,7 +131,7 @@ TEST_F(Entries, are_chosen_by_names) {
   store(directory / "names", "uuid 6 fan monitor\ntype 1024 reset\n");
   EXPECT_EQ(letters({"--names", directory / "names", "-u", "fan monitor"}), "b");
   EXPECT_EQ(letters({"--names", directory / "names", "-t", "reset"}), "a");
-  const shown result =
+  const ended result =
       veskshow({"--utc", "--names", directory / "names", "-D", directory.path(), "-n1"});
   EXPECT_EQ(result.out, "2024-05-01 12:00:02.000000 nruda fan monitor[1025]: b   \n");
 }

@@ -37,14 +37,14 @@ class Files : public ::testing::Test {
 
   void expect_shown(const std::vector<std::string> &arguments, const std::string &lines,
                     const std::string &working_directory = "/") {
-    const shown result = veskshow(arguments, working_directory);
+    const ended result = veskshow(arguments, working_directory);
     EXPECT_EQ(result.out, lines);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
   }
 
   void expect_problem(const std::vector<std::string> &arguments, const std::string &line) {
-    const shown result = veskshow(arguments);
+    const ended result = veskshow(arguments);
     EXPECT_EQ(result.out, "");
     EXPECT_EQ(result.err, line);
     EXPECT_EQ(result.status, 1);
@@ -167,14 +167,14 @@ TEST_F(Files, that_are_far_too_large) {
 TEST_F(Files, that_may_not_be_read) {
   std::filesystem::permissions(kyte, std::filesystem::perms::none);
   std::filesystem::permissions(directory.path(), std::filesystem::perms::all);
-  const shown result = veskshow_as_nobody({"-o", "cat", "-D", directory.path()});
+  const ended result = veskshow_as_nobody({"-o", "cat", "-D", directory.path()});
   EXPECT_EQ(result.out, "alpha\nbeta\ngamma ray\n");
   EXPECT_EQ(result.err, "veskshow: " + kyte + ": Permission denied\n");
   EXPECT_EQ(result.status, 1);
 }
 
 TEST_F(Files, that_cannot_be_read_do_not_hide_the_others) {
-  const shown result = veskshow({"-o", "cat", "/gone", kyte, "8", directory.path(), temperature});
+  const ended result = veskshow({"-o", "cat", "/gone", kyte, "8", directory.path(), temperature});
   EXPECT_EQ(result.out, "alpha\nbeta\nbeta\ngamma ray\n");
   EXPECT_EQ(result.err,
             "veskshow: 8: No such file, and no log file of that name or type\n"

@@ -65,8 +65,7 @@ TEST_F(FollowedFiles, show_what_is_added_until_they_are_interrupted) {
   append("kyte.log", "three");
   append("kyte.log", "four");
   EXPECT_EQ(show.out("four\n"), "three\nfour\n");
-  kill(show.process(), SIGINT);
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.stop(SIGINT).status, 0);
   EXPECT_EQ(show.out() + show.err(), "");
 }
 
@@ -74,8 +73,7 @@ TEST_F(FollowedFiles, end_at_a_termination_too) {
   append("kyte.log", "one");
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
-  kill(show.process(), SIGTERM);
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.stop(SIGTERM).status, 0);
 }
 
 TEST_F(FollowedFiles, begin_with_the_last_ten_entries) {
@@ -113,8 +111,7 @@ TEST_F(FollowedFiles, that_were_named_and_are_not_there_are_reported_and_awaited
             "veskshow: " + (directory / "kyte.log") + ": No such file or directory\n");
   append("kyte.log", "one");
   EXPECT_EQ(show.out("one\n"), "one\n");
-  kill(show.process(), SIGINT);
-  EXPECT_EQ(show.wait(), 1);
+  EXPECT_EQ(show.stop(SIGINT).status, 1);
 }
 
 TEST_F(FollowedFiles, may_be_cleared) {
@@ -138,8 +135,7 @@ TEST_F(FollowedFiles, may_go_around_and_around) {
     append("temperature_err.log", text);
     EXPECT_EQ(show.out("\n"), text + "\n");
   }
-  kill(show.process(), SIGINT);
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.stop(SIGINT).status, 0);
   EXPECT_EQ(show.err(), "");
 }
 
@@ -171,8 +167,7 @@ TEST_F(FollowedFiles, lose_nothing_and_raise_no_alarm_while_they_are_written_to)
       expected.clear();
     }
   }
-  kill(show.process(), SIGINT);
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.stop(SIGINT).status, 0);
   EXPECT_EQ(show.err(), "");
 }
 
@@ -196,8 +191,7 @@ TEST_F(FollowedFiles, that_are_damaged_are_reported_and_followed_on) {
                                 ": offset 48: the checksum of the entry header does not hold\n");
   append("kyte.log", "two");
   EXPECT_EQ(show.out("two\n"), "two\n");
-  kill(show.process(), SIGINT);
-  EXPECT_EQ(show.wait(), 1);
+  EXPECT_EQ(show.stop(SIGINT).status, 1);
 }
 
 TEST_F(FollowedFiles, are_left_when_nobody_reads_any_more) {
@@ -205,12 +199,12 @@ TEST_F(FollowedFiles, are_left_when_nobody_reads_any_more) {
   running_veskshow show(arguments());
   EXPECT_EQ(show.out("one\n"), "one\n");
   show.stop_reading();
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.wait().status, 0);
 }
 
 TEST_F(FollowedFiles, of_no_directory_are_not_awaited) {
   running_veskshow show({"-f", "-D", "/nowhere"});
-  EXPECT_EQ(show.wait(), 1);
+  EXPECT_EQ(show.wait().status, 1);
   EXPECT_EQ(show.err(), "veskshow: /nowhere: No such file or directory\n");
 }
 

@@ -14,7 +14,7 @@ class Header : public ::testing::Test {
   void expect_header(const std::string &name, const std::string &bytes, const std::string &lines,
                      int status = 0) {
     store(directory / name, bytes);
-    const shown result = veskshow({"--header", directory / name});
+    const ended result = veskshow({"--header", directory / name});
     EXPECT_EQ(result.out, lines);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, status);
@@ -227,7 +227,7 @@ TEST_F(Header, whose_end_lies_beyond_the_file) {
 TEST_F(Header, of_a_wrapped_ring_that_was_cut) {
   const std::string bytes = gheader(120, 64, 52) + gamma_ray() + stale(12) + alpha() + null8();
   store(directory / "ring", bytes.substr(0, 119));
-  const shown result = veskshow({"--header", directory / "ring"});
+  const ended result = veskshow({"--header", directory / "ring"});
   EXPECT_TRUE(result.out.ends_with(
       "\nsize: 119 bytes\n"
       "wrapped: yes, the live entries run from start to max and on from 20 to end\n"
@@ -244,7 +244,7 @@ TEST_F(Header, of_a_wrapped_ring_that_was_cut) {
 TEST_F(Header, of_several_files_stands_under_the_path) {
   store(directory / "one", gheader(8192, 20, 104) + three);
   store(directory / "two", gheader(8192, 20, 20));
-  const shown result =
+  const ended result =
       veskshow({"--header", directory / "one", directory / "gone", directory / "two"});
   EXPECT_EQ(result.out, "==> " + (directory / "one") +
                             " <==\n"

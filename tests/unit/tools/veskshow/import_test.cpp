@@ -6,8 +6,9 @@
 #include <vector>
 
 #include "tests/support/file_bytes.h"
+#include "tests/support/files.h"
+#include "tests/support/program.h"
 #include "tests/unit/tools/veskshow/fields_in_json.h"
-#include "tests/unit/tools/veskshow/other_program.h"
 #include "tests/unit/tools/veskshow/sample_entry.h"
 
 namespace vesk::test {
@@ -24,11 +25,12 @@ constexpr char boot_id[] = "5ef1c0de9d7a4b21b0c7365f1ae84d02";
 // Imports what was exported and returns what journalctl then knows, entry by entry, except the
 // cursors, which are the journal's own.
 std::vector<field_map> imported(const std::string &exported) {
-  const program_result result = run_shell(std::string(importer) +
-                                              " -o imported.journal - >import.out && "
-                                              "journalctl --file imported.journal --all -o json",
-                                          exported);
-  EXPECT_EQ(result.status, 0) << result.err;
+  const scratch_directory directory;
+  const ended result = run_shell(std::string(importer) +
+                                     " -o imported.journal - >import.out && "
+                                     "journalctl --file imported.journal --all -o json",
+                                 {.input = exported, .directory = directory.path()});
+  EXPECT_EQ(result.status, 0) << result;
   std::vector<field_map> entries;
   size_t start = 0;
   for (size_t end; (end = result.out.find('\n', start)) != std::string::npos; start = end + 1) {

@@ -5,8 +5,9 @@
 
 #include <string>
 
+#include "tests/support/files.h"
+#include "tests/support/program.h"
 #include "tests/unit/tools/veskshow/fields_in_json.h"
-#include "tests/unit/tools/veskshow/other_program.h"
 #include "tests/unit/tools/veskshow/sample_entry.h"
 
 namespace vesk::test {
@@ -212,7 +213,7 @@ class ReadByJq : public ::testing::TestWithParam<output_format> {
   static std::string read(const std::string &program, const std::vector<sample> &entries) {
     std::string text;
     for (const sample &entry : entries) text += shown_as(GetParam(), entry, {.names = names});
-    const program_result result = run_shell("jq " + program, text);
+    const ended result = run_shell("jq " + program, {.input = text});
     EXPECT_EQ(result.status, 0) << result.err;
     return result.out;
   }

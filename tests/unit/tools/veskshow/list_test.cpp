@@ -24,7 +24,7 @@ class List : public ::testing::Test {
                    int status = 0, const std::string &problems = "") {
     std::vector<std::string> all = {"--utc", "--list", "-D", directory.path()};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    const shown result = veskshow(all);
+    const ended result = veskshow(all);
     EXPECT_EQ(result.out, lines);
     EXPECT_EQ(result.err, problems);
     EXPECT_EQ(result.status, status);
@@ -262,7 +262,7 @@ TEST_F(Repairs, of_a_file_do_not_end_before_the_file_itself) {
 TEST_F(Repairs, do_not_end_in_other_directories) {
   const scratch_directory other;
   store(other / "btcm.log", gheader(262144, 20, 48) + stale(28));
-  const shown result = veskshow({"--list", "-D", directory.path(), "kernel", other / "btcm.log"});
+  const ended result = veskshow({"--list", "-D", directory.path(), "kernel", other / "btcm.log"});
   EXPECT_NE(result.out.find("remove: offset 20: the checksum of the entry header does not hold"),
             std::string::npos)
       << result.out;

@@ -24,7 +24,7 @@ class Map : public ::testing::Test {
                   const std::string &problem = "") {
     const std::string path = directory / name;
     store(path, bytes);
-    const shown result = veskshow({"--map", path});
+    const ended result = veskshow({"--map", path});
     EXPECT_EQ(result.out, legend + "\n" + path + ": " + picture);
     EXPECT_EQ(result.err, problem.empty() ? "" : "veskshow: " + path + ": " + problem + "\n");
     EXPECT_EQ(result.status, problem.empty() ? 0 : 1);
@@ -173,7 +173,7 @@ TEST_F(Map, shows_a_wrong_capacity_as_damage_of_the_header) {
 
 TEST_F(Map, says_where_there_is_no_ring_to_draw) {
   store(directory / "lost", stale(60));
-  const shown result = veskshow({"--map", directory / "lost"});
+  const ended result = veskshow({"--map", directory / "lost"});
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "veskshow: " + (directory / "lost") +
                             ": there is no ring to draw: offset 0: not a log file: it does not "
@@ -187,7 +187,7 @@ TEST_F(Map, has_one_legend_for_all_files) {
   store(directory / "lost", stale(60));
   store(directory / "one", wrapped);
   store(directory / "two", gheader(120, 20, 20));
-  const shown result = veskshow({"--map", directory / "lost", directory / "one", directory / "gone",
+  const ended result = veskshow({"--map", directory / "lost", directory / "one", directory / "gone",
                                  directory / "lost", directory / "two"});
   EXPECT_EQ(result.out,
             legend + "\n" + (directory / "one") +

@@ -11,14 +11,14 @@ namespace vesk::test {
 namespace {
 
 void expect_usage_error(const std::vector<std::string> &arguments, const std::string &reason) {
-  const shown result = veskshow(arguments);
+  const ended result = veskshow(arguments);
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "veskshow: " + reason + "\nTry 'veskshow --help'.\n");
   EXPECT_EQ(result.status, 2);
 }
 
 TEST(CommandLine, help_answers_the_plain_questions) {
-  const shown result = veskshow({"--help"});
+  const ended result = veskshow({"--help"});
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   for (const char *part : {
@@ -46,7 +46,7 @@ TEST(CommandLine, help_fits_into_a_hundred_columns) {
 }
 
 TEST(CommandLine, version_is_the_projects) {
-  const shown result = veskshow({"--version"});
+  const ended result = veskshow({"--version"});
   EXPECT_EQ(result.out, "veskshow " VESK_VERSION_TEXT "\n");
   EXPECT_EQ(result.status, 0);
 }
@@ -138,7 +138,7 @@ TEST(CommandLine, options_must_fit_together) {
 TEST(CommandLine, last_of_several_values_counts) {
   const scratch_directory directory;
   store(directory / "ring", file_of(alpha() + beta()));
-  const shown result =
+  const ended result =
       veskshow({"-n", "2", "-n", "1", "-o", "json", "-o", "cat", directory / "ring"});
   EXPECT_EQ(result.out, "beta\n");
 }

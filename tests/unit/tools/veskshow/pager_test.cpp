@@ -23,7 +23,7 @@ class Pager : public ::testing::Test {
     more.insert(more.end(), {"-o", "cat", "--color=never", path});
     running_veskshow show(more, environment);
     const std::string seen = show.out();
-    status = show.wait();
+    status = show.wait().status;
     return seen;
   }
 
@@ -111,7 +111,7 @@ TEST_F(Pager, has_the_keyboards_interrupt_to_itself) {
   show.out("ready");
   show.type("\x03");
   EXPECT_NE(show.out().find("got it\r\nend\r\n"), std::string::npos);
-  EXPECT_EQ(show.wait(), 0);
+  EXPECT_EQ(show.wait().status, 0);
 }
 
 TEST_F(Pager, that_cannot_be_run_is_a_problem) {

@@ -49,7 +49,7 @@ mode_t mode_of(const std::string &path) {
 
 class Preserve : public ::testing::Test {
  protected:
-  shown preserve(const std::vector<std::string> &more = {}) {
+  ended preserve(const std::vector<std::string> &more = {}) {
     std::vector<std::string> arguments = {"-D", logs.path(), "--preserve", copies()};
     arguments.insert(arguments.end(), more.begin(), more.end());
     return veskshow(arguments);
@@ -57,7 +57,7 @@ class Preserve : public ::testing::Test {
 
   // Runs it and expects this output, nothing on standard error, and success. Times are left out.
   void expect_output(const std::string &out, const std::vector<std::string> &more = {}) {
-    const shown result = preserve(more);
+    const ended result = preserve(more);
     EXPECT_EQ(without_times(result.out), out);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
@@ -65,7 +65,7 @@ class Preserve : public ::testing::Test {
 
   // Runs it and expects it to fail with this on standard error.
   void expect_problem(const std::string &err, const std::vector<std::string> &more = {}) {
-    const shown result = preserve(more);
+    const ended result = preserve(more);
     EXPECT_EQ(without_times(result.err), err);
     EXPECT_EQ(result.status, 1);
   }
@@ -201,14 +201,14 @@ TEST_F(Preserve, notes_the_fates) {
 TEST_F(Preserve, makes_copies_that_are_read_like_any_other_file) {
   store(logs / "temperature_err.log", to_be_rebuilt());
   preserve();
-  const shown saved = veskshow({"-D", set("000001"), "--salvage", "-q", "-o", "cat"});
+  const ended saved = veskshow({"-D", set("000001"), "--salvage", "-q", "-o", "cat"});
   EXPECT_EQ(saved.out, "eight by\neight by\neight by\neight by\neight by\n");
-  const shown verified = veskshow({"-D", set("000001"), "--verify"});
+  const ended verified = veskshow({"-D", set("000001"), "--verify"});
   EXPECT_TRUE(verified.out.starts_with(
       "temperature_err.log: damaged; the next first start would rebuild its global header\n"))
       << verified.out;
   fs::permissions(place.path(), fs::perms{0755});
-  const shown plain = veskshow_as_nobody({"-D", set("000001"), "-o", "cat"});
+  const ended plain = veskshow_as_nobody({"-D", set("000001"), "-o", "cat"});
   EXPECT_EQ(plain.out, "eight by\neight by\n") << "what the ring still leads to";
 }
 
@@ -299,7 +299,7 @@ TEST_F(Preserve, keeps_what_lies_in_the_log_directory_now_however_old_the_copy_i
 TEST_F(Preserve, fits_in_what_it_can_and_tells_of_the_rest) {
   store(logs / "vesk.log", to_be_removed(700 * kib));
   store(logs / "platform.log", to_be_removed(500 * kib));
-  const shown result = preserve({"--preserve-limit", "1"});
+  const ended result = preserve({"--preserve-limit", "1"});
   EXPECT_EQ(without_times(result.out),
             "platform.log: remove; copied to COPIES/000001/platform.log\n");
   EXPECT_EQ(without_times(result.err),
@@ -314,7 +314,7 @@ TEST_F(Preserve, takes_what_is_removed_before_what_is_only_rebuilt) {
   rebuilt.resize(500 * kib);
   store(logs / "vesk.log", rebuilt);
   store(logs / "platform.log", to_be_removed(700 * kib));
-  const shown result = preserve({"--preserve-limit", "1"});
+  const ended result = preserve({"--preserve-limit", "1"});
   EXPECT_EQ(without_times(result.out),
             "platform.log: remove; copied to COPIES/000001/platform.log\n");
   EXPECT_EQ(result.status, 1);
@@ -386,7 +386,7 @@ TEST_F(Preserve, removes_nothing_old_where_the_new_has_no_room) {
   store(logs / "platform.log", to_be_removed(700 * kib, 'a'));
   EXPECT_EQ(preserve().status, 0);
   store(logs / "platform.log", to_be_removed(700 * kib, 'b'));
-  const shown result = preserve();
+  const ended result = preserve();
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(pattern("^veskshow: COPIES: no room on its file system: 749568 bytes are needed, "
                       "[0-9]{6} are free\n$")
@@ -406,7 +406,7 @@ TEST_F(Preserve, waits_for_another_that_makes_copies) {
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001"}));
   close(lock);
-  EXPECT_EQ(second.wait(), 0);
+  EXPECT_EQ(second.wait().status, 0);
   EXPECT_EQ(names_in(copies()), (list{".lock", "000001", "000002"}));
 }
 
@@ -418,7 +418,7 @@ TEST_F(Preserve, leaves_alone_what_is_not_its_own) {
   store(copies() + "/mine/platform.log", std::string(1200 * kib, 'm'));
   store(copies() + "/000001-20200101T000000Z", "a file");
   store(logs / "platform.log", to_be_removed(400 * kib));
-  const shown result = preserve({"--preserve-limit", "1"});
+  const ended result = preserve({"--preserve-limit", "1"});
   EXPECT_EQ(result.status, 0) << result.err;
   EXPECT_TRUE(fs::exists(copies() + "/1-20200101T000000"));
   EXPECT_TRUE(fs::exists(copies() + "/mine/platform.log"));
@@ -455,7 +455,7 @@ TEST_F(Preserve, takes_no_link_for_its_lock) {
 TEST_F(Preserve, copies_the_others_when_one_cannot_be_read) {
   fs::create_directory(logs / "vesk.log");
   store(logs / "platform.log", to_be_removed(60));
-  const shown result = preserve();
+  const ended result = preserve();
   EXPECT_EQ(without_times(result.out),
             "platform.log: remove; copied to COPIES/000001/platform.log\n");
   EXPECT_EQ(without_times(result.err), "veskshow: LOGS/vesk.log: Is a directory\n");
@@ -476,7 +476,7 @@ TEST_F(Preserve, makes_its_directory_where_one_can_be_made) {
   EXPECT_EQ(veskshow({"-D", logs.path(), "--preserve", "deeper/down/"}, place.path()).status, 0);
   EXPECT_EQ(names_in(place / "deeper/down"), (list{".lock", "000001"}));
   const std::string in_a_file = logs / "platform.log";
-  const shown nowhere =
+  const ended nowhere =
       veskshow({"-D", place / "deeper", "--preserve", in_a_file + "/copies/deeper"});
   EXPECT_EQ(nowhere.err, "veskshow: " + in_a_file +
                              "/copies/deeper: cannot keep copies there: Not a directory\n");
@@ -487,7 +487,7 @@ TEST_F(Preserve, makes_no_copies_on_the_flash_of_the_logs) {
   store(logs / "platform.log", to_be_removed(60));
   fs::create_directory_symlink(logs.path(), place / "link");
   for (const std::string &inside : {logs.path(), logs / "copies", place / "link/copies"}) {
-    const shown result = veskshow({"-D", logs.path(), "--preserve", inside});
+    const ended result = veskshow({"-D", logs.path(), "--preserve", inside});
     EXPECT_EQ(result.err, "veskshow: " + inside +
                               ": lies in the directory of the log files, which has no room for "
                               "copies\n");
@@ -497,14 +497,14 @@ TEST_F(Preserve, makes_no_copies_on_the_flash_of_the_logs) {
 }
 
 TEST_F(Preserve, wants_a_directory_of_log_files) {
-  const shown result = veskshow({"-D", place / "missing", "--preserve", copies()});
+  const ended result = veskshow({"-D", place / "missing", "--preserve", copies()});
   EXPECT_EQ(result.err, "veskshow: " + (place / "missing") + ": No such file or directory\n");
   EXPECT_EQ(result.status, 1);
 }
 
 TEST_F(Preserve, refuses_a_command_line_that_means_nothing) {
   const auto refused = [](const std::vector<std::string> &arguments) {
-    const shown result = veskshow(arguments);
+    const ended result = veskshow(arguments);
     EXPECT_EQ(result.status, 2);
     return result.err;
   };

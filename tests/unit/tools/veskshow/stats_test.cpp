@@ -32,7 +32,7 @@ class Stats : public ::testing::Test {
                     int status = 0, const std::string &problems = "") {
     std::vector<std::string> all = {"--utc", "--stats", "-D", directory.path()};
     all.insert(all.end(), arguments.begin(), arguments.end());
-    const shown result = veskshow(all);
+    const ended result = veskshow(all);
     EXPECT_EQ(result.out, text);
     EXPECT_EQ(result.err, problems);
     EXPECT_EQ(result.status, status);
@@ -180,7 +180,7 @@ TEST_F(Stats, tell_small_rates_by_the_day) {
 TEST_F(Stats, of_the_largest_times_and_capacity) {
   store(directory / "ring",
         gheader(0xFFFFFFFF, 20, 60) + entry({.secs = 0}, "") + entry({.secs = 0xFFFFFFFF}, ""));
-  const shown result = veskshow({"--utc", "--stats", directory / "ring"});
+  const ended result = veskshow({"--utc", "--stats", directory / "ring"});
   EXPECT_NE(result.out.find("\n677           2     40  100.0%  <0.1/d  1970-01-01 00:00:00  "
                             "2106-02-07 06:28:15\n"),
             std::string::npos)

@@ -31,7 +31,7 @@ class Verify : public ::testing::Test {
   std::string shown_of(const std::vector<std::string> &names, int status = 1) {
     std::vector<std::string> arguments = {"--verify", "-D", directory.path()};
     arguments.insert(arguments.end(), names.begin(), names.end());
-    const shown result = veskshow(arguments);
+    const ended result = veskshow(arguments);
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, status);
     return result.out;
@@ -187,7 +187,7 @@ TEST_F(Verify, treats_files_of_different_directories_by_themselves) {
   const scratch_directory other;
   store(other / "platform.log", gheader(1048576, 44, 44) + item(20));
   const std::string path = other / "platform.log";
-  const shown result = veskshow({"--verify", directory / "kernel.log", path});
+  const ended result = veskshow({"--verify", directory / "kernel.log", path});
   EXPECT_NE(result.out.find(path + ": damaged; the next first start would rebuild"),
             std::string::npos)
       << result.out;
@@ -206,7 +206,7 @@ TEST_F(Verify, predicts_nothing_of_files_that_start_up_does_not_know) {
 
 TEST_F(Verify, goes_on_after_a_file_that_cannot_be_read) {
   store(directory / "temperature_err.log", file_of(three));
-  const shown result = veskshow({"--verify", "-D", directory.path(), "kernel", "temperature_err"});
+  const ended result = veskshow({"--verify", "-D", directory.path(), "kernel", "temperature_err"});
   EXPECT_EQ(result.out,
             "temperature_err.log: sound; the next first start would keep it as it is\n");
   EXPECT_EQ(result.err,
@@ -220,7 +220,7 @@ TEST_F(Verify, says_so_where_it_can_have_no_copy_in_memory) {
   if (child == 0) {
     const rlimit too_short{8192, 8192};  // a repair may write three bytes more
     setrlimit(RLIMIT_FSIZE, &too_short);
-    const shown result = veskshow({"--verify", "-D", directory.path()});
+    const ended result = veskshow({"--verify", "-D", directory.path()});
     const bool as_it_should = result.status == 1 && result.out.empty() &&
                               result.err == "veskshow: " + (directory / "temperature_err.log") +
                                                 ": cannot copy it into memory: File too large\n";
@@ -234,7 +234,7 @@ TEST_F(Verify, says_so_where_it_can_have_no_copy_in_memory) {
 TEST_F(Verify, shows_what_is_not_sound_in_red) {
   store(directory / "kyte.log", gheader(131072, 20, 44) + beta());
   store(directory / "temperature_err.log", stale(10));
-  const shown result = veskshow({"--verify", "--color", "always", "-D", directory.path()});
+  const ended result = veskshow({"--verify", "--color", "always", "-D", directory.path()});
   EXPECT_EQ(result.out.substr(0, result.out.find("    ")),
             "kyte.log: sound; the next first start would keep it as it is\n"
             "temperature_err.log: \x1b[31mdamaged\x1b[0m; the next first start would remove "
