@@ -10,7 +10,7 @@ namespace vesk::bench {
 
 using command = std::vector<std::string>;
 
-// A program that runs on until it is told to end. What it prints is thrown away.
+// A program that runs on until it is asked to end. What it prints is thrown away.
 class process {
  public:
   explicit process(const command &program);

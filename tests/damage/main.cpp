@@ -1,4 +1,4 @@
-// Damages a log file as worn flash or a power cut does, and says in one sentence what was done.
+// Damages a log file as worn flash or a power cut does, and says in one line what was done.
 //
 //   vesk_damage CASE FILE            while no daemon runs
 //   vesk_damage torn-... FILE COPY   the same, with a copy made before the file's last append
@@ -28,7 +28,7 @@ using bytes = std::vector<uint8_t>;
 // What a case works on. The rings whose entries are counted have not wrapped.
 struct damaged_file {
   bytes now;
-  bytes before;  // empty but for the cases that take a copy
+  bytes before;  // empty except in the cases that take a copy
 };
 
 bytes content_of(const std::string &path) {

@@ -1,4 +1,5 @@
-// The files of the flash: those of the chip's directory, but for what the plan does to the calls.
+// The files of the flash: those of the chip's directory, except for what the plan does to the
+// calls.
 #pragma once
 
 #define FUSE_USE_VERSION 35

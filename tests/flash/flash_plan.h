@@ -1,4 +1,4 @@
-// What a flash is told to do to the calls that reach it, in memory that the test and every process
+// What a flash has to do to the calls that reach it, in memory that the test and every process
 // of the flash share: what the test writes holds from the next call on, also after a remount.
 #pragma once
 

@@ -1,4 +1,4 @@
-// The flash itself: it does what it is told, and nothing else.
+// The flash itself: it does what its plan says, and nothing else.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -93,8 +93,8 @@ TEST_F(FullFlash, stores_a_record_whose_padding_has_no_room) {
 TEST_F(FullFlash, loses_a_file_at_a_start_whose_last_padding_had_no_room) {
   flash.leave_room(20 + 5);
   EXPECT_EQ(send("fiver"), response::stored);
-  const ended foretold = run({"veskshow", "--verify", "vesk"});
-  EXPECT_EQ(lines_of(foretold.out).at(0),
+  const ended predicted = run({"veskshow", "--verify", "vesk"});
+  EXPECT_EQ(lines_of(predicted.out).at(0),
             "vesk.log: damaged; the next first start would remove it");
   boot();
   EXPECT_TRUE(daemon.prints("ERROR: start 20 or end 76 is greater than file size 73"));

@@ -29,8 +29,8 @@ class SynchronousRecord : public used_flash_test {
     EXPECT_TRUE(flash.let_mount_program_go());
   }
 
-  // The first line of what veskshow foretells of vesk.log.
-  static std::string foretold() {
+  // The first line of what veskshow predicts of vesk.log.
+  static std::string predicted() {
     return lines_of(run({"veskshow", "--verify", "vesk"}).out).at(0);
   }
 };
@@ -87,7 +87,7 @@ TEST_F(SynchronousRecord, is_answered_with_success_although_the_log_does_not_lea
   EXPECT_EQ(send_synchronous("fiver"), response::stored);
   wait_for_remount();
   EXPECT_EQ(shown_data("vesk"), texts{"before"});
-  EXPECT_EQ(foretold(), "vesk.log: sound; the next first start would keep it as it is");
+  EXPECT_EQ(predicted(), "vesk.log: sound; the next first start would keep it as it is");
 }
 
 // The data take the place of the header, and the log ends behind the end of its file: a start
@@ -97,7 +97,7 @@ TEST_F(SynchronousRecord, is_answered_with_success_although_its_header_is_missin
   EXPECT_EQ(send_synchronous("fiver"), response::stored);
   wait_for_remount();
   EXPECT_EQ(flash.on_chip("vesk.log").substr(48), std::string("fiver\0\0\0", 8));
-  EXPECT_EQ(foretold(), "vesk.log: damaged; the next first start would remove it");
+  EXPECT_EQ(predicted(), "vesk.log: damaged; the next first start would remove it");
   boot();
   EXPECT_TRUE(eventually([&] { return !flash.has("vesk.log"); }));
 }

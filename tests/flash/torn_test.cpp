@@ -88,7 +88,7 @@ record update_of_first() {
            .data = "FIRST"}};
 }
 
-TEST_P(PowerCut, ends_as_foretold) {
+TEST_P(PowerCut, ends_as_predicted) {
   const cut &which = GetParam();
   cut_off(which, which.update ? update_of_first() : third_record());
   const std::string left = flash.on_chip("vesk.log");

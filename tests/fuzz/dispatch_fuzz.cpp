@@ -5,7 +5,7 @@
 //   - whoever has an answer to expect gets one, of the right size, and nobody else gets any;
 //   - a file type is enabled or not as the messages so far say;
 //   - nothing touches a file while the flash is not mounted, nor a record for a disabled type;
-//   - what is written goes to the log files, and into their capacity but for the writes that
+//   - what is written goes to the log files, and into their capacity except for the writes that
 //     tests/property/stray_write.h names;
 //   - no descriptor stays open but that of a kernel log at which a repair ends;
 //   - the statistics count records, one each, and only those that were stored;

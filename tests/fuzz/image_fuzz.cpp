@@ -1,6 +1,6 @@
 // Any bytes as a log file: a start or a sweep, a record, another start, another record. The
-// promises are those of the random damage in tests/property; where one is broken, the story is told
-// and the process aborts.
+// promises are those of the random damage in tests/property; where one is broken, the story is
+// printed and the process aborts.
 #include <gtest/gtest.h>
 
 #include <cstdint>

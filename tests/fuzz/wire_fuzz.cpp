@@ -1,6 +1,6 @@
-// Any datagrams, through the real socket of the message service and back. What comes back to a
-// sender is told beforehand, from what docs/host-platform.md says to those who write one; where
-// anything else comes, or nothing, or more, the process aborts:
+// Any datagrams, through the real socket of the message service and back. What has to come back to
+// a sender is worked out beforehand, from what docs/host-platform.md says to those who write one;
+// where anything else comes, or nothing, or more, the process aborts:
 //
 //   - what is no request gets nothing, so that no answer is ever answered;
 //   - what is refused gets the first reason that holds, and the daemon never sees it;

@@ -16,7 +16,7 @@ struct work_limits {
 };
 
 // Two rows for each case: its own, and that of its repairs if there are any. A process that came to
-// no good end is told as a failure in the case's row.
+// no good end is reported as a failure in the case's row.
 std::vector<named_tally> try_cases(const std::vector<case_plan> &plans, const work_limits &limits);
 
 }  // namespace vesk::test

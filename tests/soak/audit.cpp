@@ -83,7 +83,7 @@ void audit::add_up_appended() {
   }
 }
 
-// The bytes of all records that may have been appended since a moment, but for its own.
+// The bytes of all records that may have been appended since a moment, except its own.
 uint64_t audit::appended_behind(author who, moment since) const {
   const auto &all = appended_.at(note(who).file_type);
   const auto older = std::partition_point(all.begin(), all.end(),

@@ -1,5 +1,5 @@
 // What is sent to the daemon: parts of a run, and for each sender a row of records that depends on
-// the seed alone, but for what the daemon answers.
+// the seed alone, except for what the daemon answers.
 #pragma once
 
 #include <cstdint>

@@ -38,7 +38,7 @@ class scratch_directory {
 // Whether this private root is one of copies, in which nothing can be mounted.
 bool without_mounts();
 
-// Whether the program is absent, but for a reason: such a root holds only copies of what the daemon
+// Whether the program is absent for a reason: such a root holds only copies of what the daemon
 // needs. Elsewhere a program that is not installed makes its tests fail.
 bool left_out_here(const std::string &program);
 

@@ -48,7 +48,7 @@ struct trial_report {
   std::string story;  // pictures of the file and the log lines, step by step
 };
 
-// The story is told where it is asked for, and wherever a promise was broken.
+// The story is there where it is asked for, and wherever a promise was broken.
 trial_report run_trial(const trial &trial, bool tell = false);
 
 // The path of a type's file, and how large the file may become.

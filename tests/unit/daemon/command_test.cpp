@@ -37,7 +37,7 @@ struct Command : daemon_test {
                     host16(number) + host16(file_type) + host32(static_cast<uint32_t>(result))}}));
   }
 
-  // All 64 types are in this state, but for the one named.
+  // All 64 types are in this state, except the one named.
   static void expect_states(uint8_t state, uint32_t but_type = 64, uint8_t but_state = 0) {
     for (uint32_t t = 0; t < 64; ++t) {
       EXPECT_EQ(vesk_file_state.slots[t], t == but_type ? but_state : state) << "type " << t;

@@ -22,7 +22,7 @@ struct Config : daemon_test {
     }
   }
 
-  // What is told about one file type, by what the module's byte and the type's own byte say.
+  // What is said about one file type, by what the module's byte and the type's own byte say.
   static log_lines told(int type, int old_state, int type_byte, int new_state) {
     const std::string t = std::to_string(type);
     return {

@@ -123,7 +123,7 @@ TEST_F(EhdrRecovery, walk_does_not_go_on_at_the_first_slot_one_byte_early) {
   EXPECT_EQ(errors().back(), error("ERROR: ehdr read failed errno 33\n"));
 }
 
-// Behind the ring's end no entry is known: its first header is told 20, as the start is.
+// Behind the ring's end no entry is known: its first header gets 20, as the start is.
 TEST_F(EhdrRecovery, first_slot_behind_the_rings_end_is_told_twenty) {
   const log_file file =
       ring(7).entry(linked(1024, 8, 8)).entry(linked(1025, 8, 8)).entry(linked(1026, 8, 20)).make();

@@ -12,7 +12,7 @@ namespace {
 
 class Update : public StoreTest {
  protected:
-  // The ring as its global header describes it, but for `end` where a test wants another one.
+  // The ring as its global header describes it, except `end` where a test wants another one.
   int32_t update(const log_file &file, const record &r) {
     const std::vector<uint8_t> b = file.bytes();
     const auto at = [&](size_t i) {
