@@ -7,8 +7,9 @@
 #include <string_view>
 
 #include "host/vesk_debug_level.h"
+#include "host/vesk_debug_request.h"
 #include "host/vesk_history.h"
-#include "host/vesk_outbox.h"
+#include "host/vesk_message.h"
 #include "host/vesk_stderr.h"
 #include "platform/dbgkit.h"
 
@@ -36,36 +37,6 @@ void read_environment() {
                    "vesk host: VESK_DEBUG is \"%s\", not none, error or trace; taken as error",
                    value);
   }
-}
-
-// --- what an operator may ask of a running process: other debug levels, and the event history ---
-
-bool is_level(uint8_t level) {
-  return level <= VESK_WIRE_DEBUG_TRACE || level == VESK_WIRE_DEBUG_KEEP;
-}
-
-void change_levels(vesk::message &msg) {
-  vesk_wire_debug asked{};
-  std::memcpy(&asked, msg.payload, sizeof asked);
-  if (msg.header.length != sizeof asked || !is_level(asked.print) || !is_level(asked.record)) {
-    vesk::refuse(msg, vesk::refusal::bad_request);
-    return;
-  }
-  vesk_wire_debug &levels = vesk::debug_levels;
-  if (asked.print != VESK_WIRE_DEBUG_KEEP) levels.print = asked.print;
-  if (asked.record != VESK_WIRE_DEBUG_KEEP) levels.record = asked.record;
-  vesk::answer(msg, VESK_WIRE_ANSWER, 0, &levels, sizeof levels);
-}
-
-void read_out_history(vesk::message &msg) {
-  if (msg.header.length != 0) {
-    vesk::refuse(msg, vesk::refusal::bad_request);
-    return;
-  }
-  char records[vesk::text_history_size + vesk::message_history_size];
-  static_assert(sizeof records <= VESK_WIRE_MAX_PAYLOAD);
-  const size_t size = vesk::copy_history(records);
-  vesk::answer(msg, VESK_WIRE_ANSWER, 0, records, static_cast<uint32_t>(size));
 }
 
 }  // namespace
@@ -135,15 +106,5 @@ void dbgprint(const char *format, ...) {
 
 int32_t dbgkit_process_msg(int32_t, ipq_msg *msg) {
   vesk::message *held = vesk::find_message(msg);
-  if (held == nullptr) return -1;
-  switch (held->header.opcode) {
-    case VESK_WIRE_OPC_DEBUG:
-      change_levels(*held);
-      return 0;
-    case VESK_WIRE_OPC_HISTORY:
-      read_out_history(*held);
-      return 0;
-    default:
-      return -1;
-  }
+  return held != nullptr && vesk::serve_debug_request(*held) ? 0 : -1;
 }

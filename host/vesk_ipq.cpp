@@ -1,13 +1,15 @@
 // The message service: the daemon's queue is a datagram socket.
-#include <unistd.h>
-
 #include <cerrno>
 
 #include "host/vesk_access_point.h"
+#include "host/vesk_answer.h"
 #include "host/vesk_clock.h"
 #include "host/vesk_counters.h"
+#include "host/vesk_listeners.h"
+#include "host/vesk_message.h"
 #include "host/vesk_outbox.h"
 #include "host/vesk_status_request.h"
+#include "host/vesk_wire_check.h"
 #include "platform/ipq.h"
 
 namespace {
@@ -53,8 +55,7 @@ int32_t send_message(uint32_t dest, uint32_t opcode, const void *payload, uint32
 }
 
 vesk::refusal check(const vesk::message &msg, ptrdiff_t size) {
-  const bool privileged = msg.sender.uid == 0 || msg.sender.uid == geteuid();
-  return vesk::check_datagram(msg.header, static_cast<size_t>(size), privileged);
+  return vesk::check_datagram(msg.header, static_cast<size_t>(size), vesk::is_privileged(msg));
 }
 
 int32_t hand_over(vesk::message &next, ipq_msg **msg) {

@@ -1,5 +1,7 @@
 #include "host/vesk_message.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -80,6 +82,14 @@ ptrdiff_t take_datagram(int32_t fd, message &msg) {
   msg.sender = credentials_of(arrived);
   clear_behind(msg, static_cast<size_t>(size));
   return size;
+}
+
+bool is_privileged(const message &msg) {
+  return msg.sender.uid == 0 || msg.sender.uid == geteuid();
+}
+
+bool has_address(const message &msg) {
+  return msg.address_length > offsetof(sockaddr_un, sun_path);
 }
 
 }  // namespace vesk

@@ -20,8 +20,8 @@ struct message {
   vesk_wire_header header;
   ucred sender;  // as the kernel knows it
   sockaddr_un address;
-  socklen_t address_length;  // not beyond the family where the sender has no address
-  uint32_t written;          // how many bytes at the front of the payload may be other than zero
+  socklen_t address_length;
+  uint32_t written;  // how many bytes at the front of the payload may be other than zero
   alignas(16) uint8_t payload[VESK_WIRE_MAX_PAYLOAD];
 };
 
@@ -38,5 +38,11 @@ void make_empty(message &msg);
 // payload behind what came is zero. Returns the datagram's whole size, which may be larger than
 // what a message holds, or -1 with errno.
 [[nodiscard]] ptrdiff_t take_datagram(int32_t fd, message &msg);
+
+// Whether root or the daemon's own user sent the message.
+[[nodiscard]] bool is_privileged(const message &msg);
+
+// Whether the sender has an address to which something can be sent back.
+[[nodiscard]] bool has_address(const message &msg);
 
 }  // namespace vesk

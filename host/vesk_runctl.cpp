@@ -7,7 +7,8 @@
 #include <cinttypes>
 #include <cstring>
 
-#include "host/vesk_outbox.h"
+#include "host/vesk_answer.h"
+#include "host/vesk_message.h"
 #include "host/vesk_pid_file.h"
 #include "host/vesk_stderr.h"
 #include "platform/runctl.h"

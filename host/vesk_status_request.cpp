@@ -2,9 +2,9 @@
 
 #include <unistd.h>
 
+#include "host/vesk_answer.h"
 #include "host/vesk_clock.h"
 #include "host/vesk_counters.h"
-#include "host/vesk_outbox.h"
 
 namespace vesk {
 namespace {

@@ -3,6 +3,7 @@
 #include <cstddef>
 
 #include "host/vesk_clock.h"
+#include "host/vesk_timer_due.h"
 #include "platform/tg.h"
 
 namespace {
@@ -37,14 +38,6 @@ timer *first_due(uint32_t group) {
   }
   return first;
 }
-
-// When a repeating timer is due again: the first moment after `now` that is a whole number of
-// intervals behind `due`, which has passed. The cadence stays, and missed periods are skipped.
-constexpr uint64_t due_again(uint64_t due, uint64_t interval, uint64_t now) {
-  return due + interval * ((now - due) / interval + 1);
-}
-static_assert(due_again(100, 10, 100) == 110 && due_again(100, 10, 109) == 110);
-static_assert(due_again(100, 10, 110) == 120 && due_again(100, 10, 1234) == 1240);
 
 }  // namespace
 
@@ -97,7 +90,7 @@ int32_t tg_get_first_expired_timer(uint32_t group, uint32_t *id, void **data) {
   *id = first->id;
   *data = nullptr;  // a timer is created without any
   if (first->repeating) {
-    first->due = due_again(first->due, first->interval, now);
+    first->due = vesk::due_again(first->due, first->interval, now);
   } else {
     first->running = false;
   }
