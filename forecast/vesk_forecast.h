@@ -30,6 +30,7 @@ struct file_forecast {
   finding repair_failure;
 
   // What these are about: the global header, as far as it is there, and what the catalogue says.
+  // Zeros for a type that the catalogue does not know, as everything below.
   vesk_gheader header;
   uint32_t size;
   uint32_t capacity;
@@ -37,8 +38,8 @@ struct file_forecast {
   // Entries that the chain reaches now, null entries not counted; whatever becomes of the file.
   uint32_t readable_before;
 
-  // Of a file that is rebuilt. The ring is also that at which a repair fails in the end.
-  ring_state state;              // the global header that it gets
+  // Of a file that is rebuilt.
+  ring_state state;              // the global header; where a repair fails in the end, its start
   uint32_t headers_rewritten;    // entry headers of which most cannot be read any more
   uint32_t nulls_added;          // null entries that cover damage
   uint32_t readable_after;       // entries that the chain reaches after the repair

@@ -1,7 +1,6 @@
 // A platform that wants nothing and does nothing, for programs that play a start through: nobody
-// hears of it, and no flash is touched.
+// hears of it, and no flash is touched. It has what examining and repairing one file call.
 #include "platform/dbgkit.h"
-#include "platform/runctl.h"
 #include "store/vesk_flash.h"
 
 extern "C" {
@@ -17,16 +16,8 @@ int32_t dbgkit_chk_int(uint32_t, uint32_t, uint32_t, uint32_t) {
 }
 void dbgprint(const char *, ...) {}
 
-int32_t runctl_heartbeat(uint32_t) {
-  return 0;
-}
-
-int32_t vesk_stat_fs(const char *, struct stat *) {
-  return -1;
-}
 int32_t vesk_remount_fs(void) {
   return 0;
 }
-void vesk_remove_file(const char *) {}
 
 }  // extern "C"

@@ -1,5 +1,5 @@
 // Does a log file whose global header is sound still have a sound entry chain? Three samples tell:
-// up to 101 entries from `start`, the first slot, and the entry that ends at `end`.
+// up to 101 entries from `start`, the first slot, and the last good header in front of `end`.
 #pragma once
 
 #include <cstdint>

@@ -13,9 +13,9 @@ extern "C" {
 // first good entry is left behind by moving the start; damage behind one is covered with a null
 // entry; `prev_size` is rewritten where it differs. Repairs made before a failure stay.
 //
-// Returns 0 when the walk reached `end`, else -1 with `*result_code` set. `*new_start` is written
-// only when the start moves: initialise it to `start`. `*last_entry` is 20, and then the offset of
-// each good header passed.
+// Returns 0 when the walk reached `end` outside of damage, else -1 with `*result_code` set.
+// `*new_start` is written only when the start moves: initialise it to `start`. `*last_entry` is 20,
+// and then the offset of each good header passed.
 int32_t vesk_ehdr_recovery(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                            uint32_t *result_code, uint32_t *new_start, uint32_t *last_entry);
 

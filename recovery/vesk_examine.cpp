@@ -66,6 +66,7 @@ file_fate examine_chain(int32_t fd, const file_info &file, const vesk_gheader &h
   }
   if (reason == VESK_CORRUPT_UNREADABLE) return file_fate::remove;
   VESK_ERROR("ERROR: File %s had internal error or is corrupted %d.\n", file.path, reason);
+  // No check of ours gives another reason; the mark would stay as it was.
   const bool known = reason == VESK_CORRUPT_CHAIN || reason == VESK_CORRUPT_END;
   return known ? file_fate::rebuild : file_fate::stay_marked;
 }

@@ -6,7 +6,8 @@
 // What the passes store in `reason`.
 
 constexpr uint32_t VESK_GHDR_RECOVERED = 0;
-// The first pass ended early, behind entries that count.
+// The pass ended early: the first one behind entries that count, the second where the chain breaks,
+// which it does not report.
 constexpr uint32_t VESK_GHDR_BROKEN_OFF = 1;
 // The file is beyond repair.
 constexpr uint32_t VESK_GHDR_LOST = 2;
@@ -26,7 +27,7 @@ int32_t vesk_ghdr_recovery_first_pass(int32_t fd, uint32_t start, uint32_t end, 
 //
 // Stores `*reason`, `*new_end` and `*last_entry` always, `*new_start` only where the start has to
 // move. Returns 0 when `*reason` is 0, else -1. Where the chain breaks is the new end, and no
-// failure, unless it breaks behind a start other than the first slot.
+// failure; but behind a start other than the first slot there has to be a good header at the end.
 int32_t vesk_ghdr_recovery_second_pass(int32_t fd, uint32_t start, uint32_t end, uint32_t max,
                                        uint32_t *reason, uint32_t *new_end, uint32_t *new_start,
                                        uint32_t *last_entry, uint32_t entry_count);

@@ -16,8 +16,8 @@ constexpr finding check_file_size(uint32_t size) {
 // The first problem that validation has with a file of this header. `capacity` is the catalogue's.
 finding check_gheader(const vesk_gheader &header, uint32_t capacity, uint32_t size);
 
-// The first problem that a repair has with it. Offsets that lie nowhere are what it is there for,
-// and a header of any version becomes one of ours.
+// The first problem that a repair has with it. It looks neither at the version nor at whether the
+// offsets leave room in the ring: a repair is there for such headers.
 finding check_gheader_to_repair(const vesk_gheader &header, uint32_t capacity, uint32_t size);
 
 }  // namespace vesk

@@ -7,8 +7,8 @@
 namespace vesk {
 
 // What becomes of a file at a start. It is kept as it is. It is marked for repair and repaired, in
-// a first start always by rebuilding its global header. It is removed. Or it stays marked, and as
-// it is, because the repairs end at a kernel log, before its turn or at this very file.
+// a first start always by rebuilding its global header. It is removed. Or it is not repaired, and
+// its mark stays as it was: the repairs end at a kernel log, before its turn or at this very file.
 enum class file_fate : uint8_t { keep, rebuild, remove, stay_marked };
 
 enum class problem : uint8_t {
@@ -41,7 +41,7 @@ enum class problem : uint8_t {
   null_entry_not_written,
   entry_beyond_capacity,  // `number` is where it would end
   no_entry_in_damage,     // before the damage got too large; `number` is how large it may be
-  no_entry_in_file,       // before the file ended
+  no_entry_in_file,       // before the file could be read no further
   no_entries,             // but null entries perhaps
   chain_broken,           // behind the start that was predicted; `number` is the new end
 };
@@ -56,12 +56,13 @@ struct finding {
   bool operator==(const finding &) const = default;
 };
 
-// What the last examination or repair came upon, beside the codes that its operations return. The
+// What the last examination, or repair that rebuilds the global header, came upon, beside the codes
+// that its operations return; `found` has a meaning where the file is not kept or repaired. The
 // daemon writes it and never reads it: it is there for those who predict what a start would do.
 struct recovery_notes {
   finding found = {};
-  uint32_t start = 0;  // of the ring that a rebuilt global header comes to
-  uint32_t end = 0;
+  uint32_t start = 0;  // of the ring, as predicted or, in the end, as rebuilt
+  uint32_t end = 0;    // of the rebuilt ring
   uint32_t headers_rewritten = 0;
   uint32_t nulls_added = 0;
 };

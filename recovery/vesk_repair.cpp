@@ -79,7 +79,8 @@ file_fate rebuild_gheader(int32_t fd, const file_info &file) {
 
   VESK_TRACE("TRACE:Got num entries %d. going for 2nd pass %s \n", entry_count, file.path);
   uint32_t new_end = 0;
-  uint32_t new_start = notes.start = predicted_start;
+  uint32_t new_start = predicted_start;
+  notes.start = predicted_start;
   uint32_t last_entry = VESK_GHEADER_SIZE;
   if (vesk_ghdr_recovery_second_pass(fd, predicted_start, file.size, file.max_size, &reason,
                                      &new_end, &new_start, &last_entry, entry_count) != 0) {
