@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -79,6 +80,13 @@ uint32_t log_file::size() const {
   struct stat st {};
   fstat(fd_, &st);
   return static_cast<uint32_t>(st.st_size);
+}
+
+bool log_file::extend_to(uint64_t size) const {
+  if (size > static_cast<uint64_t>(std::numeric_limits<off_t>::max())) return false;
+  if (ftruncate(fd_, static_cast<off_t>(size)) != 0)
+    throw std::runtime_error("cannot extend " + path_);
+  return true;
 }
 
 std::vector<uint8_t> log_file::bytes() const {

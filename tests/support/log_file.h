@@ -30,6 +30,10 @@ class log_file {
   const std::string &path() const { return path_; }
   uint32_t size() const;
 
+  // Makes the file this long, with a hole at its end. False where the file offsets of this machine
+  // are too short for that.
+  [[nodiscard]] bool extend_to(uint64_t size) const;
+
   std::vector<uint8_t> bytes() const;
   // `count` bytes from `offset` on, in words of four: "00 4d 04 00  00 08 46 8e".
   std::string hex(uint32_t offset, uint32_t count) const;

@@ -451,9 +451,9 @@ TEST_F(Request, the_append_of_an_existing_file_gets_its_status_size) {
 }
 
 TEST_F(Request, a_file_beyond_4_gib_is_neither_too_small_nor_small_enough_for_the_append) {
-  for (const off_t size : each<off_t>{0x100000000, 0x100000014}) {
+  for (const uint64_t size : each<uint64_t>{0x100000000, 0x100000014}) {
     const log_file file = ring(temperature_type).make();
-    ASSERT_EQ(ftruncate(file.fd(), size), 0);
+    if (!file.extend_to(size)) GTEST_SKIP() << "file offsets of 32 bits end at 2 GiB";
     platform.forget();
     EXPECT_EQ(vesk_do_vesk(record({.len = 4, .file_type = temperature_type})), -1);
     ASSERT_FALSE(platform.history.empty());

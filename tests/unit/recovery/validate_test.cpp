@@ -373,11 +373,11 @@ TEST_F(Validate, wrapped_file_that_is_more_than_full_is_removed_too) {
 }
 
 TEST_F(Validate, file_beyond_4_gib_is_as_long_as_can_be_said) {
-  for (const off_t size : {off_t{0x100000000}, off_t{0x100000014}}) {
+  for (const uint64_t size : {0x100000000, 0x100000014}) {
     SCOPED_TRACE(size);
     platform.forget();
     const log_file file = headers(ring(7), 3).make();
-    ASSERT_EQ(ftruncate(file.fd(), size), 0);
+    if (!file.extend_to(size)) GTEST_SKIP() << "file offsets of 32 bits end at 2 GiB";
     EXPECT_EQ(validation().back(), "100 TRACE:File FILE isn't corrupted\n");
     EXPECT_EQ(vesk_file_sanity[7], 0u);
   }
