@@ -373,7 +373,7 @@ TEST_F(Validate, wrapped_file_that_is_more_than_full_is_removed_too) {
 }
 
 TEST_F(Validate, file_beyond_4_gib_is_as_long_as_can_be_said) {
-  for (const uint64_t size : {0x100000000, 0x100000014}) {
+  for (const uint64_t size : {uint64_t{0x100000000}, uint64_t{0x100000014}}) {
     SCOPED_TRACE(size);
     platform.forget();
     const log_file file = headers(ring(7), 3).make();
