@@ -4,7 +4,7 @@
 #include <filesystem>
 
 #include "tools/shared/copy_note.h"
-#include "tools/shared/json_member.h"
+#include "tools/shared/json.h"
 #include "tools/shared/preserve.h"
 #include "tools/shared/problem_text.h"
 

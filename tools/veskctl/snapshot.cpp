@@ -13,7 +13,7 @@
 #include "reader/vesk_ring_summary.h"
 #include "tools/shared/copy_note.h"
 #include "tools/shared/files.h"
-#include "tools/shared/json_member.h"
+#include "tools/shared/json.h"
 #include "tools/shared/new_file.h"
 #include "tools/shared/text.h"
 #include "tools/veskctl/output.h"

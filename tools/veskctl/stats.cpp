@@ -2,7 +2,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "tools/shared/json_member.h"
+#include "tools/shared/json.h"
 #include "tools/veskctl/daemon.h"
 #include "tools/veskctl/output.h"
 #include "tools/veskctl/subcommands.h"

@@ -7,7 +7,7 @@
 
 #include "protocol/vesk_levels.h"
 #include "tools/shared/flash.h"
-#include "tools/shared/json_member.h"
+#include "tools/shared/json.h"
 #include "tools/shared/text.h"
 #include "tools/shared/time.h"
 #include "tools/veskctl/daemon.h"

@@ -1,7 +1,7 @@
 #include <rapidjson/prettywriter.h>
 #include <sodium.h>
 
-#include "tools/shared/json_member.h"
+#include "tools/shared/json.h"
 #include "tools/veskshow/fields.h"
 
 namespace vesk::veskshow {
